@@ -1,0 +1,85 @@
+// os_coslog.h: the process's single diagnostic log.
+//
+// Contract: one COsLog exists per process, reachable through g_poslog. Every
+// component writes with Message(file, line, flag, format, ...), passing its
+// own source-file name and line; each call appends exactly one line to the
+// log file, which is opened and closed around the line. Logging never reports
+// a failure and never changes errno as the caller sees it. Callers test
+// g_poslog for null first (the OSLOG macros below do), and write information
+// (flag 4) only when GetDebugLevel() is not zero. Buffers passed in are the
+// caller's; the log copies what it keeps.
+#ifndef OS_COSLOG_H
+#define OS_COSLOG_H
+
+#include <cstdarg>
+#include <cstdint>
+
+#include "os_types.h"
+
+class COsLogImpl;
+
+class COsLog
+{
+public:
+  // a_szName: the process's unique name; a_szLogFile: the log path or an
+  // "@VAR@/name" form; a_iLevel: the debug level; a_szFilter: filter words.
+  COsLog(const char *a_szName, const char *a_szLogFile, int a_iLevel, const char *a_szFilter);
+  ~COsLog();
+  COsLog(const COsLog &) = delete;
+  COsLog &operator=(const COsLog &) = delete;
+
+  // Reconfigures a running log. An "@" in a_szLogFile is cut in place.
+  void Setup(char *a_szLogFile, int a_iLevel, const char *a_szFilter, uint8_t *a_pu8DsState);
+
+  // Writes one line: header, the formatted text, CR LF.
+  void Message(const char *a_szFile, int a_iLine, EOSLOGFLAG a_eoslogflag, const char *a_szFormat, ...)
+      OS_PRINTF_FORMAT(5, 6);
+  void VMessage(const char *a_szFile, int a_iLine, EOSLOGFLAG a_eoslogflag, const char *a_szFormat,
+                va_list a_valist);
+
+  int GetDebugLevel();
+  void SetDebugLevel(int a_iLevel);
+  bool GetDebugFind();
+  bool GetIsDump();
+  bool GetIsMdns();
+  bool GetIsNetXfer();
+  void SetNetXfer(bool a_blNetXfer);
+  int GetDsState();
+  void SetDsState(int a_iState);
+  int GetIsTWAIN();
+  bool IsFlushing();
+  void EnableAssert(int a_iAssert);
+  int SetHopeless(int a_iHopeless);
+  int GetStackUsage();
+  void LogMemoryUsage();
+  void GetFilename(char *a_szFilename, uint32_t a_u32Size);
+  [[nodiscard]] EOSSTS GetLogFile(char *a_szLogFile, uint32_t a_u32Size);
+  void Flush();
+  int DisplayLength();
+
+private:
+  COsLogImpl *m_poslogimpl;
+};
+
+// Writes a message when the log exists.
+#define OSLOG(flag, ...)                                     \
+  do                                                         \
+  {                                                          \
+    if (g_poslog)                                            \
+    {                                                        \
+      g_poslog->Message(__FILE__, __LINE__, flag, __VA_ARGS__); \
+    }                                                        \
+  } while (0)
+
+// Writes an information message when the log exists and the debug level is
+// not zero.
+#define OSLOGDBG(...)                                                 \
+  do                                                                  \
+  {                                                                   \
+    if (g_poslog && g_poslog->GetDebugLevel())                        \
+    {                                                                 \
+      g_poslog->Message(__FILE__, __LINE__, EOSLOGFLAG_INFO, __VA_ARGS__); \
+    }                                                                 \
+  } while (0)
+
+#endif  // OS_COSLOG_H

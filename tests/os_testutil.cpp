@@ -1,0 +1,107 @@
+// os_testutil.cpp: helpers shared by the tests (see os_testutil.h).
+#include "os_testutil.h"
+
+#include <ftw.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+
+namespace ostest
+{
+
+TempDir::TempDir()
+{
+  const char *szTmp = getenv("TMPDIR");
+  std::string strTemplate = std::string(szTmp && *szTmp ? szTmp : "/tmp") + "/ostest.XXXXXX";
+  std::vector<char> vec(strTemplate.begin(), strTemplate.end());
+  vec.push_back('\0');
+  if (mkdtemp(vec.data()))
+  {
+    m_strPath = vec.data();
+  }
+}
+
+static int RemoveEntry(const char *a_szPath, const struct stat *, int, struct FTW *)
+{
+  return remove(a_szPath);
+}
+
+TempDir::~TempDir()
+{
+  if (!m_strPath.empty())
+  {
+    // Depth first, never through a symbolic link.
+    nftw(m_strPath.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS);
+  }
+}
+
+std::string ReadFile(const std::string &a_strPath)
+{
+  std::ifstream in(a_strPath, std::ios::binary);
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
+}
+
+bool WriteFile(const std::string &a_strPath, const std::string &a_strData)
+{
+  std::ofstream out(a_strPath, std::ios::binary | std::ios::trunc);
+  out << a_strData;
+  return static_cast<bool>(out);
+}
+
+bool FileExists(const std::string &a_strPath)
+{
+  return access(a_strPath.c_str(), F_OK) == 0;
+}
+
+std::vector<std::string> SplitLines(const std::string &a_strText)
+{
+  std::vector<std::string> vecLines;
+  std::istringstream in(a_strText);
+  std::string strLine;
+  while (std::getline(in, strLine))
+  {
+    if (!strLine.empty() && strLine.back() == '\r')
+    {
+      strLine.pop_back();
+    }
+    vecLines.push_back(strLine);
+  }
+  return vecLines;
+}
+
+ScopedEnv::ScopedEnv(const char *a_szName, const char *a_szValue) : m_strName(a_szName), m_blHadOld(false)
+{
+  const char *szOld = getenv(a_szName);
+  if (szOld)
+  {
+    m_blHadOld = true;
+    m_strOld = szOld;
+  }
+  if (a_szValue)
+  {
+    setenv(a_szName, a_szValue, 1);
+  }
+  else
+  {
+    unsetenv(a_szName);
+  }
+}
+
+ScopedEnv::~ScopedEnv()
+{
+  if (m_blHadOld)
+  {
+    setenv(m_strName.c_str(), m_strOld.c_str(), 1);
+  }
+  else
+  {
+    unsetenv(m_strName.c_str());
+  }
+}
+
+}  // namespace ostest

@@ -1,0 +1,55 @@
+// os_testutil.h: small helpers shared by the tests: a temporary directory
+// removed with everything in it, whole-file reads and writes, and a scoped
+// environment variable. None of them uses the services under test.
+#ifndef OS_TESTUTIL_H
+#define OS_TESTUTIL_H
+
+#include <string>
+#include <vector>
+
+namespace ostest
+{
+
+// A fresh directory below $TMPDIR (or /tmp); removed recursively, without
+// following symbolic links, when the object goes.
+class TempDir
+{
+public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir &) = delete;
+  TempDir &operator=(const TempDir &) = delete;
+  const std::string &Path() const { return m_strPath; }
+  // Path of a name inside the directory.
+  std::string operator/(const std::string &a_strName) const { return m_strPath + "/" + a_strName; }
+
+private:
+  std::string m_strPath;
+};
+
+// Whole-file helpers; ReadFile gives "" for a missing file.
+std::string ReadFile(const std::string &a_strPath);
+bool WriteFile(const std::string &a_strPath, const std::string &a_strData);
+bool FileExists(const std::string &a_strPath);
+// Lines of a text, split at LF, with a trailing CR removed from each line.
+std::vector<std::string> SplitLines(const std::string &a_strText);
+
+// Sets (or, with a null value, unsets) an environment variable and restores
+// the old state when the object goes.
+class ScopedEnv
+{
+public:
+  ScopedEnv(const char *a_szName, const char *a_szValue);
+  ~ScopedEnv();
+  ScopedEnv(const ScopedEnv &) = delete;
+  ScopedEnv &operator=(const ScopedEnv &) = delete;
+
+private:
+  std::string m_strName;
+  std::string m_strOld;
+  bool m_blHadOld;
+};
+
+}  // namespace ostest
+
+#endif  // OS_TESTUTIL_H
