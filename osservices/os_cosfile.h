@@ -42,21 +42,15 @@ enum : uint32_t
   EOSFILEOPEN_NOMODE = 5      // accepted, yields no usable mode
 };
 
-// EOSFILEACCESS (1 read, 2 write, 3 read and write, 4 accepted by Open but
-// yielding no usable mode) belongs to the configuration, whose SetAccess uses
-// it too; it is defined here only until that header is present.
-#if __has_include("os_coscfg.h")
-#include "os_coscfg.h"
-#else
+// What a file object may do, and (SetAccess) which permission bits to set.
 typedef uint32_t EOSFILEACCESS;
 enum : uint32_t
 {
   EOSFILEACCESS_READ = 1,
   EOSFILEACCESS_WRITE = 2,
   EOSFILEACCESS_READWRITE = 3,
-  EOSFILEACCESS_EXECUTE = 4
+  EOSFILEACCESS_EXECUTE = 4  // Open: accepted, yields no usable mode
 };
-#endif
 
 // Sharing: 1 takes an exclusive advisory lock without waiting; 2 to 4 none.
 typedef uint32_t EOSFILESHARE;
