@@ -59,8 +59,14 @@ TEST(SpinLock, TwoThreadsCountWithoutLosingIncrements)
   const int kIterations = 1000000;
   OSSPINLOCK spinlock = 0;
   volatile long lCounter = 0;
+  std::atomic<int> iReady(0);
   auto work = [&]
   {
+    // Both threads start counting together, so that they really contend.
+    iReady++;
+    while (iReady < 2)
+    {
+    }
     for (int ii = 0; ii < kIterations; ii++)
     {
       COsSync::SpinLock(&spinlock);
