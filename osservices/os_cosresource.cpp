@@ -9,11 +9,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstdint>
-#include <cstring>
 #include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
@@ -31,6 +31,8 @@ constexpr uint32_t s_u32CfgSectionMain = 1;
 constexpr uint32_t s_u32CfgTagDriverPath = 21;
 constexpr uint32_t s_u32PathSize = 512;
 constexpr uint32_t s_u32MarkerLength = 9;
+// Entry of the first block appended, as a signed index for downward walks.
+constexpr int s_iFirstEntry = OS_RESOURCE_FIRSTENTRY;
 // A block must be reachable with 32-bit mapping arithmetic.
 constexpr uint64_t s_u64MaxMapping = UINT32_MAX;
 
@@ -186,14 +188,14 @@ private:
   int FindEntry(const char *a_szName) const;
   EOSSTS MapEntry(int a_iIndex, const char *a_szName, const char *a_szPath);
 
-  const void *m_pvData;       // the block handed out, null when closed
-  uint32_t m_u32Size;         // its size
-  void *m_pvMapping;          // the current mapping
-  size_t m_sizetMapping;      // and its length
-  int m_iFd;                  // the open file, -1 when closed
-  uint64_t m_u64FileSize;     // size of the file the table came from
-  int m_iFindIndex;           // entry a walk reported last; 0 when no walk
-  bool m_blFinding;           // a FindFirst walk is active
+  const void *m_pvData;    // the block handed out, null when closed
+  uint32_t m_u32Size;      // its size
+  void *m_pvMapping;       // the current mapping
+  size_t m_sizetMapping;   // and its length
+  int m_iFd;               // the open file, -1 when closed
+  uint64_t m_u64FileSize;  // size of the file the table came from
+  int m_iFindIndex;        // entry a walk reported last; 0 when no walk
+  bool m_blFinding;        // a FindFirst walk is active
   uint8_t m_au8Table[OS_RESOURCE_TABLESIZE];
 };
 
@@ -274,7 +276,7 @@ EOSSTS COsResourceImpl::LoadTable(const char *a_szPath, const char *a_szName)
 // bottom entry for any unknown name, on purpose.
 int COsResourceImpl::FindEntry(const char *a_szName) const
 {
-  for (int ii = OS_RESOURCE_FIRSTENTRY; ii >= 1; ii--)
+  for (int ii = s_iFirstEntry; ii >= 1; ii--)
   {
     if (EntryIsEmpty(m_au8Table, ii))
     {
@@ -305,7 +307,8 @@ EOSSTS COsResourceImpl::MapEntry(int a_iIndex, const char *a_szName, const char 
   // An empty block still gets a one-byte mapping, so its address is valid.
   size_t sizetMapping = sizetDelta + osresourceentry.u32Size;
   sizetMapping = sizetMapping ? sizetMapping : 1;
-  void *pvMapping = mmap(nullptr, sizetMapping, PROT_READ, MAP_PRIVATE, m_iFd, static_cast<off_t>(u64Aligned));
+  void *pvMapping =
+      mmap(nullptr, sizetMapping, PROT_READ, MAP_PRIVATE, m_iFd, static_cast<off_t>(u64Aligned));
   if (pvMapping == MAP_FAILED)
   {
     OSLOGDBG("mmap failed...<%s> <%s>", a_szName, a_szPath);
@@ -397,7 +400,7 @@ EOSSTS COsResourceImpl::FindFirst(const char *a_szFile, OsResourceInfo *a_posres
   CloseFd(m_iFd);
   m_iFd = -1;
   m_blFinding = true;
-  m_iFindIndex = OS_RESOURCE_FIRSTENTRY + 1;
+  m_iFindIndex = s_iFirstEntry + 1;
   return FindNext(a_posresourceinfo);
 }
 
@@ -444,7 +447,7 @@ void COsResourceImpl::FindClose()
 namespace
 {
 
-constexpr int s_iMaxEntries = OS_RESOURCE_FIRSTENTRY + 1;  // entries 62..0
+constexpr int s_iMaxEntries = s_iFirstEntry + 1;  // entries 62..0
 constexpr size_t s_sizetCopyChunk = 16384;
 
 bool ReadAt(int a_iFd, void *a_pv, size_t a_sizetBytes, uint64_t a_u64Offset)
@@ -535,7 +538,7 @@ EOSSTS ReadExistingTable(OsResourceFile *a_posresourcefile, const char *a_szFile
       file.u64ImageEnd = u64TableAt;
       for (; file.iCount < s_iMaxEntries; file.iCount++)
       {
-        int iIndex = OS_RESOURCE_FIRSTENTRY - file.iCount;
+        int iIndex = s_iFirstEntry - file.iCount;
         if (EntryIsEmpty(file.au8Table, iIndex))
         {
           break;
@@ -561,13 +564,13 @@ int EntryForName(const OsResourceFile &a_osresourcefile, const char *a_szName)
 {
   for (int ii = 0; ii < a_osresourcefile.iCount; ii++)
   {
-    int iIndex = OS_RESOURCE_FIRSTENTRY - ii;
+    int iIndex = s_iFirstEntry - ii;
     if (!strcasecmp(DecodeEntry(a_osresourcefile.au8Table, iIndex).szName, a_szName))
     {
       return iIndex;
     }
   }
-  return OS_RESOURCE_FIRSTENTRY - a_osresourcefile.iCount;
+  return s_iFirstEntry - a_osresourcefile.iCount;
 }
 
 // Lays the blocks out after the image in entry order, with entry
@@ -577,8 +580,8 @@ EOSSTS PlanTable(const OsResourceFile &a_osresourcefile, int a_iNewIndex, const 
 {
   InitTable(a_pu8Table);
   uint64_t u64Cursor = a_osresourcefile.u64ImageEnd;
-  int iLast = std::min(a_iNewIndex, OS_RESOURCE_FIRSTENTRY - a_osresourcefile.iCount + 1);
-  for (int iIndex = OS_RESOURCE_FIRSTENTRY; iIndex >= iLast; iIndex--)
+  int iLast = std::min(a_iNewIndex, s_iFirstEntry - a_osresourcefile.iCount + 1);
+  for (int iIndex = s_iFirstEntry; iIndex >= iLast; iIndex--)
   {
     OsResourceEntry osresourceentry = DecodeEntry(a_osresourcefile.au8Table, iIndex);
     bool blNew = iIndex == a_iNewIndex;
@@ -588,8 +591,8 @@ EOSSTS PlanTable(const OsResourceFile &a_osresourcefile, int a_iNewIndex, const 
       OSLOG(EOSLOGFLAG_ERROR, "file too large for a resource table...<%s>", a_szName);
       return EOSSTS_NOFIT;
     }
-    EncodeEntry(a_pu8Table, iIndex, blNew ? a_szName : osresourceentry.szName, static_cast<uint32_t>(u64Cursor),
-                u32Size);
+    EncodeEntry(a_pu8Table, iIndex, blNew ? a_szName : osresourceentry.szName,
+                static_cast<uint32_t>(u64Cursor), u32Size);
     u64Cursor += u32Size;
   }
   return EOSSTS_OK;
@@ -603,7 +606,7 @@ bool WriteResourceFile(const OsResourceFile &a_osresourcefile, const uint8_t *a_
   {
     return false;
   }
-  for (int iIndex = OS_RESOURCE_FIRSTENTRY; iIndex >= 0 && !EntryIsEmpty(a_pu8Table, iIndex); iIndex--)
+  for (int iIndex = s_iFirstEntry; iIndex >= 0 && !EntryIsEmpty(a_pu8Table, iIndex); iIndex--)
   {
     OsResourceEntry osresourceentry = DecodeEntry(a_pu8Table, iIndex);
     if (iIndex == a_iNewIndex)
@@ -802,8 +805,8 @@ bool VersionWord(const char *a_szText, char *a_szWord, uint32_t a_u32Size)
 
 }  // namespace
 
-EOSSTS COsResource::GetVersion(const char *a_szFile, char *a_szVersion, uint32_t a_u32Size, const char *a_szName,
-                               bool a_blLocalOnly)
+EOSSTS COsResource::GetVersion(const char *a_szFile, char *a_szVersion, uint32_t a_u32Size,
+                               const char *a_szName, bool a_blLocalOnly)
 {
   if (!a_szVersion || !a_u32Size || !a_szFile || !a_szName)
   {
@@ -904,14 +907,14 @@ EOSSTS COsResource::Dump(const char *a_szFile, const char *a_szName)
 // ---------------------------------------------------------------------------
 // The public object forwards to its implementation.
 
-#define OSRESOURCE_CHECK_IMPL(result)                                 \
-  do                                                                  \
-  {                                                                   \
-    if (!m_posresourceimpl)                                           \
-    {                                                                 \
-      OSLOG(EOSLOGFLAG_ASSERT, "m_posresourceimpl is null...");       \
-      return result;                                                  \
-    }                                                                 \
+#define OSRESOURCE_CHECK_IMPL(result)                           \
+  do                                                            \
+  {                                                             \
+    if (!m_posresourceimpl)                                     \
+    {                                                           \
+      OSLOG(EOSLOGFLAG_ASSERT, "m_posresourceimpl is null..."); \
+      return result;                                            \
+    }                                                           \
   } while (0)
 
 COsResource::COsResource() : m_posresourceimpl(new (std::nothrow) COsResourceImpl)

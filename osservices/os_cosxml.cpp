@@ -35,7 +35,10 @@ struct OsXmlText<char>
 template <>
 struct OsXmlText<wchar_t>
 {
-  static const wchar_t *Find(const wchar_t *a_wsz, const wchar_t *a_wszNeedle) { return wcsstr(a_wsz, a_wszNeedle); }
+  static const wchar_t *Find(const wchar_t *a_wsz, const wchar_t *a_wszNeedle)
+  {
+    return wcsstr(a_wsz, a_wszNeedle);
+  }
   static size_t Length(const wchar_t *a_wsz) { return wcslen(a_wsz); }
   static constexpr const wchar_t *s_szCdata = L"<![CDATA[";
   static void LogOverflow(const wchar_t *a_wszStart, const wchar_t *a_wszDocument)
@@ -169,9 +172,9 @@ class COsXmlTemp
 public:
   explicit COsXmlTemp(size_t a_sizetBytes) : m_blFromService(g_posmem != nullptr)
   {
-    m_pv = m_blFromService
-               ? g_posmem->Alloc(a_sizetBytes, __FILE__, __LINE__, EOSLOGFLAG_MEM, true, "COsXml::ReplaceContent")
-               : calloc(a_sizetBytes, 1);
+    m_pv = m_blFromService ? g_posmem->Alloc(a_sizetBytes, __FILE__, __LINE__, EOSLOGFLAG_MEM, true,
+                                             "COsXml::ReplaceContent")
+                           : calloc(a_sizetBytes, 1);
   }
   ~COsXmlTemp()
   {
@@ -207,8 +210,8 @@ bool COsXml::GetContent(const wchar_t *a_wszDocument, const wchar_t *a_wszStart,
   return GetContentOf(a_wszDocument, a_wszStart, a_wszEnd, a_wszOut, a_u32Size, a_blCdata);
 }
 
-EOSSTS COsXml::ReplaceContent(char *a_szBuffer, uint32_t a_u32Size, const char *a_szStart, const char *a_szEnd,
-                              const char *a_szNew)
+EOSSTS COsXml::ReplaceContent(char *a_szBuffer, uint32_t a_u32Size, const char *a_szStart,
+                              const char *a_szEnd, const char *a_szNew)
 {
   if (!a_szBuffer || !a_u32Size || !a_szStart || !a_szEnd || !a_szNew)
   {
