@@ -506,7 +506,7 @@ bool COsString::IsNum(const char *a_szSrc)
 {
   if (!a_szSrc)
   {
-    OSLOG(EOSLOGFLAG_ASSERT, "a_szSrc is null...");
+    OSLOG(EOSLOGFLAG_ASSERT, "IsNum failed...%p", static_cast<const void *>(a_szSrc));
     return false;
   }
   return AllOf(a_szSrc, isdigit);
@@ -634,7 +634,7 @@ char *COsString::StrDup(const char *a_szSrc)
 {
   if (!a_szSrc)
   {
-    OSLOG(EOSLOGFLAG_ASSERT, "a_szSrc is null...");
+    OSLOG(EOSLOGFLAG_ASSERT, "StrDup failed...%p", static_cast<const void *>(a_szSrc));
     return nullptr;
   }
   size_t sizetBytes = strlen(a_szSrc) + 1;
