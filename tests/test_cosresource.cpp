@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "os_cosresource.h"
+#include "os_testlog.h"
 #include "os_testutil.h"
 
 namespace
@@ -287,6 +288,7 @@ TEST_F(Resource, FileWithoutTableOrTooShort)
   ASSERT_TRUE(ostest::WriteFile(m_strFile, "x" + strShort));
   EXPECT_EQ(EOSSTS_OK, OpenStatus(m_strFile, "A"));
   EXPECT_EQ(EOSSTS_FAIL, OpenStatus(m_tempdir / "missing", "A"));
+  EXPECT_EQ(EOSSTS_FAIL, OpenStatus(std::string(600, 'x'), "A"));
   EXPECT_EQ(EOSSTS_FAIL, OpenStatus(m_tempdir.Path(), "A"));
   ASSERT_TRUE(ostest::WriteFile(m_strFile, ""));
   EXPECT_EQ(EOSSTS_FAIL, OpenStatus(m_strFile, "A"));
@@ -469,4 +471,48 @@ TEST(LocalResource, ReadsTheProgramsOwnFile)
                            " --gtest_filter=LocalResource.ReadsTheProgramsOwnFile >" + (tempdir / "out") +
                            " 2>&1";
   EXPECT_EQ(0, system(strCommand.c_str())) << ostest::ReadFile(tempdir / "out");
+}
+
+TEST_F(Resource, LogsAtANonZeroDebugLevel)
+{
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "PNPHELPER", s_szScanners));
+  ostest::LogCapture logcapture(1);
+  {
+    COsResource osresource;
+    EXPECT_EQ(0u, logcapture.Last().find(". mem>>> addr:"));
+    EXPECT_NE(std::string::npos, logcapture.Last().find("  new COsResourceImpl"));
+    EXPECT_EQ(EOSSTS_NOTFOUND, osresource.Open(m_strFile.c_str(), "VERSION", EOSRESOURCETYPE_DATA));
+    std::vector<std::string> vec = logcapture.Messages();
+    ASSERT_LE(2u, vec.size());
+    EXPECT_EQ(". searching...62 <VERSION> <PNPHELPER>", vec[vec.size() - 2]);
+    EXPECT_EQ(". FindResource failed...<VERSION>", vec.back());
+    ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "PNPHELPER", EOSRESOURCETYPE_DATA));
+    EXPECT_EQ(EOSSTS_FAIL, osresource.Open(m_strFile.c_str(), "PNPHELPER", EOSRESOURCETYPE_DATA));
+    EXPECT_EQ("A this osresource is already in use...", logcapture.Last());
+  }
+  EXPECT_EQ(0u, logcapture.Last().find(". mem>>> addr:"));
+  EXPECT_NE(std::string::npos, logcapture.Last().find(" delete-object"));
+  ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage));
+  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "PNPHELPER"));
+  std::vector<std::string> vec = logcapture.Messages();
+  ASSERT_LE(2u, vec.size());
+  std::string strFooter = vec[vec.size() - 2];  // the destructor's line comes last
+  EXPECT_EQ(0u, strFooter.find(". resource footer not found...<PNPHELPER> </")) << strFooter;
+  EXPECT_EQ(strFooter.size() - strlen("/program>"), strFooter.find("/program>")) << strFooter;
+  char szVersion[16];
+  EXPECT_EQ(EOSSTS_NOTFOUND,
+            COsResource::GetVersion(m_strFile.c_str(), szVersion, sizeof(szVersion), "VERSION", true));
+  EXPECT_EQ(". Resource VERSION not found", logcapture.Last());
+  EXPECT_EQ(EOSSTS_BADARG, COsResource::Update(m_strFile.c_str(), "X", 7, "x", 1));
+  EXPECT_EQ("A Unrecognized resource type: 7", logcapture.Last());
+  EXPECT_EQ(EOSSTS_BADARG, COsResource::Dump(m_strFile.c_str(), "PNPHELPER"));
+  EXPECT_EQ("A Dump only handles VERSION* resources", logcapture.Last());
+}
+
+TEST_F(Resource, InformationIsSilentAtLevelZero)
+{
+  ostest::LogCapture logcapture(0);
+  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "PNPHELPER"));
+  EXPECT_EQ(EOSSTS_FAIL, OpenStatus(m_tempdir / "missing", "PNPHELPER"));
+  EXPECT_TRUE(logcapture.Messages().empty());
 }
