@@ -1,28 +1,1218 @@
-// os_coslog.cpp: TEMPORARY placeholder so that the library links while the
-// real log is being written; it writes nothing. Replaced by the log object.
+// os_coslog.cpp: the log object, its file handling and the general
+// information block written at the head of every new log.
+//
+// One line per call: the file is opened, positioned at its end, written with
+// a single write and closed again, so that the log survives a crash and
+// several processes can append to one file. Nothing on the logging path
+// allocates: the 64 per-thread slots live in the implementation object and
+// the text of a line is built in one static 1 MiB buffer guarded by the write
+// lock. The log calls plain system functions wherever the services would log
+// their own failures, so that it never re-enters itself; a re-entry that
+// happens all the same (a bounded formatter reporting an overflow) is dropped
+// by the slot's busy byte.
 #include "os_coslog.h"
 
-COsLog::COsLog(const char *, const char *, int, const char *) : m_poslogimpl(nullptr) {}
-COsLog::~COsLog() {}
-void COsLog::Setup(char *, int, const char *, uint8_t *) {}
-void COsLog::Message(const char *, int, EOSLOGFLAG, const char *, ...) {}
-void COsLog::VMessage(const char *, int, EOSLOGFLAG, const char *, va_list) {}
-int COsLog::GetDebugLevel() { return 0; }
-void COsLog::SetDebugLevel(int) {}
-bool COsLog::GetDebugFind() { return false; }
-bool COsLog::GetIsDump() { return false; }
-bool COsLog::GetIsMdns() { return false; }
-bool COsLog::GetIsNetXfer() { return false; }
-void COsLog::SetNetXfer(bool) {}
-int COsLog::GetDsState() { return 1; }
-void COsLog::SetDsState(int) {}
-int COsLog::GetIsTWAIN() { return 0; }
-bool COsLog::IsFlushing() { return false; }
-void COsLog::EnableAssert(int) {}
-int COsLog::SetHopeless(int) { return 0; }
-int COsLog::GetStackUsage() { return 0; }
+#include <fcntl.h>
+#include <limits.h>
+#include <sched.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <new>
+
+namespace
+{
+
+constexpr int OSLOG_SLOTS = 64;
+constexpr int OSLOG_FILTERWORDS = 32;
+constexpr size_t OSLOG_BUFFERSIZE = 1048576;
+constexpr int OSLOG_LINESIZE = 4096;
+constexpr const char *OSLOG_SERVICESVERSION = "8.13.0.0";
+constexpr uint8_t OSLOG_STATEINITIAL = 9;
+
+// Level bits.
+constexpr int OSLOG_LEVEL_KEEPOLD = 0x2;
+constexpr int OSLOG_LEVEL_FLUSH = 0x4;
+constexpr int OSLOG_LEVEL_DEVIOONLY = 0x10;
+constexpr int OSLOG_LEVEL_CONSTANT = 0x20;
+constexpr int OSLOG_LEVEL_MEMONLY = 0x40;
+constexpr int OSLOG_LEVEL_DUMP = 0x100;
+constexpr int OSLOG_LEVEL_FIND = 0x400;
+constexpr int OSLOG_LEVEL_ERRORSONLY = 0x800;
+constexpr int OSLOG_LEVEL_MDNS = 0x2000;
+constexpr int OSLOG_LEVEL_NETXFER = 0x4000;
+
+// The text of one line: header, message, CR LF.
+char s_szLogBuffer[OSLOG_BUFFERSIZE];
+
+// ---- platform helpers ------------------------------------------------------
+
+uint64_t LogThreadId()
+{
+  return static_cast<uint64_t>(syscall(SYS_gettid));
+}
+
+// A thread counts as running while a signal-0 probe of its id succeeds.
+bool LogThreadRunning(uint64_t a_u64Id)
+{
+  return kill(static_cast<pid_t>(a_u64Id & 0xffffffffu), 0) == 0;
+}
+
+void LogSpinLock(volatile intptr_t *a_plLock)
+{
+  intptr_t lExpected = 0;
+  while (!__atomic_compare_exchange_n(a_plLock, &lExpected, 1, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST))
+  {
+    lExpected = 0;
+    sched_yield();
+  }
+}
+
+void LogSpinUnlock(volatile intptr_t *a_plLock)
+{
+  __atomic_store_n(a_plLock, 0, __ATOMIC_SEQ_CST);
+}
+
+void LogFillTime(OsTimeRecord *a_ptimerecord, bool a_blLocal)
+{
+  struct timeval tv;
+  struct tm tmNow;
+  gettimeofday(&tv, nullptr);
+  time_t t = tv.tv_sec;
+  if (a_blLocal)
+  {
+    localtime_r(&t, &tmNow);
+  }
+  else
+  {
+    gmtime_r(&t, &tmNow);
+  }
+  a_ptimerecord->wYear = static_cast<uint16_t>(tmNow.tm_year + 1900);
+  a_ptimerecord->wMonth = static_cast<uint16_t>(tmNow.tm_mon + 1);
+  a_ptimerecord->wDayOfWeek = static_cast<uint16_t>(tmNow.tm_wday);
+  a_ptimerecord->wDay = static_cast<uint16_t>(tmNow.tm_mday);
+  a_ptimerecord->wHour = static_cast<uint16_t>(tmNow.tm_hour);
+  a_ptimerecord->wMinute = static_cast<uint16_t>(tmNow.tm_min);
+  a_ptimerecord->wSecond = static_cast<uint16_t>(tmNow.tm_sec);
+  a_ptimerecord->wMilliseconds = static_cast<uint16_t>(tv.tv_usec / 1000);
+}
+
+// The time as 17 digits, year to milliseconds, for file names.
+void LogTimeText(char *a_szText, size_t a_sizeText, bool a_blLocal)
+{
+  OsTimeRecord ostimerecord;
+  LogFillTime(&ostimerecord, a_blLocal);
+  snprintf(a_szText, a_sizeText, "%04d%02d%02d%02d%02d%02d%03d", ostimerecord.wYear, ostimerecord.wMonth,
+           ostimerecord.wDay, ostimerecord.wHour, ostimerecord.wMinute, ostimerecord.wSecond,
+           ostimerecord.wMilliseconds);
+}
+
+// Bounded copy that truncates; the log must not log its own copies.
+void LogCopy(char *a_szDst, size_t a_sizeDst, const char *a_szSrc)
+{
+  if (a_sizeDst == 0)
+  {
+    return;
+  }
+  size_t sizeLen = strlen(a_szSrc);
+  if (sizeLen >= a_sizeDst)
+  {
+    sizeLen = a_sizeDst - 1;
+  }
+  memmove(a_szDst, a_szSrc, sizeLen);
+  a_szDst[sizeLen] = '\0';
+}
+
+void LogLower(char *a_sz)
+{
+  for (; *a_sz; a_sz++)
+  {
+    *a_sz = static_cast<char>(tolower(static_cast<unsigned char>(*a_sz)));
+  }
+}
+
+// Formats with a caller-chosen format (the fallback-file retry formats the
+// log path itself); the format is data here, not a literal.
+int LogFormatV(char *a_szDst, size_t a_sizeDst, const char *a_szFormat, va_list a_valist)
+{
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+  return vsnprintf(a_szDst, a_sizeDst, a_szFormat, a_valist);
+#pragma GCC diagnostic pop
+}
+
+int LogFormat(char *a_szDst, size_t a_sizeDst, const char *a_szFormat, ...)
+{
+  va_list valist;
+  va_start(valist, a_szFormat);
+  int iResult = LogFormatV(a_szDst, a_sizeDst, a_szFormat, valist);
+  va_end(valist);
+  return iResult;
+}
+
+// The mode given to created log directories and to the log file. Without a
+// configuration the log file is made readable and writable by everyone, the
+// mode an ordinary file gets under a zero creation mask.
+mode_t LogCreationMode()
+{
+  return 0666;
+}
+
+// Directories need search permission wherever they grant read permission.
+mode_t LogDirectoryMode(mode_t a_modeFile)
+{
+  return a_modeFile | ((a_modeFile & 0444) >> 2);
+}
+
+// Opens with the process's creation mask cleared for the call.
+int LogOpen(const char *a_szPath, int a_iFlags)
+{
+  mode_t modeOld = umask(0);
+  int iFd = open(a_szPath, a_iFlags | O_CREAT | O_CLOEXEC, 0666);
+  umask(modeOld);
+  return iFd;
+}
+
+bool LogDirectoryExists(const char *a_szPath)
+{
+  struct stat st;
+  return stat(a_szPath, &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+// Creates a directory and its missing parents ("mkdir -p").
+void LogMakeDirectories(const char *a_szPath, mode_t a_mode)
+{
+  char szPath[PATH_MAX];
+  LogCopy(szPath, sizeof(szPath), a_szPath);
+  mode_t modeOld = umask(0);
+  for (char *pc = szPath + 1; *pc; pc++)
+  {
+    if (*pc == '/')
+    {
+      *pc = '\0';
+      mkdir(szPath, a_mode);
+      *pc = '/';
+    }
+  }
+  mkdir(szPath, a_mode);
+  umask(modeOld);
+}
+
+// The last component of the running program's own file.
+void LogProgramName(char *a_szName, size_t a_sizeName)
+{
+  char szExe[PATH_MAX];
+  ssize_t sszLen = readlink("/proc/self/exe", szExe, sizeof(szExe) - 1);
+  szExe[sszLen > 0 ? sszLen : 0] = '\0';
+  const char *szSlash = strrchr(szExe, '/');
+  LogCopy(a_szName, a_sizeName, szSlash ? szSlash + 1 : szExe);
+}
+
+void LogWriteAll(int a_iFd, const char *a_sz, size_t a_sizeLen)
+{
+  while (a_sizeLen > 0)
+  {
+    ssize_t sszDone = write(a_iFd, a_sz, a_sizeLen);
+    if (sszDone <= 0)
+    {
+      if (sszDone < 0 && errno == EINTR)
+      {
+        continue;
+      }
+      return;
+    }
+    a_sz += sszDone;
+    a_sizeLen -= static_cast<size_t>(sszDone);
+  }
+}
+
+}  // namespace
+
+// One per thread that logs: its identity and the scratch state of the line
+// being written, so that a line is prepared outside the locks.
+struct OsLogSlot
+{
+  uint64_t u64ThreadId;  // 0: free
+  uint8_t u8Busy;        // inside Message
+  char cLetter;
+  int iLine;
+  int iErrno;
+  OsTimeRecord ostimerecord;
+  int iFd;
+  char szSource[512];
+  char szScratch[512];
+};
+
+class COsLogImpl
+{
+public:
+  COsLogImpl(const char *a_szName, const char *a_szLogFile, int a_iLevel, const char *a_szFilter);
+  ~COsLogImpl();
+
+  void Setup(char *a_szLogFile, int a_iLevel, const char *a_szFilter, uint8_t *a_pu8DsState);
+  void VMessage(const char *a_szFile, int a_iLine, EOSLOGFLAG a_eoslogflag, const char *a_szFormat,
+                va_list a_valist);
+  void SelfMessage(int a_iLine, EOSLOGFLAG a_eoslogflag, const char *a_szFormat, ...) OS_PRINTF_FORMAT(4, 5);
+  void GeneralInfo(OsLogSlot *a_poslogslot);
+  void Flush();
+  int SetHopeless(int a_iHopeless);
+  int GetDsState() const { return m_pu8DsState ? *m_pu8DsState : 1; }
+
+  static int LogSStrPrintf(char *a_szDst, uint32_t a_u32Size, const char *a_szFormat, ...)
+      OS_PRINTF_FORMAT(3, 4);
+  static int LogSStrCatf(char *a_szDst, uint32_t a_u32Size, const char *a_szFormat, ...)
+      OS_PRINTF_FORMAT(3, 4);
+  static void LogSStrCat(char *a_szDst, uint32_t a_u32Size, const char *a_szSrc);
+
+  // The state the public accessors read and write.
+  int m_iLevel;
+  int m_iLevelGiven;
+  uint8_t *m_pu8DsState;
+  uint8_t m_u8DsState;
+  int m_iAssert;
+  bool m_blDump;
+  bool m_blMdns;
+  bool m_blNetXfer;
+  bool m_blFind;
+  bool m_blErrorsOnly;
+  bool m_blKeepOld;
+  volatile int m_iFlushing;
+  volatile int m_iHopeless;
+  char m_szLogFile[512];
+
+private:
+  void TakeOutSwitches(bool a_blSetup);
+  void PathFromConstructor(const char *a_szLogFile);
+  bool PathFromSetup(char *a_szLogFile);
+  void ApplyLogDir();
+  void SetFilter(const char *a_szFilter, bool a_blExpand);
+  bool Admitted(EOSLOGFLAG a_eoslogflag) const;
+  OsLogSlot *FindSlot();
+  void SourceName(OsLogSlot *a_poslogslot, const char *a_szFile);
+  bool Filtered(const char *a_szSource) const;
+  bool OpenForMessage(OsLogSlot *a_poslogslot);
+  bool DirectoryReady(OsLogSlot *a_poslogslot);
+  void StartNewLog();
+  int OpenWithFallback(OsLogSlot *a_poslogslot);
+  void MakePathComponents(OsLogSlot *a_poslogslot, mode_t a_mode);
+  int FormatHeader(const OsLogSlot *a_poslogslot, long a_lCounter, char *a_szHeader,
+                   size_t a_sizeHeader) const;
+  void WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, const char *a_szFormat,
+                    va_list a_valist);
+  void WriteInfoLine(OsLogSlot *a_poslogslot, const char *a_szText);
+  void ForceToDisk(int a_iFd) const;
+  void SystemInfoLine(char *a_szLine);
+  void OsInfoLine(char *a_szLine);
+  void AppInfoLine(char *a_szLine);
+
+  volatile intptr_t m_lSlotLock;
+  volatile intptr_t m_lWriteLock;
+  bool m_blNewLog;
+  bool m_blDirectoryChecked;
+  volatile int m_iGeneralInfoPending;
+  volatile int32_t m_i32Counter;
+  const char *m_aszFilterWord[OSLOG_FILTERWORDS + 1];
+  char m_szFilter[128];
+  char m_szFilterExpanded[128];
+  char m_szName[64];
+  OsLogSlot m_aoslogslot[OSLOG_SLOTS];
+};
+
+// ---- construction and set-up -----------------------------------------------
+
+COsLogImpl::COsLogImpl(const char *a_szName, const char *a_szLogFile, int a_iLevel, const char *a_szFilter)
+{
+  memset(static_cast<void *>(this), 0, sizeof(*this));
+  m_u8DsState = OSLOG_STATEINITIAL;
+  m_pu8DsState = &m_u8DsState;
+  LogCopy(m_szName, sizeof(m_szName), a_szName ? a_szName : "");
+  m_blNewLog = true;
+  const char *szAssert = getenv("QRB_ASSERT");
+  m_iAssert = (szAssert && *szAssert) ? static_cast<int>(strtol(szAssert, nullptr, 0)) : 3;
+
+  m_iLevelGiven = a_iLevel;
+  m_iLevel = a_iLevel;
+  TakeOutSwitches(false);
+  PathFromConstructor(a_szLogFile);
+  SetFilter(a_szFilter, false);
+  m_iGeneralInfoPending = 1;
+  m_i32Counter = -1;
+  m_iFlushing = 0;
+  m_iHopeless = (m_szLogFile[0] == '\0') ? 1 : 0;
+}
+
+COsLogImpl::~COsLogImpl()
+{
+  g_poslog = nullptr;
+}
+
+// Clears the switch bits out of the level into their switches.
+void COsLogImpl::TakeOutSwitches(bool a_blSetup)
+{
+  m_blDump = (m_iLevel & OSLOG_LEVEL_DUMP) != 0;
+  m_blMdns = (m_iLevel & OSLOG_LEVEL_MDNS) != 0;
+  m_blNetXfer = (m_iLevel & OSLOG_LEVEL_NETXFER) != 0;
+  m_blFind = (m_iLevel & OSLOG_LEVEL_FIND) != 0;
+  m_blErrorsOnly = (m_iLevel & OSLOG_LEVEL_ERRORSONLY) != 0;
+  m_iLevel &= ~(OSLOG_LEVEL_DUMP | OSLOG_LEVEL_MDNS | OSLOG_LEVEL_NETXFER | OSLOG_LEVEL_FIND);
+  if (a_blSetup)
+  {
+    m_blKeepOld = (m_iLevel & OSLOG_LEVEL_KEEPOLD) != 0;
+    m_iLevel &= ~OSLOG_LEVEL_KEEPOLD;
+  }
+}
+
+// "@VAR@/name.ext" names a directory by an environment variable; the file
+// becomes <dir>/name_<program>.log.
+void COsLogImpl::PathFromConstructor(const char *a_szLogFile)
+{
+  m_szLogFile[0] = '\0';
+  if (!a_szLogFile)
+  {
+    return;
+  }
+  const char *szLastAt = strrchr(a_szLogFile, '@');
+  if (!szLastAt || !strchr(a_szLogFile + 1, '@'))
+  {
+    LogCopy(m_szLogFile, sizeof(m_szLogFile), a_szLogFile);
+    return;
+  }
+  char szVariable[512];
+  LogCopy(szVariable, sizeof(szVariable), a_szLogFile + 1);
+  szVariable[szLastAt - (a_szLogFile + 1)] = '\0';
+  const char *szDirectory = getenv(szVariable);
+  LogFormat(m_szLogFile, sizeof(m_szLogFile), "%s%s", szDirectory ? szDirectory : ".", szLastAt + 1);
+  for (char *pc = m_szLogFile; *pc; pc++)
+  {
+    if (*pc == '\\')
+    {
+      *pc = '/';
+    }
+  }
+  char *szDot = strrchr(m_szLogFile, '.');
+  if (szDot)
+  {
+    *szDot = '\0';
+  }
+  char szProgram[256];
+  LogProgramName(szProgram, sizeof(szProgram));
+  size_t sizeLen = strlen(m_szLogFile);
+  LogFormat(m_szLogFile + sizeLen, sizeof(m_szLogFile) - sizeLen, "_%s.log", szProgram);
+  ApplyLogDir();
+}
+
+// Setup's "@" handling differs from the constructor's: the variable looked
+// up is everything after the first character, so it normally falls back to
+// ".". The caller's buffer is cut at its last "@". Returns false when there
+// is neither a new nor a current path.
+bool COsLogImpl::PathFromSetup(char *a_szLogFile)
+{
+  if (!a_szLogFile)
+  {
+    return m_szLogFile[0] != '\0';
+  }
+  char *szLastAt = strrchr(a_szLogFile, '@');
+  if (!szLastAt)
+  {
+    LogCopy(m_szLogFile, sizeof(m_szLogFile), a_szLogFile);
+  }
+  else
+  {
+    char szVariable[512];
+    LogCopy(szVariable, sizeof(szVariable), a_szLogFile[0] ? a_szLogFile + 1 : a_szLogFile);
+    *szLastAt = '\0';
+    const char *szDirectory = getenv(szVariable);
+    LogFormat(m_szLogFile, sizeof(m_szLogFile), "%s%s", szDirectory ? szDirectory : ".", szLastAt + 1);
+  }
+  ApplyLogDir();
+  return true;
+}
+
+// QRB_LOGDIR replaces the path by one named after the current system time.
+void COsLogImpl::ApplyLogDir()
+{
+  const char *szLogDir = getenv("QRB_LOGDIR");
+  if (szLogDir && *szLogDir)
+  {
+    char szTime[48];
+    LogTimeText(szTime, sizeof(szTime), false);
+    LogFormat(m_szLogFile, sizeof(m_szLogFile), "%s/qrb_%s.log", szLogDir, szTime);
+  }
+}
+
+// The filter words point into m_szFilter; m_szFilterExpanded keeps the text
+// whole for the general information block. Setup expands the keywords
+// TWAIN, WIRE and XML and lower-cases the result.
+void COsLogImpl::SetFilter(const char *a_szFilter, bool a_blExpand)
+{
+  static const struct
+  {
+    const char *szKeyword;
+    const char *szWords;
+  } s_aexpansion[] = {{"TWAIN", "qrbdat twn_ db_cdbdatum "},
+                      {"WIRE", "qrbhal qrbprot "},
+                      {"XML", "twn_ctwngui img_cimgokapi "}};
+  const char *szFilter = a_szFilter ? a_szFilter : "";
+  if (!a_blExpand)
+  {
+    LogCopy(m_szFilterExpanded, sizeof(m_szFilterExpanded), szFilter);
+  }
+  else
+  {
+    char szWork[512];
+    char *szSave = nullptr;
+    LogCopy(szWork, sizeof(szWork), szFilter);
+    m_szFilterExpanded[0] = '\0';
+    for (char *szWord = strtok_r(szWork, " \t", &szSave); szWord; szWord = strtok_r(nullptr, " \t", &szSave))
+    {
+      const char *szAdd = nullptr;
+      for (const auto &expansion : s_aexpansion)
+      {
+        if (strcasecmp(szWord, expansion.szKeyword) == 0)
+        {
+          szAdd = expansion.szWords;
+        }
+      }
+      size_t sizeLen = strlen(m_szFilterExpanded);
+      LogFormat(m_szFilterExpanded + sizeLen, sizeof(m_szFilterExpanded) - sizeLen, "%s%s",
+                szAdd ? szAdd : szWord, szAdd ? "" : " ");
+    }
+    size_t sizeLen = strlen(m_szFilterExpanded);
+    if (sizeLen > 0 && m_szFilterExpanded[sizeLen - 1] == ' ')
+    {
+      m_szFilterExpanded[sizeLen - 1] = '\0';
+    }
+    LogLower(m_szFilterExpanded);
+  }
+  LogCopy(m_szFilter, sizeof(m_szFilter), m_szFilterExpanded);
+  int iWords = 0;
+  char *szSave = nullptr;
+  for (char *szWord = strtok_r(m_szFilter, " ", &szSave); szWord && iWords < OSLOG_FILTERWORDS;
+       szWord = strtok_r(nullptr, " ", &szSave))
+  {
+    m_aszFilterWord[iWords++] = szWord;
+  }
+  m_aszFilterWord[iWords] = nullptr;
+}
+
+void COsLogImpl::Setup(char *a_szLogFile, int a_iLevel, const char *a_szFilter, uint8_t *a_pu8DsState)
+{
+  char szOld[sizeof(m_szLogFile)];
+  LogCopy(szOld, sizeof(szOld), m_szLogFile);
+  m_iLevelGiven = a_iLevel;
+  m_iLevel = a_iLevel;
+  TakeOutSwitches(true);
+  if (!PathFromSetup(a_szLogFile))
+  {
+    m_iHopeless = 1;
+    return;
+  }
+  SetFilter(a_szFilter, true);
+  if (strcmp(szOld, m_szLogFile) != 0 && !m_iGeneralInfoPending)
+  {
+    m_iGeneralInfoPending = 1;
+  }
+  m_blNewLog = true;
+  m_iHopeless = 0;
+  if (a_pu8DsState)
+  {
+    m_pu8DsState = a_pu8DsState;
+  }
+  if (m_iLevel)
+  {
+    SelfMessage(__LINE__, EOSLOGFLAG_PROCESS, "### OsServicesStart...");
+  }
+}
+
+void COsLogImpl::SelfMessage(int a_iLine, EOSLOGFLAG a_eoslogflag, const char *a_szFormat, ...)
+{
+  va_list valist;
+  va_start(valist, a_szFormat);
+  VMessage(__FILE__, a_iLine, a_eoslogflag, a_szFormat, valist);
+  va_end(valist);
+}
+
+int COsLogImpl::SetHopeless(int a_iHopeless)
+{
+  int iOld = m_iHopeless;
+  m_iHopeless = a_iHopeless;
+  return iOld;
+}
+
+// ---- one message -------------------------------------------------------------
+
+// The level and switch rules that decide whether a flag is written at all.
+bool COsLogImpl::Admitted(EOSLOGFLAG a_eoslogflag) const
+{
+  if (a_eoslogflag == EOSLOGFLAG_FIND)
+  {
+    return m_blFind;
+  }
+  if (m_blErrorsOnly)
+  {
+    if (a_eoslogflag != EOSLOGFLAG_ERROR && a_eoslogflag != EOSLOGFLAG_ASSERT &&
+        a_eoslogflag != EOSLOGFLAG_PROCESS)
+    {
+      return false;
+    }
+    if (a_eoslogflag == EOSLOGFLAG_ASSERT)
+    {
+      return true;
+    }
+  }
+  if (a_eoslogflag == EOSLOGFLAG_ERROR || a_eoslogflag == EOSLOGFLAG_ASSERT)
+  {
+    return true;
+  }
+  if (m_iLevel & OSLOG_LEVEL_DEVIOONLY)
+  {
+    return a_eoslogflag == EOSLOGFLAG_DEVIO;
+  }
+  if (m_iLevel & OSLOG_LEVEL_MEMONLY)
+  {
+    return a_eoslogflag == EOSLOGFLAG_MEM || a_eoslogflag == EOSLOGFLAG_MEMSHARED ||
+           a_eoslogflag == EOSLOGFLAG_MEMEXTERNAL || a_eoslogflag == EOSLOGFLAG_MEMNOTOWNER;
+  }
+  return true;
+}
+
+// The calling thread's slot, claimed on its first message: a free slot or
+// one whose thread has gone. Null when 64 running threads hold them all.
+OsLogSlot *COsLogImpl::FindSlot()
+{
+  uint64_t u64Id = LogThreadId();
+  for (OsLogSlot &slot : m_aoslogslot)
+  {
+    if (__atomic_load_n(&slot.u64ThreadId, __ATOMIC_ACQUIRE) == u64Id)
+    {
+      return &slot;
+    }
+  }
+  OsLogSlot *poslogslot = nullptr;
+  LogSpinLock(&m_lSlotLock);
+  for (OsLogSlot &slot : m_aoslogslot)
+  {
+    uint64_t u64Owner = __atomic_load_n(&slot.u64ThreadId, __ATOMIC_ACQUIRE);
+    if (u64Owner == 0 || !LogThreadRunning(u64Owner))
+    {
+      slot.u8Busy = 0;
+      __atomic_store_n(&slot.u64ThreadId, u64Id, __ATOMIC_RELEASE);
+      poslogslot = &slot;
+      break;
+    }
+  }
+  LogSpinUnlock(&m_lSlotLock);
+  return poslogslot;
+}
+
+// "/src/os_cosstring.cpp" becomes "os_cosstring".
+void COsLogImpl::SourceName(OsLogSlot *a_poslogslot, const char *a_szFile)
+{
+  char *szSource = a_poslogslot->szSource;
+  LogCopy(szSource, sizeof(a_poslogslot->szSource), a_szFile ? a_szFile : "");
+  LogLower(szSource);
+  char *szDot = strrchr(szSource, '.');
+  if (szDot)
+  {
+    *szDot = '\0';
+  }
+  char *szBase = szSource;
+  for (char *pc = szSource; *pc; pc++)
+  {
+    if (*pc == '/' || *pc == '\\')
+    {
+      szBase = pc + 1;
+    }
+  }
+  memmove(szSource, szBase, strlen(szBase) + 1);
+}
+
+// True when the word filters drop a message from this source: plain words
+// must include it, "~" words must not.
+bool COsLogImpl::Filtered(const char *a_szSource) const
+{
+  bool blHasInclude = false;
+  bool blIncluded = false;
+  for (int ii = 0; m_aszFilterWord[ii]; ii++)
+  {
+    const char *szWord = m_aszFilterWord[ii];
+    if (szWord[0] == '~')
+    {
+      if (strstr(a_szSource, szWord + 1))
+      {
+        return true;
+      }
+      continue;
+    }
+    blHasInclude = true;
+    if (strstr(a_szSource, szWord))
+    {
+      blIncluded = true;
+    }
+  }
+  return blHasInclude && !blIncluded;
+}
+
+void COsLogImpl::VMessage(const char *a_szFile, int a_iLine, EOSLOGFLAG a_eoslogflag, const char *a_szFormat,
+                          va_list a_valist)
+{
+  int iErrno = errno;
+  if (m_iHopeless || !Admitted(a_eoslogflag))
+  {
+    errno = iErrno;
+    return;
+  }
+  OsLogSlot *poslogslot = FindSlot();
+  if (!poslogslot || poslogslot->u8Busy)
+  {
+    errno = iErrno;
+    return;
+  }
+  poslogslot->u8Busy = 1;
+  poslogslot->iErrno = iErrno;
+  poslogslot->cLetter = (a_eoslogflag == EOSLOGFLAG_ASSERT)    ? 'A'
+                        : (a_eoslogflag == EOSLOGFLAG_PROCESS) ? 'P'
+                        : (a_eoslogflag == EOSLOGFLAG_ERROR)   ? 'E'
+                                                               : '.';
+  poslogslot->iLine = a_iLine;
+  SourceName(poslogslot, a_szFile);
+  if (a_eoslogflag == EOSLOGFLAG_ERROR || !Filtered(poslogslot->szSource))
+  {
+    WriteMessage(poslogslot, a_eoslogflag, a_szFormat ? a_szFormat : "", a_valist);
+  }
+  poslogslot->u8Busy = 0;
+  if (a_eoslogflag == EOSLOGFLAG_ASSERT && m_iAssert)
+  {
+    if (m_iLevel && (m_iAssert & 0x2))
+    {
+      fprintf(stderr, "<%s> <%d> <%s>\r\n", a_szFile ? a_szFile : "", a_iLine, a_szFormat ? a_szFormat : "");
+      fflush(stderr);
+    }
+    Flush();
+  }
+  errno = iErrno;
+}
+
+int COsLogImpl::FormatHeader(const OsLogSlot *a_poslogslot, long a_lCounter, char *a_szHeader,
+                             size_t a_sizeHeader) const
+{
+  const OsTimeRecord &ostimerecord = a_poslogslot->ostimerecord;
+  int iLen = snprintf(a_szHeader, a_sizeHeader, "%05ld %02d%02d%02d%03d %-32.32s %5d %5d T%04llu S%d V%c ",
+                      a_lCounter, ostimerecord.wHour, ostimerecord.wMinute, ostimerecord.wSecond,
+                      ostimerecord.wMilliseconds, a_poslogslot->szSource, a_poslogslot->iLine,
+                      a_poslogslot->iErrno, static_cast<unsigned long long>(a_poslogslot->u64ThreadId),
+                      GetDsState() & 0xff, a_poslogslot->cLetter);
+  return (iLen < 0) ? 0
+                    : (static_cast<size_t>(iLen) >= a_sizeHeader ? static_cast<int>(a_sizeHeader) - 1 : iLen);
+}
+
+void COsLogImpl::ForceToDisk(int a_iFd) const
+{
+  fsync(a_iFd);
+}
+
+void COsLogImpl::WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, const char *a_szFormat,
+                              va_list a_valist)
+{
+  if (m_iLevel & OSLOG_LEVEL_FLUSH)
+  {
+    m_iLevel &= ~OSLOG_LEVEL_FLUSH;
+    m_iFlushing = 1;
+  }
+  LogFillTime(&a_poslogslot->ostimerecord, true);
+  if (!OpenForMessage(a_poslogslot))
+  {
+    return;
+  }
+  if (m_iGeneralInfoPending)
+  {
+    GeneralInfo(a_poslogslot);
+  }
+  long lCounter = __atomic_add_fetch(&m_i32Counter, 1, __ATOMIC_SEQ_CST);
+  if (m_iLevel & OSLOG_LEVEL_CONSTANT)
+  {
+    lCounter = 0;
+    a_poslogslot->ostimerecord.wHour = 0;
+    a_poslogslot->ostimerecord.wMinute = 0;
+    a_poslogslot->ostimerecord.wSecond = 0;
+    a_poslogslot->ostimerecord.wMilliseconds = 0;
+    a_poslogslot->iErrno = 0;
+  }
+  char *szHeader = a_poslogslot->szScratch;
+  int iHeader = FormatHeader(a_poslogslot, lCounter, szHeader, sizeof(a_poslogslot->szScratch));
+
+  LogSpinLock(&m_lWriteLock);
+  memcpy(s_szLogBuffer, szHeader, static_cast<size_t>(iHeader));
+  // Room is kept for CR LF: an over-long text is cut, never the line end.
+  size_t sizeRoom = OSLOG_BUFFERSIZE - static_cast<size_t>(iHeader) - 2;
+  int iText = vsnprintf(s_szLogBuffer + iHeader, sizeRoom, a_szFormat, a_valist);
+  size_t sizeText = (iText < 0) ? 0 : (static_cast<size_t>(iText) >= sizeRoom ? sizeRoom - 1 : iText);
+  size_t sizeLine = static_cast<size_t>(iHeader) + sizeText;
+  s_szLogBuffer[sizeLine++] = '\r';
+  s_szLogBuffer[sizeLine++] = '\n';
+  LogWriteAll(a_poslogslot->iFd, s_szLogBuffer, sizeLine);
+  if (m_iFlushing || (a_eoslogflag & (EOSLOGFLAG_ERROR | EOSLOGFLAG_FLUSHBIT | EOSLOGFLAG_ASSERT)))
+  {
+    ForceToDisk(a_poslogslot->iFd);
+  }
+  LogSpinUnlock(&m_lWriteLock);
+  close(a_poslogslot->iFd);
+  a_poslogslot->iFd = -1;
+}
+
+// ---- the log file ------------------------------------------------------------
+
+// The log directory is tested until it once exists; lines are lost until
+// then. The hopeless flag guards the test against re-entry.
+bool COsLogImpl::DirectoryReady(OsLogSlot *a_poslogslot)
+{
+  if (m_blDirectoryChecked)
+  {
+    return true;
+  }
+  if (m_iHopeless)
+  {
+    return false;
+  }
+  int iOld = SetHopeless(1);
+  char *szDirectory = a_poslogslot->szScratch;
+  LogCopy(szDirectory, sizeof(a_poslogslot->szScratch), m_szLogFile);
+  char *szSlash = strrchr(szDirectory, '/');
+  if (!szSlash)
+  {
+    LogCopy(szDirectory, sizeof(a_poslogslot->szScratch), ".");
+  }
+  else
+  {
+    szSlash[szSlash == szDirectory ? 1 : 0] = '\0';
+  }
+  m_blDirectoryChecked = LogDirectoryExists(szDirectory);
+  SetHopeless(iOld);
+  return m_blDirectoryChecked;
+}
+
+// A new log may be redirected into QRB_DEBUGDIR, named after the local time.
+void COsLogImpl::StartNewLog()
+{
+  m_blNewLog = false;
+  const char *szDebugDir = getenv("QRB_DEBUGDIR");
+  if (!szDebugDir || !*szDebugDir)
+  {
+    return;
+  }
+  LogMakeDirectories(szDebugDir, LogDirectoryMode(LogCreationMode()));
+  char szTime[48];
+  LogTimeText(szTime, sizeof(szTime), true);
+  LogFormat(m_szLogFile, sizeof(m_szLogFile), "%s/%s.log", szDebugDir, szTime);
+}
+
+// Creates each prefix of the path as a directory. The prefixes are joined
+// with a backslash, the program's fixed choice on every platform: here the
+// directories made carry backslashes in their names.
+void COsLogImpl::MakePathComponents(OsLogSlot *a_poslogslot, mode_t a_mode)
+{
+  char szWork[sizeof(m_szLogFile)];
+  char *szPrefix = a_poslogslot->szScratch;
+  size_t sizePrefix = sizeof(a_poslogslot->szScratch);
+  char *szSave = nullptr;
+  LogCopy(szWork, sizeof(szWork), m_szLogFile);
+  szPrefix[0] = '\0';
+  mode_t modeOld = umask(0);
+  for (char *szPart = strtok_r(szWork, "/\\", &szSave); szPart; szPart = strtok_r(nullptr, "/\\", &szSave))
+  {
+    size_t sizeLen = strlen(szPrefix);
+    LogCopy(szPrefix + sizeLen, sizePrefix - sizeLen, szPart);
+    sizeLen = strlen(szPrefix);
+    if (sizeLen > 0 && szPrefix[sizeLen - 1] != ':')
+    {
+      mkdir(szPrefix, a_mode);
+    }
+    LogCopy(szPrefix + sizeLen, sizePrefix - sizeLen, "\\");
+  }
+  umask(modeOld);
+}
+
+// The fallbacks when the plain append fails: make the directories, then
+// format the path with itself as the format and "/tmp/qrb.log" as its only
+// argument. The log turns hopeless when nothing opens.
+int COsLogImpl::OpenWithFallback(OsLogSlot *a_poslogslot)
+{
+  mode_t mode = LogCreationMode();
+  MakePathComponents(a_poslogslot, LogDirectoryMode(mode));
+  int iFd = LogOpen(m_szLogFile, O_RDWR | O_APPEND);
+  if (iFd < 0)
+  {
+    char szRetry[sizeof(m_szLogFile)];
+    LogFormat(szRetry, sizeof(szRetry), m_szLogFile, "/tmp/qrb.log");
+    LogCopy(m_szLogFile, sizeof(m_szLogFile), szRetry);
+    iFd = LogOpen(m_szLogFile, O_RDWR | O_APPEND);
+  }
+  if (iFd < 0)
+  {
+    m_iHopeless = 1;
+    return -1;
+  }
+  fchmod(iFd, mode);
+  return iFd;
+}
+
+bool COsLogImpl::OpenForMessage(OsLogSlot *a_poslogslot)
+{
+  if (!DirectoryReady(a_poslogslot))
+  {
+    return false;
+  }
+  if (m_blNewLog)
+  {
+    StartNewLog();
+  }
+  int iFd = LogOpen(m_szLogFile, O_WRONLY | O_APPEND);
+  if (iFd < 0)
+  {
+    iFd = OpenWithFallback(a_poslogslot);
+  }
+  if (iFd < 0)
+  {
+    return false;
+  }
+  lseek(iFd, 0, SEEK_END);
+  a_poslogslot->iFd = iFd;
+  return true;
+}
+
+void COsLogImpl::Flush()
+{
+  if (m_szLogFile[0] == '\0')
+  {
+    return;
+  }
+  int iFd = LogOpen(m_szLogFile, O_WRONLY | O_APPEND);
+  if (iFd >= 0)
+  {
+    ForceToDisk(iFd);
+    close(iFd);
+  }
+}
+
+// ---- the general information block -----------------------------------------
+
+int COsLogImpl::LogSStrPrintf(char *a_szDst, uint32_t a_u32Size, const char *a_szFormat, ...)
+{
+  if (!a_szDst || !a_u32Size || !a_szFormat)
+  {
+    fprintf(stderr, "LogSStrPrintf failed...%p %u %p\n", static_cast<void *>(a_szDst), a_u32Size,
+            static_cast<const void *>(a_szFormat));
+    return -1;
+  }
+  va_list valist;
+  va_start(valist, a_szFormat);
+  int iLen = vsnprintf(a_szDst, a_u32Size, a_szFormat, valist);
+  va_end(valist);
+  if (iLen >= static_cast<int>(a_u32Size))
+  {
+    fprintf(stderr, "LogSStrPrintf failed...<%s>\n", a_szFormat);
+    return -1;
+  }
+  return iLen;
+}
+
+int COsLogImpl::LogSStrCatf(char *a_szDst, uint32_t a_u32Size, const char *a_szFormat, ...)
+{
+  if (!a_szDst || !a_u32Size || !a_szFormat)
+  {
+    fprintf(stderr, "LogSStrCatf failed...%p %u %p\n", static_cast<void *>(a_szDst), a_u32Size,
+            static_cast<const void *>(a_szFormat));
+    return -1;
+  }
+  size_t sizeLen = strlen(a_szDst);
+  va_list valist;
+  va_start(valist, a_szFormat);
+  int iLen = vsnprintf(a_szDst + sizeLen, a_u32Size - sizeLen, a_szFormat, valist);
+  va_end(valist);
+  if (iLen < 0)
+  {
+    return iLen;
+  }
+  size_t sizeTotal = sizeLen + static_cast<size_t>(iLen);
+  if (a_u32Size <= sizeTotal)
+  {
+    fprintf(stderr, "LogSStrCatf failed...<%s>\n", a_szFormat);
+    return -1;
+  }
+  return static_cast<int>(sizeTotal);
+}
+
+void COsLogImpl::LogSStrCat(char *a_szDst, uint32_t a_u32Size, const char *a_szSrc)
+{
+  if (!a_szDst || !a_u32Size || !a_szSrc)
+  {
+    fprintf(stderr, "LogSStrCat failed...%p %u %p\n", static_cast<void *>(a_szDst), a_u32Size,
+            static_cast<const void *>(a_szSrc));
+    return;
+  }
+  size_t sizeLen = strlen(a_szDst);
+  if (a_u32Size <= sizeLen + strlen(a_szSrc))
+  {
+    fprintf(stderr, "LogSStrCat failed...<%s>\n", a_szSrc);
+    return;
+  }
+  memcpy(a_szDst + sizeLen, a_szSrc, strlen(a_szSrc) + 1);
+}
+
+// One line of the block: header with the next counter, the text, one write.
+void COsLogImpl::WriteInfoLine(OsLogSlot *a_poslogslot, const char *a_szText)
+{
+  char szLine[OSLOG_LINESIZE + 512];
+  long lCounter = __atomic_add_fetch(&m_i32Counter, 1, __ATOMIC_SEQ_CST);
+  int iHeader = FormatHeader(a_poslogslot, lCounter, szLine, sizeof(szLine));
+  LogCopy(szLine + iHeader, sizeof(szLine) - static_cast<size_t>(iHeader), a_szText);
+  LogSpinLock(&m_lWriteLock);
+  LogWriteAll(a_poslogslot->iFd, szLine, strlen(szLine));
+  if (m_iFlushing)
+  {
+    ForceToDisk(a_poslogslot->iFd);
+  }
+  LogSpinUnlock(&m_lWriteLock);
+}
+
+void COsLogImpl::SystemInfoLine(char *a_szLine)
+{
+  a_szLine[0] = '\0';
+}
+
+void COsLogImpl::OsInfoLine(char *a_szLine)
+{
+  a_szLine[0] = '\0';
+}
+
+// The first argument of the command line (up to its first NUL).
+void COsLogImpl::AppInfoLine(char *a_szLine)
+{
+  char szPath[64];
+  char szCommand[512] = "";
+  LogFormat(szPath, sizeof(szPath), "/proc/%llu/cmdline", static_cast<unsigned long long>(getpid()));
+  int iFd = open(szPath, O_RDONLY | O_CLOEXEC);
+  if (iFd >= 0)
+  {
+    ssize_t sszRead = read(iFd, szCommand, sizeof(szCommand) - 1);
+    szCommand[sszRead > 0 ? sszRead : 0] = '\0';
+    close(iFd);
+  }
+  LogSStrPrintf(a_szLine, OSLOG_LINESIZE,
+                "### appInfo <%s> versioncfg=%s versionresource=%s versionsimple=%s\r\n", szCommand, "(none)",
+                "(n/a)", "(n/a)");
+}
+
+// The block at the head of a new log: the counter restarts at 0 and the old
+// contents go unless the level-2 switch keeps them. Whatever the queries
+// below log is dropped, since the log is hopeless meanwhile.
+void COsLogImpl::GeneralInfo(OsLogSlot *a_poslogslot)
+{
+  m_iGeneralInfoPending = 0;
+  int iHopeless = SetHopeless(1);
+  m_i32Counter = -1;
+  if (!m_blKeepOld)
+  {
+    if (ftruncate(a_poslogslot->iFd, 0) != 0)
+    {
+      fprintf(stderr, "ftruncate failed...<%s>\n", m_szLogFile);
+    }
+  }
+  char szLine[OSLOG_LINESIZE];
+  const OsTimeRecord &ostimerecord = a_poslogslot->ostimerecord;
+  // The hour is printed twice and the minute stands in the seconds' place:
+  // that is how this line has always looked.
+  LogSStrPrintf(szLine, sizeof(szLine),
+                "### (%04d/%02d/%02d %02d:%02d:%02d.%03d) Debug=%ld DebugFilter=<%s> Version=~%s\r\n",
+                ostimerecord.wYear, ostimerecord.wMonth, ostimerecord.wDay, ostimerecord.wHour,
+                ostimerecord.wHour, ostimerecord.wMinute, ostimerecord.wMilliseconds,
+                static_cast<long>(m_iLevelGiven), m_szFilterExpanded, OSLOG_SERVICESVERSION);
+  WriteInfoLine(a_poslogslot, szLine);
+  void (COsLogImpl::*apfnLine[])(char *) = {&COsLogImpl::SystemInfoLine, &COsLogImpl::OsInfoLine,
+                                            &COsLogImpl::AppInfoLine};
+  for (auto pfnLine : apfnLine)
+  {
+    (this->*pfnLine)(szLine);
+    if (szLine[0])
+    {
+      WriteInfoLine(a_poslogslot, szLine);
+    }
+  }
+  SetHopeless(iHopeless);
+}
+
+// ---- COsLog --------------------------------------------------------------------
+
+COsLog::COsLog(const char *a_szName, const char *a_szLogFile, int a_iLevel, const char *a_szFilter)
+    : m_poslogimpl(new (std::nothrow) COsLogImpl(a_szName, a_szLogFile, a_iLevel, a_szFilter))
+{
+}
+
+COsLog::~COsLog()
+{
+  if (m_poslogimpl && m_poslogimpl->m_iLevel)
+  {
+    Message(__FILE__, __LINE__, EOSLOGFLAG_INFO, "mem>>> addr:%p delete-object",
+            static_cast<void *>(m_poslogimpl));
+  }
+  delete m_poslogimpl;
+  m_poslogimpl = nullptr;
+}
+
+void COsLog::Setup(char *a_szLogFile, int a_iLevel, const char *a_szFilter, uint8_t *a_pu8DsState)
+{
+  if (m_poslogimpl)
+  {
+    m_poslogimpl->Setup(a_szLogFile, a_iLevel, a_szFilter, a_pu8DsState);
+  }
+}
+
+void COsLog::Message(const char *a_szFile, int a_iLine, EOSLOGFLAG a_eoslogflag, const char *a_szFormat, ...)
+{
+  va_list valist;
+  va_start(valist, a_szFormat);
+  VMessage(a_szFile, a_iLine, a_eoslogflag, a_szFormat, valist);
+  va_end(valist);
+}
+
+void COsLog::VMessage(const char *a_szFile, int a_iLine, EOSLOGFLAG a_eoslogflag, const char *a_szFormat,
+                      va_list a_valist)
+{
+  if (m_poslogimpl)
+  {
+    m_poslogimpl->VMessage(a_szFile, a_iLine, a_eoslogflag, a_szFormat, a_valist);
+  }
+}
+
+int COsLog::GetDebugLevel()
+{
+  return m_poslogimpl ? m_poslogimpl->m_iLevel : 0;
+}
+
+void COsLog::SetDebugLevel(int a_iLevel)
+{
+  if (m_poslogimpl)
+  {
+    m_poslogimpl->m_iLevel = a_iLevel;
+  }
+}
+
+bool COsLog::GetDebugFind()
+{
+  return m_poslogimpl && m_poslogimpl->m_blFind;
+}
+
+bool COsLog::GetIsDump()
+{
+  return m_poslogimpl && m_poslogimpl->m_blDump;
+}
+
+bool COsLog::GetIsMdns()
+{
+  return m_poslogimpl && m_poslogimpl->m_blMdns;
+}
+
+bool COsLog::GetIsNetXfer()
+{
+  return m_poslogimpl && m_poslogimpl->m_blNetXfer;
+}
+
+void COsLog::SetNetXfer(bool a_blNetXfer)
+{
+  if (m_poslogimpl)
+  {
+    m_poslogimpl->m_blNetXfer = a_blNetXfer;
+  }
+}
+
+int COsLog::GetDsState()
+{
+  return m_poslogimpl ? m_poslogimpl->GetDsState() : 0;
+}
+
+void COsLog::SetDsState(int a_iState)
+{
+  if (m_poslogimpl && m_poslogimpl->m_pu8DsState)
+  {
+    *m_poslogimpl->m_pu8DsState = static_cast<uint8_t>(a_iState);
+  }
+}
+
+// 0 outside a data source (no state, or the initial 9), 1 in state 0.
+int COsLog::GetIsTWAIN()
+{
+  if (!m_poslogimpl || !m_poslogimpl->m_pu8DsState || *m_poslogimpl->m_pu8DsState == OSLOG_STATEINITIAL)
+  {
+    return 0;
+  }
+  return (*m_poslogimpl->m_pu8DsState == 0) ? 1 : *m_poslogimpl->m_pu8DsState;
+}
+
+bool COsLog::IsFlushing()
+{
+  return m_poslogimpl && m_poslogimpl->m_iFlushing;
+}
+
+void COsLog::EnableAssert(int a_iAssert)
+{
+  if (m_poslogimpl)
+  {
+    m_poslogimpl->m_iAssert = a_iAssert;
+  }
+}
+
+int COsLog::SetHopeless(int a_iHopeless)
+{
+  return m_poslogimpl ? m_poslogimpl->SetHopeless(a_iHopeless) : 0;
+}
+
+int COsLog::GetStackUsage()
+{
+  return 0;
+}
+
 void COsLog::LogMemoryUsage() {}
-void COsLog::GetFilename(char *, uint32_t) {}
-EOSSTS COsLog::GetLogFile(char *, uint32_t) { return EOSSTS_BADARG; }
-void COsLog::Flush() {}
-int COsLog::DisplayLength() { return 0; }
+
+void COsLog::GetFilename(char *a_szFilename, uint32_t a_u32Size)
+{
+  if (m_poslogimpl && a_szFilename && a_u32Size)
+  {
+    LogCopy(a_szFilename, a_u32Size, m_poslogimpl->m_szLogFile);
+  }
+}
+
+EOSSTS COsLog::GetLogFile(char *a_szLogFile, uint32_t a_u32Size)
+{
+  if (!m_poslogimpl)
+  {
+    return EOSSTS_FAIL;
+  }
+  if (!a_szLogFile || a_u32Size == 0 || a_u32Size - 1 < strlen(m_poslogimpl->m_szLogFile))
+  {
+    return EOSSTS_BADARG;
+  }
+  LogCopy(a_szLogFile, a_u32Size, m_poslogimpl->m_szLogFile);
+  return EOSSTS_OK;
+}
+
+void COsLog::Flush()
+{
+  if (m_poslogimpl)
+  {
+    m_poslogimpl->Flush();
+  }
+}
+
+int COsLog::DisplayLength()
+{
+  return 0;
+}

@@ -7,7 +7,15 @@
 // a failure and never changes errno as the caller sees it. Callers test
 // g_poslog for null first (the OSLOG macros below do), and write information
 // (flag 4) only when GetDebugLevel() is not zero. Buffers passed in are the
-// caller's; the log copies what it keeps.
+// caller's; the log copies what it keeps (Setup is the one exception: it
+// cuts an "@" form in the caller's buffer in place).
+//
+// The log file is opened by path for every line and follows symbolic links,
+// like any append of an ordinary program. A missing log directory loses lines
+// until it exists; a file that cannot be opened at all makes the log
+// "hopeless" (nothing written) until Setup or SetHopeless clears it.
+// Statuses: GetLogFile returns 0, or 3 for a null or too small buffer; every
+// member returns 0 (1 for a status) when the implementation is missing.
 #ifndef OS_COSLOG_H
 #define OS_COSLOG_H
 
@@ -54,6 +62,7 @@ public:
   void LogMemoryUsage();
   void GetFilename(char *a_szFilename, uint32_t a_u32Size);
   [[nodiscard]] EOSSTS GetLogFile(char *a_szLogFile, uint32_t a_u32Size);
+  // Opens the log file, forces it to disk and closes it (no-op without a path).
   void Flush();
   int DisplayLength();
 
@@ -62,24 +71,24 @@ private:
 };
 
 // Writes a message when the log exists.
-#define OSLOG(flag, ...)                                     \
-  do                                                         \
-  {                                                          \
-    if (g_poslog)                                            \
-    {                                                        \
+#define OSLOG(flag, ...)                                        \
+  do                                                            \
+  {                                                             \
+    if (g_poslog)                                               \
+    {                                                           \
       g_poslog->Message(__FILE__, __LINE__, flag, __VA_ARGS__); \
-    }                                                        \
+    }                                                           \
   } while (0)
 
 // Writes an information message when the log exists and the debug level is
 // not zero.
-#define OSLOGDBG(...)                                                 \
-  do                                                                  \
-  {                                                                   \
-    if (g_poslog && g_poslog->GetDebugLevel())                        \
-    {                                                                 \
+#define OSLOGDBG(...)                                                      \
+  do                                                                       \
+  {                                                                        \
+    if (g_poslog && g_poslog->GetDebugLevel())                             \
+    {                                                                      \
       g_poslog->Message(__FILE__, __LINE__, EOSLOGFLAG_INFO, __VA_ARGS__); \
-    }                                                                 \
+    }                                                                      \
   } while (0)
 
 #endif  // OS_COSLOG_H

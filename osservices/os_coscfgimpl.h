@@ -1,0 +1,272 @@
+// os_coscfgimpl.h: the work behind COsCfg: the table, the directories, the
+// loader, the system information and the dump.
+//
+// Contract: a COsCfgImpl owns every text buffer the table points at (the
+// directories, the version fields, the small numeric buffers and the 64 KiB
+// text of the configuration file); the table itself never copies a value.
+// Statuses are those of os_coscfg.h. The system information is one static
+// record per process, gathered by the first load. A temporary COsCfgImpl may
+// be made only to compute the directories (services start-up does so).
+#ifndef OS_COSCFGIMPL_H
+#define OS_COSCFGIMPL_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "os_coscfg.h"
+#include "os_types.h"
+
+// Facts about one processor.
+struct OsCfgProcessor
+{
+  uint32_t u32Index;
+  char szVendor[16];  // 12 characters
+  uint32_t u32Family;
+  uint32_t u32Model;
+  uint32_t u32Stepping;
+  uint32_t u32MachineBits;
+  uint32_t u32ProcessBits;
+  uint8_t u8Fpu;
+  uint8_t u8Mmx;
+  uint8_t u8Sse;
+  uint8_t u8Sse2;
+  uint8_t u8Sse3;
+  uint8_t u8Sse41;
+  uint8_t u8Sse42;
+  uint8_t u8Sse4a;
+  uint8_t u8Popcnt;
+  uint8_t u8HyperThreading;
+  uint8_t u83dNow;
+  char szModel[52];       // 48 characters, leading blanks removed
+  uint32_t u32CacheSize;  // KiB
+  uint32_t u32Mhz;
+};
+
+// Distribution codes.
+enum : uint32_t
+{
+  OS_CFGDISTRIBUTION_OTHER = 1,
+  OS_CFGDISTRIBUTION_DEBIAN = 2,
+  OS_CFGDISTRIBUTION_FEDORA = 3,
+  OS_CFGDISTRIBUTION_GENTOO = 4,
+  OS_CFGDISTRIBUTION_MANDRAKE = 5,
+  OS_CFGDISTRIBUTION_REDHAT = 6,
+  OS_CFGDISTRIBUTION_SLACKWARE = 7,
+  OS_CFGDISTRIBUTION_SUSE = 8,
+  OS_CFGDISTRIBUTION_UBUNTU = 9,
+  OS_CFGDISTRIBUTION_YELLOWDOG = 10
+};
+
+// The system information record.
+struct OsCfgSystemInfo
+{
+  bool blInitialised;
+  uint32_t u32Platform;      // 3
+  uint32_t u32Distribution;  // OS_CFGDISTRIBUTION_...
+  char szOsName[512];
+  char szKernelVersion[64];  // eight digits
+  char szOsVersion[64];      // a copy of the kernel version
+  char szBuildString[128];   // "0"
+  uint64_t u64TotalPhysical;
+  uint64_t u64AvailPhysical;
+  uint64_t u64TotalPageFile;
+  uint64_t u64AvailPageFile;
+  uint64_t u64TotalVirtual;
+  uint64_t u64AvailVirtual;
+  uint32_t u32MemoryLoad;        // percent
+  uint32_t u32Processors;        // at least 1
+  OsCfgProcessor *posprocessor;  // u32Processors + 1 records, kept for the process
+  uint32_t u32PageSize;
+  char szUserName[128];
+  char szHostName[256];
+  char szVolumeDeviceId[512];
+  char szVolumeSerialNumber[128];
+};
+
+// The maker's brand texts.
+struct OsCfgBrand
+{
+  const char *szCompanyName;
+  const char *szCompanyNameShort;
+  const char *szCopyright;
+  const char *szProductFamily;
+  const char *szProductName;
+  const char *szUrlCompany;
+  const char *szUrlSupport;
+  const char *szIdentity;
+  const char *szServiceName;
+};
+
+class COsCfgImpl
+{
+public:
+  // Zero-filled; records the entity and the unique name (128 bytes).
+  COsCfgImpl(const char *a_szUniqueName, EOSCFGENTITY a_eoscfgentity);
+  ~COsCfgImpl() = default;
+  COsCfgImpl(const COsCfgImpl &) = delete;
+  COsCfgImpl &operator=(const COsCfgImpl &) = delete;
+
+  // Set up by COsCfg before Load.
+  void SetProgramPath(const char *a_szProgramPath);
+  void SetVersion(const OsCfgVersion *a_poscfgversion);
+  void SetForceSetAccess(bool a_blForceSetAccess);
+  void SetDynamicArea(const char *a_szArguments);
+  void InitNumericBuffers();
+
+  // The table (no null-object checks: the loader uses them directly).
+  const char *Get(uint32_t a_u32Section, uint32_t a_u32Tag);
+  EOSSTS Set(uint32_t a_u32Section, uint32_t a_u32Tag, const char *a_szValue);
+  const char *Get(const char *a_szSection, const char *a_szKey);
+  void SetModelName(const char *a_szModelName);
+  bool GetVersionChanged() const { return m_u8VersionChanged != 0; }
+  EOSSTS GetCreateStatus() const { return m_eosstsCreate; }
+
+  // Computes the directories into the buffers behind tags 1..23 and the
+  // file paths; creates the log directory. Each output may be null: the log
+  // directory, the home name, the short company name, the root path. 1 when
+  // the program path cannot be read.
+  EOSSTS SetDirectories(char *a_szLogDirectory, uint32_t a_u32LogDirectorySize, char *a_szName,
+                        uint32_t a_u32NameSize, char *a_szCompany, uint32_t a_u32CompanySize,
+                        char *a_szRootPath, uint32_t a_u32RootPathSize);
+
+  // Fills the table: defaults, the configuration file, the derived paths.
+  void Load();
+  // Reads a configuration file into the file text buffer and applies it:
+  // 0 read, 257 cannot be opened, 1 nothing could be read.
+  EOSSTS LoadFile(const char *a_szFilename);
+  // Applies configuration text (changed in place: the values point into it).
+  void ParseText(char *a_szText);
+
+  // Writes the configuration report; 0 written, 259 not created.
+  EOSSTS Dump(const char *a_szFolder);
+
+  // System information (os_coscfginfo.cpp).
+  static void LoadSystemInfo();
+  static void LoadMemoryInfo();
+  static OsCfgSystemInfo *GetSystemInfo();
+  static void ResetSystemInfo();
+  // Parsers of the system files, given the files' text.
+  static void KernelVersion(const char *a_szRelease, char *a_szVersion, uint32_t a_u32Size);
+  // a_szFilename is the release file the text came from; the result is the
+  // distribution code (0 when the file does not decide) and a_szName the
+  // name, or unchanged when the file gives none.
+  static uint32_t Distribution(const char *a_szFilename, const char *a_szText, char *a_szName,
+                               uint32_t a_u32Size);
+  static void ParseCpuInfo(const char *a_szText, OsCfgProcessor *a_posprocessor, uint32_t a_u32Count);
+  static void ParseMemInfo(const char *a_szText, OsCfgSystemInfo *a_poscfgsysteminfo);
+
+  // The key and section tables: name of a fixed tag, tag of a key name.
+  static const char *TagName(uint32_t a_u32Tag);
+  static uint32_t TagFromName(const char *a_szKey);
+  static uint32_t SectionFromName(const char *a_szSection);
+
+private:
+  static const uint32_t s_u32Path = 512;
+
+  void SetDefaults();
+  void RestoreDirectoryTags();
+  void ApplyBrand();
+  void SetPerInstallationFiles();
+  void IdentifyProgram();
+  void ConfigureLog();
+  void StoreSetting(uint32_t a_u32Section, uint32_t a_u32DynamicSection, const char *a_szKey,
+                    const char *a_szValue);
+  uint32_t DynamicId(const OsCfgLookup *a_poscfglookup, const char *a_szName) const;
+  void EntityFile(uint32_t a_u32Tag, char *a_szBuffer, const char *a_szName);
+  EOSSTS ReadProgramPath(char *a_szPath, uint32_t a_u32Size);
+  void ComputeConfigFile();
+  void CreateLogDirectory();
+
+  // Dump helpers (os_coscfgdump.cpp).
+  void DumpEnvironment(COsFile *a_posfile);
+  void DumpInfo(COsFile *a_posfile);
+  void DumpTable(COsFile *a_posfile);
+  void DumpDynamic(COsFile *a_posfile);
+  void DumpDirectories(COsFile *a_posfile);
+
+  // Identity.
+  EOSCFGENTITY m_eoscfgentity;
+  char m_szUniqueName[128];
+  bool m_blForceSetAccess;
+  uint8_t m_u8VersionChanged;
+  EOSSTS m_eosstsCreate;  // status of creating the log directory, 262 until tried
+  OsCfgVersion m_oscfgversion;
+  OsCfgBrand m_oscfgbrand;
+
+  // The fixed table and the caller's dynamic area.
+  const char *m_aszTable[OS_CFGSECTION_COUNT + 1][OS_CFGTAG_COUNT + 1];
+  const char **m_ppszDynamicData;
+  const OsCfgLookup *m_poscfglookupSection;
+  const OsCfgLookup *m_poscfglookupTag;
+  uint32_t m_u32DynamicRows;
+  uint32_t m_u32DynamicColumns;
+
+  // Program path: as given to the constructor, and as read from /proc.
+  char m_szProgramPath[s_u32Path];
+  char m_szProcExe[s_u32Path];
+
+  // Buffers behind the directory tags and file paths.
+  char m_szHomeName[s_u32Path];
+  char m_szDriverName[s_u32Path];
+  char m_szLocalLowDirectory[s_u32Path];
+  char m_szSetup001[s_u32Path];
+  char m_szRamScan[s_u32Path];
+
+  // The fields the dump lists, in its order.
+  char m_szSystemDirectory[s_u32Path];
+  char m_szHomeDirectory[s_u32Path];
+  char m_szLibraryPath[s_u32Path];
+  char m_szSharedRootWriteableDirectory[s_u32Path];
+  char m_szSharedRootCommonDirectory[s_u32Path];
+  char m_szSharedUserRootDirectory[s_u32Path];
+  char m_szSharedCommonDirectory[s_u32Path];
+  char m_szSharedDeviceDirectory[s_u32Path];
+  char m_szSharedUserDirectory[s_u32Path];
+  char m_szRootWriteableDirectory[s_u32Path];
+  char m_szRootCommonDirectory[s_u32Path];
+  char m_szUserRootDirectory[s_u32Path];
+  char m_szCommonDirectory[s_u32Path];
+  char m_szUserDirectory[s_u32Path];
+  char m_szDriverDirectory[s_u32Path];
+  char m_szLogDirectory[s_u32Path];
+  char m_szFwDirectory[s_u32Path];
+  char m_szOkapiDirectory[s_u32Path];
+  char m_szUiDirectory[s_u32Path];
+  char m_szTmpDirectory[s_u32Path];
+  char m_szSimulatorFilename[s_u32Path];
+  char m_szConfigFilenameConstIni[s_u32Path];
+  char m_szConfigFilename[s_u32Path];
+  char m_szSharedConfigFilenameConstIni[s_u32Path];
+  char m_szSharedConfigFilename[s_u32Path];
+  char m_szLogFilename[s_u32Path];
+  char m_szGuiFilename[s_u32Path];
+  char m_szDesktopDirectory[s_u32Path];
+  char m_szSharedDesktopDirectory[s_u32Path];
+  char m_szMultimediaDirectory[s_u32Path];
+  char m_szVirtualizedDirectory[s_u32Path];
+  char m_szApplication[s_u32Path];
+  char m_szFudge[s_u32Path];
+  char m_szRootDirectory[s_u32Path];
+  char m_szModelDirectory[s_u32Path];
+  char m_szModelDirectoryReal[s_u32Path];
+  char m_szProgramFileName[s_u32Path];
+  char m_szLibraryName[s_u32Path];
+  char m_szLogTimeStamp[64];
+  char m_szTmp[s_u32Path];
+  char m_szFileData[65536];  // the configuration file's text
+  char m_szUnitsBehavior[16];
+  char m_szLogDebug[16];
+  char m_szLogFilter[128];
+  char m_szDebugDisplayLength[16];
+  char m_szForceSocketMonitorTimeout[16];
+  char m_szForceUsbMonitorTimeout[16];
+  char m_szUiTimeout[16];
+  char m_szCompanyName[128];
+  char m_szCompanyNameShort[64];
+  char m_szCopyright[256];
+  char m_szProductFamily[128];
+  char m_szProductName[128];
+  char m_szServiceName[128];
+};
+
+#endif  // OS_COSCFGIMPL_H
