@@ -4,16 +4,16 @@
 
 #include "os_cosfile.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "os_coscfg.h"
 #include "os_coslog.h"
@@ -124,7 +124,9 @@ EOSSTS MakeComponents(char *a_szPath, char *a_szStart)
     }
     if (mkdir(a_szPath, 0777) && (errno != EEXIST))
     {
-      eosstsResult = (errno == ENOENT) ? EOSSTS_FILENOTFOUND : (errno == EACCES) ? EOSSTS_ACCESSDENIED : EOSSTS_FAIL;
+      eosstsResult = (errno == ENOENT)   ? EOSSTS_FILENOTFOUND
+                     : (errno == EACCES) ? EOSSTS_ACCESSDENIED
+                                         : EOSSTS_FAIL;
     }
     if (!szCut)
     {
@@ -231,7 +233,8 @@ EOSSTS COsFileImpl::Open(const char *a_szFilename, EOSFILEOPEN a_eosfileopen, EO
 }
 
 // Opens the stream in the mode the table gives and takes the lock of share 1.
-EOSSTS COsFileImpl::OpenStream(const char *a_szFilename, EOSFILEACCESS a_eosfileaccess, EOSFILESHARE a_eosfileshare)
+EOSSTS COsFileImpl::OpenStream(const char *a_szFilename, EOSFILEACCESS a_eosfileaccess,
+                               EOSFILESHARE a_eosfileshare)
 {
   const char *szMode = StreamMode(a_eosfileaccess, m_eosfileopen);
   if (!szMode)
@@ -242,7 +245,8 @@ EOSSTS COsFileImpl::OpenStream(const char *a_szFilename, EOSFILEACCESS a_eosfile
   if (!m_pfile)
   {
     int iErrno = errno;
-    if ((iErrno == ENOENT) && (m_eosfileopen == EOSFILEOPEN_EXISTING) && (a_eosfileaccess != EOSFILEACCESS_READ))
+    if ((iErrno == ENOENT) && (m_eosfileopen == EOSFILEOPEN_EXISTING) &&
+        (a_eosfileaccess != EOSFILEACCESS_READ))
     {
       m_pfile = fopen(a_szFilename, "w+e");
     }

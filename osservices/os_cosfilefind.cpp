@@ -3,13 +3,13 @@
 // when an entry is described; nothing here changes the file system.
 #define _FILE_OFFSET_BITS 64  // large inode numbers and sizes on the 32-bit build
 
+#include <dirent.h>
+#include <sys/stat.h>
+
 #include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
-
-#include <dirent.h>
-#include <sys/stat.h>
 
 #include "os_cosfile.h"
 #include "os_coslog.h"
@@ -64,7 +64,8 @@ void SetName(OsFileInfo *a_posfileinfo, const char *a_szName)
   size_t ii = 0;
   for (; a_posfileinfo->szName[ii]; ii++)
   {
-    a_posfileinfo->szNameLower[ii] = static_cast<char>(tolower(static_cast<unsigned char>(a_posfileinfo->szName[ii])));
+    a_posfileinfo->szNameLower[ii] =
+        static_cast<char>(tolower(static_cast<unsigned char>(a_posfileinfo->szName[ii])));
   }
   a_posfileinfo->szNameLower[ii] = '\0';
 }
@@ -99,7 +100,8 @@ const char *NextMatch(OsFileInfo *a_posfileinfo, size_t a_sizetDirectoryLength)
   for (struct dirent *pdirent = readdir(pdir); pdirent; pdirent = readdir(pdir))
   {
     const char *szName = pdirent->d_name;
-    if (!szName[0] || (a_posfileinfo->szPattern[0] && COsString::StrWildCmp(a_posfileinfo->szPattern, szName)))
+    if (!szName[0] ||
+        (a_posfileinfo->szPattern[0] && COsString::StrWildCmp(a_posfileinfo->szPattern, szName)))
     {
       continue;
     }

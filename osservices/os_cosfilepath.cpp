@@ -2,14 +2,14 @@
 // on the caller's buffer only and never touch the file system.
 #define _FILE_OFFSET_BITS 64  // large inode numbers and sizes on the 32-bit build
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "os_cosfile.h"
 #include "os_coslog.h"
@@ -220,6 +220,11 @@ EOSSTS COsFile::PathAbsolute(char *a_szAbsolute, uint32_t a_u32Size, const char 
   }
   if (szLeaf[0])
   {
+    if (strlen(a_szAbsolute) + 1 + strlen(szLeaf) >= a_u32Size)
+    {
+      OSLOG(EOSLOGFLAG_ASSERT, "buffer overflow...%u <%s>", a_u32Size, szLeaf);
+      return EOSSTS_FAIL;
+    }
     COsString::SStrCat(a_szAbsolute, a_u32Size, "/");
     COsString::SStrCat(a_szAbsolute, a_u32Size, szLeaf);
   }

@@ -17,16 +17,16 @@
 //   copied; their permissions and times are not carried over.
 #define _FILE_OFFSET_BITS 64  // large inode numbers and sizes on the 32-bit build
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "os_cosfile.h"
 #include "os_coslog.h"
@@ -163,25 +163,25 @@ int OpenParent(char *a_szPath, char **a_pszName)
 // State of one CopyDirectory call.
 struct CopyWalk
 {
-  char szRoot[PATH_MAX];     // physical path of the source tree
+  char szRoot[PATH_MAX];  // physical path of the source tree
   size_t sizetRootLength;
-  char szScratch[PATH_MAX];  // resolution of links
+  char szScratch[PATH_MAX];       // resolution of links
   dev_t adev[kMaxCopyDepth + 1];  // the directories of the current branch
   ino_t aino[kMaxCopyDepth + 1];
   int iDepth;
   uint32_t u32Directories;
-  char *pchBuffer;           // copy buffer, taken at the first file
-  EOSSTS eosstsResult;       // the first failure
+  char *pchBuffer;      // copy buffer, taken at the first file
+  EOSSTS eosstsResult;  // the first failure
 };
 
 // One directory being copied.
 struct CopyLevel
 {
   CopyLevel *poscopylevelParent;
-  int fdSource;                 // -1 when the source could not be opened
-  char szSource[kPathSize];     // physical path of the source directory
+  int fdSource;              // -1 when the source could not be opened
+  char szSource[kPathSize];  // physical path of the source directory
   char szDestination[kPathSize];
-  int fdDestination;            // -1 until made
+  int fdDestination;  // -1 until made
   bool blDestinationTried;
   PFNOSFILECOPYDIRECTORY pfncallback;
   void *pvContext;
@@ -346,7 +346,8 @@ void VisitFile(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, const Co
 {
   if (!a_level.pfncallback)
   {
-    (void)CopyFileEntry(a_walk, a_level, a_fdDirectory, a_entry);  // failures go unreported without a callback
+    (void)CopyFileEntry(a_walk, a_level, a_fdDirectory,
+                        a_entry);  // failures go unreported without a callback
     return;
   }
   OsFileCopyDirectoryInfo osfilecopydirectoryinfo = {16, a_entry.szName, a_entry.szSource, a_level.pvContext};
@@ -402,7 +403,8 @@ void CopySubdirectory(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, c
   memcpy(level.szDestination, a_entry.szTarget, kPathSize);
   level.fdSource = OpenEntry(a_walk, a_fdDirectory, a_entry, O_RDONLY | O_DIRECTORY);
   struct stat statDirectory;
-  if ((level.fdSource >= 0) && (fstat(level.fdSource, &statDirectory) || !MayEnter(a_walk, statDirectory, a_entry.szSource)))
+  if ((level.fdSource >= 0) &&
+      (fstat(level.fdSource, &statDirectory) || !MayEnter(a_walk, statDirectory, a_entry.szSource)))
   {
     close(level.fdSource);
     return;
@@ -450,7 +452,8 @@ void VisitDirectory(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, con
 
 // One entry of a level: looks it up without following, resolves a link, and
 // hands it on as a file or a directory.
-void VisitEntry(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, const char *a_szName, bool a_blRecursive)
+void VisitEntry(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, const char *a_szName,
+                bool a_blRecursive)
 {
   CopyEntry entry;
   entry.szName = a_szName;
@@ -583,8 +586,9 @@ EOSSTS RemoveEntry(DeleteWalk &a_walk, int a_fdDirectory, const char *a_szName, 
   size_t sizetOld = PushName(a_walk, a_szName);
   bool blDirectory = S_ISDIR(statEntry.st_mode);
   OSLOGDBG("Delete: <%s> %d %d", a_walk.szPath, blDirectory ? 1 : 2, 1);
-  EOSSTS eosstsResult = blDirectory ? RemoveDirectory(a_walk, a_fdDirectory, a_szName, statEntry, true, a_iDepth)
-                                    : UnlinkEntry(a_walk, a_fdDirectory, a_szName);
+  EOSSTS eosstsResult = blDirectory
+                            ? RemoveDirectory(a_walk, a_fdDirectory, a_szName, statEntry, true, a_iDepth)
+                            : UnlinkEntry(a_walk, a_fdDirectory, a_szName);
   PopName(a_walk, sizetOld);
   return eosstsResult;
 }
@@ -663,7 +667,8 @@ EOSFILETYPE FoundType(const char *a_szFilename)
 {
   OsFileInfo osfileinfo;
   memset(&osfileinfo, 0, sizeof(osfileinfo));
-  EOSFILETYPE eosfiletype = COsFile::FindFirst(a_szFilename, &osfileinfo) ? EOSFILETYPE_NONE : osfileinfo.eosfiletype;
+  EOSFILETYPE eosfiletype =
+      COsFile::FindFirst(a_szFilename, &osfileinfo) ? EOSFILETYPE_NONE : osfileinfo.eosfiletype;
   COsFile::FindClose(&osfileinfo);
   return eosfiletype;
 }
@@ -811,6 +816,7 @@ EOSSTS COsFile::Delete(const char *a_szFilename, EOSFILETYPE a_eosfiletype, EOSB
     OSLOGDBG("we don't support deleting with wildcards...");
     return EOSSTS_BADARG;
   }
-  OSLOGDBG("Delete: <%s> %d %d", a_szFilename, static_cast<int>(a_eosfiletype), static_cast<int>(a_eosboolRecursive));
+  OSLOGDBG("Delete: <%s> %d %d", a_szFilename, static_cast<int>(a_eosfiletype),
+           static_cast<int>(a_eosboolRecursive));
   return DeleteNamed(a_szFilename, a_eosfiletype, a_eosboolRecursive != 0);
 }
