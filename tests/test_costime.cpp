@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "os_costime.h"
+#include "os_testlog.h"
 #include "os_testutil.h"
 
 namespace
@@ -232,4 +233,20 @@ TEST(Sleep, NegativeReturnsAtOnce)
   COsTime::Sleep(INT_MIN);
   COsTime::Sleep(-5);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
+TEST(TimeLog, RefusalsAreLogged)
+{
+  ostest::LogCapture logcapture;
+  OsTimeRecord timerecord = Record(2024, 1, 1, 0, 0, 0, 0);
+  char sz[32];
+  EXPECT_EQ(3u, COsTime::GetSystemTime(nullptr));
+  EXPECT_EQ(3u, COsTime::GetLocalTime(nullptr, 0, nullptr));
+  EXPECT_EQ(-1, COsTime::GetDifference(&timerecord, nullptr));
+  EXPECT_EQ(1u, COsTime::GetStringTime(&timerecord, nullptr, 32));
+  EXPECT_EQ(1u, COsTime::GetStringTime(&timerecord, sz, 18));
+  std::vector<std::string> vecExpected = {"E a_ptimerecord is NULL...", "E a_ptimerecord is NULL...",
+                                          "A argument is null...", "A a_szTime is null...",
+                                          "A a_lTimeSize must be at least 18...18"};
+  EXPECT_EQ(vecExpected, logcapture.Messages());
 }
