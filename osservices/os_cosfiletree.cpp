@@ -790,6 +790,7 @@ EOSSTS COsFile::CopyDirectory(const char *a_szSource, const char *a_szDestinatio
   }
   CopyLevel level = {nullptr, -1, "", "", -1, false, a_pfncallback, a_pvContext};
   PathSet(level.szDestination, sizeof(level.szDestination), a_szDestination);
+  PathRemoveTrailingSlash(level.szDestination);  // "dst/" would follow a link named dst
   OpenTopLevel(*pwalk, level, a_szSource);
   CopyLevelRun(*pwalk, level, a_blRecursive);
   EOSSTS eosstsResult = pwalk->eosstsResult;

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "cosfile_testutil.h"
+#include "os_coscfg.h"
 #include "os_cosfile.h"
 
 namespace
@@ -193,6 +194,77 @@ TEST(CosFileOpen, StreamIsClosedOnExec)
   }
   closedir(pdir);
   EXPECT_EQ(1, iFound);
+}
+
+// A configuration with a root path and a creation mask, installed in
+// g_poscfg for the life of the object.
+class ScopedRootPath
+{
+public:
+  ScopedRootPath(const std::string &a_strRootPath, const char *a_szMask)
+      : m_poscfgOld(g_poscfg), m_strRootPath(a_strRootPath)
+  {
+    OsCfgVersion oscfgversion;
+    memset(&oscfgversion, 0, sizeof(oscfgversion));
+    m_poscfg = new COsCfg("filetest", EOSCFGENTITY_UTILITY, "", &oscfgversion, false, nullptr);
+    g_poscfg = m_poscfg;
+    EXPECT_EQ(0u, m_poscfg->Set(1, 10, m_strRootPath.c_str()));
+    EXPECT_EQ(0u, m_poscfg->Set(1, 99, a_szMask));
+  }
+  ~ScopedRootPath()
+  {
+    delete m_poscfg;
+    g_poscfg = m_poscfgOld;
+  }
+  ScopedRootPath(const ScopedRootPath &) = delete;
+  ScopedRootPath &operator=(const ScopedRootPath &) = delete;
+
+private:
+  COsCfg *m_poscfgOld;
+  COsCfg *m_poscfg;
+  std::string m_strRootPath;
+};
+
+TEST(CosFileOpen, NameUnderTheRootPathGetsTheConfiguredMode)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  ostest::TempDir tempdirOther;
+  ScopedRootPath rootpath(tempdir / "root", "0640");
+  ASSERT_EQ(0, mkdir((tempdir / "root").c_str(), 0755));
+  mode_t modeOld = umask(022);
+  COsFile osfile;
+  EXPECT_EQ(0u, osfile.Open((tempdir / "root/new").c_str(), 1, 2, 2));
+  osfile.Close();
+  EXPECT_EQ(0640, ostest::ModeOf(tempdir / "root/new"));
+  // Also after a failed open of an existing file.
+  ASSERT_TRUE(ostest::WriteFile(tempdir / "root/old", "x"));
+  ASSERT_EQ(0, chmod((tempdir / "root/old").c_str(), 0600));
+  EXPECT_EQ(1u, osfile.Open((tempdir / "root/old").c_str(), 5, 2, 2));
+  EXPECT_EQ(0640, ostest::ModeOf(tempdir / "root/old"));
+  // A file elsewhere keeps its mode.
+  EXPECT_EQ(0u, osfile.Open((tempdirOther / "f").c_str(), 1, 2, 2));
+  osfile.Close();
+  EXPECT_EQ(0644, ostest::ModeOf(tempdirOther / "f"));
+  // A link under the root path that failed to open does not pass the change on.
+  ASSERT_TRUE(ostest::WriteFile(tempdirOther / "target", "x"));
+  ASSERT_EQ(0, chmod((tempdirOther / "target").c_str(), 0600));
+  ASSERT_EQ(0, symlink((tempdirOther / "target").c_str(), (tempdir / "root/link").c_str()));
+  EXPECT_EQ(1u, osfile.Open((tempdir / "root/link").c_str(), 5, 2, 2));
+  EXPECT_EQ(0600, ostest::ModeOf(tempdirOther / "target"));
+  umask(modeOld);
+}
+
+TEST(CosFileOpen, DefaultCreationMaskIsDecimal511)
+{
+  ostest::TempDir tempdir;
+  ScopedRootPath rootpath(tempdir.Path(), "511");
+  mode_t modeOld = umask(077);
+  COsFile osfile;
+  EXPECT_EQ(0u, osfile.Open((tempdir / "f").c_str(), 1, 2, 2));
+  osfile.Close();
+  umask(modeOld);
+  EXPECT_EQ(0777, ostest::ModeOf(tempdir / "f"));
 }
 
 TEST(CosFileWrite, ChecksAndCounts)
