@@ -71,8 +71,8 @@ void InPlaceMode(const std::string &a_strDoc, const std::string &a_strStart, con
 {
   std::vector<char> vecDoc(a_strDoc.begin(), a_strDoc.end());
   vecDoc.push_back(0);
-  bool blFound =
-      COsXml::GetContent(vecDoc.data(), a_strStart.c_str(), a_strEnd.c_str(), vecDoc.data(), a_u32Size, false);
+  bool blFound = COsXml::GetContent(vecDoc.data(), a_strStart.c_str(), a_strEnd.c_str(), vecDoc.data(),
+                                    a_u32Size, false);
   size_t sizetLength = strlen(vecDoc.data());
   Check(blFound == (sizetLength > 0));
   Check(!a_u32Size || sizetLength < a_u32Size);
@@ -86,7 +86,8 @@ void WideMode(const std::string &a_strDoc, const std::string &a_strStart, const 
   std::wstring wstrEnd(a_strEnd.begin(), a_strEnd.end());
   size_t sizetOut = a_u32Size ? a_u32Size : wstrDoc.size() + 1;
   std::vector<wchar_t> vecOut(sizetOut, L'Z');
-  COsXml::GetContent(wstrDoc.c_str(), wstrStart.c_str(), wstrEnd.c_str(), vecOut.data(), a_u32Size, a_blCdata);
+  COsXml::GetContent(wstrDoc.c_str(), wstrStart.c_str(), wstrEnd.c_str(), vecOut.data(), a_u32Size,
+                     a_blCdata);
   Check(wcsnlen(vecOut.data(), sizetOut) < sizetOut);
 }
 

@@ -32,7 +32,8 @@ void Check(bool a_blCondition)
 
 const std::string &Scratch()
 {
-  static const std::string s_str = [] {
+  static const std::string s_str = []
+  {
     const char *szDir = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
     return std::string(szDir) + "/fuzz_resource." + std::to_string(getpid());
   }();
@@ -92,7 +93,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *a_pu8Data, size_t a_sizetSi
   vecFile.insert(vecFile.end(), a_pu8Data + 2, a_pu8Data + a_sizetSize);
   if ((a_pu8Data[0] & 1) && vecFile.size() >= OS_RESOURCE_TABLESIZE)
   {
-    size_t sizetMarker = vecFile.size() - OS_RESOURCE_TABLESIZE + OS_RESOURCE_MARKERENTRY * OS_RESOURCE_ENTRYSIZE;
+    size_t sizetMarker =
+        vecFile.size() - OS_RESOURCE_TABLESIZE + OS_RESOURCE_MARKERENTRY * OS_RESOURCE_ENTRYSIZE;
     memcpy(&vecFile[sizetMarker], OS_RESOURCE_MARKER, 9);
   }
   if (!WriteScratch(vecFile))
@@ -105,7 +107,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *a_pu8Data, size_t a_sizetSi
   WalkAndReadAll();
   // Update either refuses or leaves a file whose new block reads back.
   static const char s_szData[] = "<scanner><id>VID_1&PID_2</id></scanner>";
-  EOSSTS eossts = COsResource::Update(Scratch().c_str(), "FUZZ", EOSRESOURCETYPE_DATA, s_szData, sizeof(s_szData));
+  EOSSTS eossts =
+      COsResource::Update(Scratch().c_str(), "FUZZ", EOSRESOURCETYPE_DATA, s_szData, sizeof(s_szData));
   if (eossts == EOSSTS_OK && access(Scratch().c_str(), F_OK) == 0)
   {
     long lPage = sysconf(_SC_PAGESIZE);

@@ -823,6 +823,7 @@ EOSSTS COsResource::GetVersion(const char *a_szFile, char *a_szVersion, uint32_t
   }
   if (posresource->Open(a_szFile, a_szName, EOSRESOURCETYPE_VERSION) != EOSSTS_OK)
   {
+    posresource.reset();
     if (a_blLocalOnly)
     {
       OSLOGDBG("Resource %s not found", a_szName);
