@@ -29,6 +29,8 @@
 #include <ctime>
 #include <new>
 
+#include "os_cosstring.h"
+
 namespace
 {
 
@@ -140,21 +142,14 @@ void LogLower(char *a_sz)
   }
 }
 
-// Formats with a caller-chosen format (the fallback-file retry formats the
-// log path itself); the format is data here, not a literal.
-int LogFormatV(char *a_szDst, size_t a_sizeDst, const char *a_szFormat, va_list a_valist)
-{
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-  return vsnprintf(a_szDst, a_sizeDst, a_szFormat, a_valist);
-#pragma GCC diagnostic pop
-}
-
+// Formats silently, cutting what does not fit: the log's own paths and
+// filter text must never report through the log.
+int LogFormat(char *a_szDst, size_t a_sizeDst, const char *a_szFormat, ...) OS_PRINTF_FORMAT(3, 4);
 int LogFormat(char *a_szDst, size_t a_sizeDst, const char *a_szFormat, ...)
 {
   va_list valist;
   va_start(valist, a_szFormat);
-  int iResult = LogFormatV(a_szDst, a_sizeDst, a_szFormat, valist);
+  int iResult = vsnprintf(a_szDst, a_sizeDst, a_szFormat, valist);
   va_end(valist);
   return iResult;
 }
@@ -753,9 +748,10 @@ void COsLogImpl::WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, 
   LogSpinLock(&m_lWriteLock);
   memcpy(s_szLogBuffer, szHeader, static_cast<size_t>(iHeader));
   // Room is kept for CR LF: an over-long text is cut, never the line end.
-  size_t sizeRoom = OSLOG_BUFFERSIZE - static_cast<size_t>(iHeader) - 2;
-  int iText = vsnprintf(s_szLogBuffer + iHeader, sizeRoom, a_szFormat, a_valist);
-  size_t sizeText = (iText < 0) ? 0 : (static_cast<size_t>(iText) >= sizeRoom ? sizeRoom - 1 : iText);
+  // The formatter's own overflow report re-enters the log and is dropped.
+  uint32_t u32Room = static_cast<uint32_t>(OSLOG_BUFFERSIZE - static_cast<size_t>(iHeader) - 2);
+  int iText = COsString::SStrVprintf(s_szLogBuffer + iHeader, u32Room, a_szFormat, a_valist);
+  size_t sizeText = (iText >= 0) ? static_cast<size_t>(iText) : strlen(s_szLogBuffer + iHeader);
   size_t sizeLine = static_cast<size_t>(iHeader) + sizeText;
   s_szLogBuffer[sizeLine++] = '\r';
   s_szLogBuffer[sizeLine++] = '\n';
@@ -852,7 +848,8 @@ int COsLogImpl::OpenWithFallback(OsLogSlot *a_poslogslot)
   if (iFd < 0)
   {
     char szRetry[sizeof(m_szLogFile)];
-    LogFormat(szRetry, sizeof(szRetry), m_szLogFile, "/tmp/qrb.log");
+    szRetry[0] = '\0';
+    COsString::SStrPrintf(szRetry, sizeof(szRetry), m_szLogFile, "/tmp/qrb.log");
     LogCopy(m_szLogFile, sizeof(m_szLogFile), szRetry);
     iFd = LogOpen(m_szLogFile, O_RDWR | O_APPEND);
   }
