@@ -7,6 +7,7 @@
 
 #include "os_cosmem.h"
 #include "os_cosstring.h"
+#include "os_testlog.h"
 
 namespace
 {
@@ -19,6 +20,14 @@ int VprintfThrough(char *a_szDst, uint32_t a_u32DstSize, const char *a_szFormat,
   int iResult = COsString::SStrVprintf(a_szDst, a_u32DstSize, a_szFormat, valist);
   va_end(valist);
   return iResult;
+}
+
+// The text a refusal with pointer arguments writes, as the log shows it.
+std::string PointerMessage(const char *a_szFunction, const void *a_pv1, uint32_t a_u32, const void *a_pv2)
+{
+  char sz[128];
+  snprintf(sz, sizeof(sz), "A %s failed...%p %u %p", a_szFunction, a_pv1, a_u32, a_pv2);
+  return sz;
 }
 
 }  // namespace
@@ -414,7 +423,7 @@ TEST(StrDup, CopiesThroughTheMemoryService)
   COsMem *posmemOld = g_posmem;
   g_posmem = nullptr;
   EXPECT_EQ(nullptr, COsString::StrDup("abc"));  // no memory service: refused
-  COsMem *posmem = new COsMem(OS_MEM_METHOD_MALLOC, 0);
+  COsMem *posmem = new COsMem(OS_MEM_METHOD_MALLOC, 1);
   g_posmem = posmem;
   char *sz = COsString::StrDup("copy me");
   ASSERT_NE(nullptr, sz);
@@ -423,4 +432,115 @@ TEST(StrDup, CopiesThroughTheMemoryService)
   EXPECT_EQ(nullptr, COsString::StrDup(nullptr));
   delete posmem;
   g_posmem = posmemOld;
+}
+
+TEST(StringLog, SuccessWritesNothing)
+{
+  ostest::LogCapture logcapture;
+  char sz[16] = "";
+  COsString::SStrCpy(sz, sizeof(sz), "abc");
+  COsString::SStrCat(sz, sizeof(sz), "def");
+  EXPECT_EQ(9, COsString::SStrCatf(sz, sizeof(sz), "%d", 123));
+  EXPECT_EQ(2, COsString::SStrPrintf(sz, sizeof(sz), "%s", "ok"));
+  EXPECT_EQ(0, COsString::StrWildCmp("*", "x"));
+  EXPECT_TRUE(logcapture.Messages().empty());
+}
+
+TEST(StringLog, OverflowsNameTheFunctionAndTheText)
+{
+  ostest::LogCapture logcapture;
+  char sz[4] = "ab";
+  COsString::SStrCpy(sz, sizeof(sz), "long");
+  COsString::SStrCat(sz, sizeof(sz), "cd");
+  COsString::SStrNcpy(sz, sizeof(sz), "wxyz", 4);
+  COsString::SStrNcat(sz, sizeof(sz), "wxyz", 4);
+  EXPECT_EQ(-1, COsString::SStrPrintf(sz, sizeof(sz), "%s!", "abc"));
+  EXPECT_EQ(-1, VprintfThrough(sz, sizeof(sz), "%d", 1234));
+  sz[0] = '\0';
+  EXPECT_EQ(-1, COsString::SStrCatf(sz, sizeof(sz), "[%s]", "ab"));
+  COsString::SStrTrim(sz, sizeof(sz), " abcd ");
+  char szNoEnd[20];
+  memset(szNoEnd, 'q', sizeof(szNoEnd));
+  EXPECT_EQ(-1, COsString::SStrLen(szNoEnd, sizeof(szNoEnd)));
+  std::vector<std::string> vecExpected = {
+      "A SStrCpy failed...<long>",  "A SStrCat failed...<cd>",      "A SStrNcpy failed...<wxyz>",
+      "A SStrNcat failed...<wxyz>", "A SStrPrintf failed...<%s!>",  "A SStrVprintf failed...<%d>",
+      "A SStrCatf failed...<[%s]>", "A SStrTrim failed...< abcd >", "A SStrLen failed...<qqqqqqqqqqqqqqqq>"};
+  EXPECT_EQ(vecExpected, logcapture.Messages());
+}
+
+TEST(StringLog, NullArgumentsShowThePointers)
+{
+  ostest::LogCapture logcapture;
+  char sz[4] = "";
+  const char *szX = "x";
+  COsString::SStrCpy(sz, 0, szX);
+  COsString::SStrCat(nullptr, 4, szX);
+  EXPECT_EQ(-1, COsString::SStrPrintf(sz, 4, nullptr));
+  EXPECT_EQ(-1, VprintfThrough(nullptr, 4, szX));
+  EXPECT_EQ(-1, COsString::SStrCatf(sz, 0, szX));
+  char *szSave = nullptr;
+  EXPECT_EQ(nullptr, COsString::SStrTok(sz, nullptr, &szSave));
+  EXPECT_EQ(nullptr, COsString::StrFirstNonWhitespace(nullptr));
+  char szTok[64];
+  snprintf(szTok, sizeof(szTok), "A SStrTok failed...%p %p", nullptr, static_cast<void *>(&szSave));
+  std::vector<std::string> vecExpected = {PointerMessage("SStrCpy", sz, 0, szX),
+                                          PointerMessage("SStrCat", nullptr, 4, szX),
+                                          PointerMessage("SStrPrintf", sz, 4, nullptr),
+                                          PointerMessage("SStrVprintf", nullptr, 4, szX),
+                                          PointerMessage("SStrCatf", sz, 0, szX),
+                                          szTok,
+                                          "A a_szSrc is null..."};
+  EXPECT_EQ(vecExpected, logcapture.Messages());
+}
+
+TEST(StringLog, ErrorsUseTheErrorFlag)
+{
+  ostest::LogCapture logcapture;
+  char sz[8] = "aaa";
+  EXPECT_EQ(1u, COsString::SStrReplace(sz, sizeof(sz), "a", "xyz", true));
+  int a, b, c;
+  EXPECT_EQ(1u, COsString::StrConvertVersionToFields("1", &a, &b, &c, nullptr));
+  char szVersion[9];
+  EXPECT_EQ(8, COsString::StrConvertVersion(szVersion, sizeof(szVersion), false, "x.y"));
+  COsString::SStrFromNum(5, sz, sizeof(sz), 2);
+  COsMem *posmemOld = g_posmem;
+  g_posmem = nullptr;
+  EXPECT_EQ(nullptr, COsString::StrDup("abc"));
+  g_posmem = posmemOld;
+  EXPECT_EQ(3u, COsString::PtrToStr(nullptr, sz, 8));
+  std::vector<std::string> vecExpected = {"E buffer overflow...<aaa> 8 <a> <xyz>",
+                                          "E invalid argument",
+                                          "E version not supported, use v0...<x.y>",
+                                          "A SStrFromNum failed (must be 10 or 16)...<@@@>",
+                                          "E OsMemAlloc failed...",
+                                          "A a_lValueSizeInBytes too small..."};
+  EXPECT_EQ(vecExpected, logcapture.Messages());
+}
+
+TEST(StringLog, VersionDiagnosticsOnlyAtADebugLevel)
+{
+  int a, b, c, d;
+  {
+    ostest::LogCapture logcapture(0);
+    EXPECT_EQ(3u, COsString::StrConvertVersionToFields("1.x", &a, &b, &c, &d));
+    EXPECT_TRUE(logcapture.Messages().empty());
+  }
+  ostest::LogCapture logcapture(1);
+  EXPECT_EQ(3u, COsString::StrConvertVersionToFields("1.x", &a, &b, &c, &d));
+  EXPECT_EQ(3u, COsString::StrConvertVersionToFields("1.2.3.4.5", &a, &b, &c, &d));
+  std::vector<std::string> vecMessages = logcapture.Messages();
+  ASSERT_EQ(2u, vecMessages.size());
+  EXPECT_EQ(". Non-numeric version...<1.x>", vecMessages[0]);
+  EXPECT_EQ(". More than 4 version fields...<1.2.3.4.5>", vecMessages[1]);
+}
+
+TEST(StringLog, SourceNameIsThisFile)
+{
+  ostest::LogCapture logcapture;
+  char sz[2];
+  COsString::SStrCpy(sz, sizeof(sz), "ab");
+  std::vector<std::string> vecLines = logcapture.Lines();
+  ASSERT_FALSE(vecLines.empty());
+  EXPECT_NE(std::string::npos, vecLines.back().find(" os_cosstring "));
 }

@@ -1,0 +1,120 @@
+#!/usr/bin/env bash
+# demo.sh: pnphelper end to end, inside the build tree only.
+#
+#   demo.sh CMAKE BUILD_DIR DEMO_DIR
+#
+# Installs the build into DEMO_DIR/install (the program's home: its log and
+# user folders land there), creates a sample user tree, a writeable root and
+# a simulated sysfs with one listed scanner attached, then runs
+# "pnphelper action:add", shows the mirror and the log, detaches the
+# scanner, runs "pnphelper action:remove" and shows the mirror gone.
+set -euo pipefail
+
+cmake_command=$1
+build_dir=$2
+demo_dir=$3
+
+# Settings from the caller's environment could send files elsewhere.
+while read -r name; do
+  unset "$name"
+done < <(env | sed -n 's/^\(QRB_[A-Za-z0-9_]*\)=.*/\1/p')
+unset DEVICEPROBE_SYSFS MERIDIAN_VERSION
+
+prefix=$demo_dir/install
+writeable=$demo_dir/writeable
+sysfs=$demo_dir/sysfs
+user=$prefix/user
+mirror=$writeable$user
+
+step() { printf '\n== %s\n' "$*"; }
+
+# Prints a directory as an indented tree, entries sorted by name.
+print_tree() {
+  local root=$1
+  echo "${root}"
+  (cd "$root" && find . -mindepth 1 | LC_ALL=C sort) |
+    awk -F/ '{ indent = ""; for (i = 2; i < NF; i++) indent = indent "    "; print indent "|-- " $NF }'
+}
+
+run_pnphelper() {
+  local status=0
+  DEVICEPROBE_SYSFS=$sysfs "$prefix/bin/pnphelper" "$@" || status=$?
+  echo "pnphelper $* -> exit status $status"
+  if [ "$status" -ne 0 ]; then
+    echo "demo: unexpected exit status" >&2
+    exit 1
+  fi
+}
+
+attach_scanner() {
+  local dev=$sysfs/bus/usb/devices/$1
+  mkdir -p "$dev"
+  printf '%s\n' "$2" >"$dev/idVendor"
+  printf '%s\n' "$3" >"$dev/idProduct"
+}
+
+step "install into $prefix"
+rm -rf "$demo_dir"
+mkdir -p "$demo_dir"
+"$cmake_command" --install "$build_dir" --prefix "$prefix" --component runtime >/dev/null
+(cd "$prefix" && find . -type f -o -type l | LC_ALL=C sort | sed 's/^\.\//  /')
+echo "udev rule:"
+sed -n 's/^SUBSYSTEM/  SUBSYSTEM/p' "$prefix/lib/udev/rules.d/60-pnphelper.rules"
+
+step "sample user tree in $user"
+mkdir -p "$user/profiles/duplex" "$user/Profiles-old" "$user/cache" "$user/device/1-1"
+echo "<profile>Default</profile>" >"$user/profiles/Default.xml"
+echo "<profile>Duplex colour</profile>" >"$user/profiles/duplex/colour.xml"
+echo "notes that travel with the profiles" >"$user/profiles/README"
+printf '[scan]\nresolution=300\n' >"$user/settings.ini"
+printf '[advanced]\nsleep=15\n' >"$user/ADVANCED.INI"
+printf '[cache]\nsize=64\n' >"$user/cache/cache.ini"
+echo "thumbnail bytes" >"$user/cache/thumb.jpg"
+echo "1-1" >"$user/usb1.lock"
+echo "1-2" >"$user/device/1-1/USB2.LOCK"
+echo "not a usb lock" >"$user/scanner.lock"
+echo "read me" >"$user/readme.txt"
+echo "no extension" >"$user/notes"
+echo "old profile" >"$user/Profiles-old/old.xml"
+print_tree "$user"
+echo "(to be mirrored: profiles/ whole, *.ini, usb*.lock; nothing else)"
+
+step "configuration, writeable root and a simulated scanner"
+mkdir -p "$writeable"
+cat >"$prefix/const.ini" <<EOF
+[dsIdentity]
+writeable=$writeable
+Debug=1
+EOF
+cat "$prefix/const.ini"
+attach_scanner 1-1 040a 6020
+attach_scanner 1-2 046d c52b
+echo "sysfs: $sysfs (040a:6020 attached, 046d:c52b attached)"
+
+step "scanner attached: pnphelper action:add"
+run_pnphelper action:add
+print_tree "$mirror"
+
+log_file=$(find "$prefix/log" -name '*.log' -type f 2>/dev/null | LC_ALL=C sort | head -n 1)
+step "last lines of the log ${log_file:-(none)}"
+if [ -n "$log_file" ]; then
+  tail -n 8 "$log_file" | tr -d '\r'
+fi
+
+step "scanner still attached: pnphelper action:remove keeps the mirror"
+run_pnphelper action:remove
+[ -d "$mirror" ] && echo "mirror kept: $mirror"
+
+step "scanner detached: pnphelper action:remove"
+rm -rf "$sysfs/bus/usb/devices/1-1"
+run_pnphelper action:remove
+if [ -e "$mirror" ]; then
+  echo "demo: the mirror is still there" >&2
+  exit 1
+fi
+echo "mirror gone: $mirror"
+print_tree "$writeable"
+if [ -n "$log_file" ]; then
+  step "last lines of the log"
+  tail -n 4 "$log_file" | tr -d '\r'
+fi

@@ -1,0 +1,252 @@
+// test_costime.cpp: time records in UTC and local time, the two paths of
+// GetDifference, the digit-string form and the sleep.
+#include <gtest/gtest.h>
+#include <time.h>
+
+#include <chrono>
+#include <climits>
+#include <cstring>
+#include <memory>
+
+#include "os_costime.h"
+#include "os_testlog.h"
+#include "os_testutil.h"
+
+namespace
+{
+
+OsTimeRecord Record(int a_iYear, int a_iMonth, int a_iDay, int a_iHour, int a_iMinute, int a_iSecond,
+                    int a_iMilliseconds)
+{
+  OsTimeRecord timerecord = {};
+  timerecord.wYear = static_cast<uint16_t>(a_iYear);
+  timerecord.wMonth = static_cast<uint16_t>(a_iMonth);
+  timerecord.wDay = static_cast<uint16_t>(a_iDay);
+  timerecord.wHour = static_cast<uint16_t>(a_iHour);
+  timerecord.wMinute = static_cast<uint16_t>(a_iMinute);
+  timerecord.wSecond = static_cast<uint16_t>(a_iSecond);
+  timerecord.wMilliseconds = static_cast<uint16_t>(a_iMilliseconds);
+  return timerecord;
+}
+
+// Sets the time zone for one test and restores it (and the library's idea
+// of it) afterwards.
+class ScopedTz
+{
+public:
+  explicit ScopedTz(const char *a_szTz) : m_penv(new ostest::ScopedEnv("TZ", a_szTz)) { tzset(); }
+  ~ScopedTz()
+  {
+    m_penv.reset();
+    tzset();
+  }
+
+private:
+  std::unique_ptr<ostest::ScopedEnv> m_penv;
+};
+
+// Seconds since 1970 of a UTC record.
+long long UtcSeconds(const OsTimeRecord &a_timerecord)
+{
+  struct tm tmRecord = {};
+  tmRecord.tm_year = a_timerecord.wYear - 1900;
+  tmRecord.tm_mon = a_timerecord.wMonth - 1;
+  tmRecord.tm_mday = a_timerecord.wDay;
+  tmRecord.tm_hour = a_timerecord.wHour;
+  tmRecord.tm_min = a_timerecord.wMinute;
+  tmRecord.tm_sec = a_timerecord.wSecond;
+  return static_cast<long long>(timegm(&tmRecord));
+}
+
+}  // namespace
+
+TEST(GetSystemTime, IsNowInUtc)
+{
+  ScopedTz tz("Asia/Tokyo");  // must not matter
+  OsTimeRecord timerecord = {};
+  long long llBefore = static_cast<long long>(time(nullptr));
+  ASSERT_EQ(0u, COsTime::GetSystemTime(&timerecord));
+  long long llAfter = static_cast<long long>(time(nullptr));
+  long long llRecord = UtcSeconds(timerecord);
+  EXPECT_LE(llBefore, llRecord);
+  EXPECT_GE(llAfter, llRecord);
+  EXPECT_LT(timerecord.wMilliseconds, 1000);
+  struct tm tmNow;
+  time_t timeRecord = static_cast<time_t>(llRecord);
+  gmtime_r(&timeRecord, &tmNow);
+  EXPECT_EQ(tmNow.tm_wday, timerecord.wDayOfWeek);
+}
+
+TEST(GetSystemTime, NullRecord)
+{
+  EXPECT_EQ(3u, COsTime::GetSystemTime(nullptr));
+}
+
+TEST(GetLocalTime, GivenSecondsInTheLocalZone)
+{
+  ScopedTz tz("Asia/Tokyo");
+  OsTimeRecord timerecord;
+  memset(&timerecord, 0xFF, sizeof(timerecord));
+  unsigned long long u64Extra = 99;
+  ASSERT_EQ(0u, COsTime::GetLocalTime(&timerecord, 86400LL * 365 + 1, &u64Extra));
+  EXPECT_EQ(0u, u64Extra);
+  // 1971-01-01 00:00:01 UTC is 09:00:01 in Tokyo, a Friday.
+  EXPECT_EQ(1971, timerecord.wYear);
+  EXPECT_EQ(1, timerecord.wMonth);
+  EXPECT_EQ(1, timerecord.wDay);
+  EXPECT_EQ(5, timerecord.wDayOfWeek);
+  EXPECT_EQ(9, timerecord.wHour);
+  EXPECT_EQ(0, timerecord.wMinute);
+  EXPECT_EQ(1, timerecord.wSecond);
+  EXPECT_EQ(0, timerecord.wMilliseconds);
+}
+
+TEST(GetLocalTime, OnlyTheLow32BitsOfTheSecondsCount)
+{
+  ScopedTz tz("UTC");
+  OsTimeRecord timerecord = {};
+  ASSERT_EQ(0u, COsTime::GetLocalTime(&timerecord, (1LL << 32) + 86400, nullptr));
+  EXPECT_EQ(1970, timerecord.wYear);
+  EXPECT_EQ(2, timerecord.wDay);
+  EXPECT_EQ(0, timerecord.wHour);
+}
+
+TEST(GetLocalTime, ZeroMeansNow)
+{
+  ScopedTz tz("Asia/Tokyo");
+  OsTimeRecord timerecordLocal = {};
+  OsTimeRecord timerecordUtc = {};
+  ASSERT_EQ(0u, COsTime::GetSystemTime(&timerecordUtc));
+  ASSERT_EQ(0u, COsTime::GetLocalTime(&timerecordLocal, 0, nullptr));
+  // Tokyo is nine hours ahead and keeps no daylight saving time.
+  long long llShift = UtcSeconds(timerecordLocal) - UtcSeconds(timerecordUtc);
+  EXPECT_GE(llShift, 9 * 3600);
+  EXPECT_LE(llShift, 9 * 3600 + 1);
+}
+
+TEST(GetLocalTime, NullRecordStillClearsExtra)
+{
+  unsigned long long u64Extra = 5;
+  EXPECT_EQ(3u, COsTime::GetLocalTime(nullptr, 0, &u64Extra));
+  EXPECT_EQ(0u, u64Extra);
+}
+
+TEST(GetDifference, WithinOneDayToTheMillisecond)
+{
+  OsTimeRecord timerecordLater = Record(2024, 1, 31, 10, 0, 0, 500);
+  OsTimeRecord timerecordEarlier = Record(2024, 1, 31, 9, 59, 59, 900);
+  EXPECT_EQ(600, COsTime::GetDifference(&timerecordLater, &timerecordEarlier));
+  EXPECT_EQ(-600, COsTime::GetDifference(&timerecordEarlier, &timerecordLater));
+  OsTimeRecord timerecordMidnight = Record(2024, 1, 31, 0, 0, 0, 0);
+  OsTimeRecord timerecordLast = Record(2024, 1, 31, 23, 59, 59, 999);
+  EXPECT_EQ(86399999, COsTime::GetDifference(&timerecordLast, &timerecordMidnight));
+}
+
+TEST(GetDifference, AcrossMidnightOnlyWholeSeconds)
+{
+  ScopedTz tz("UTC");
+  OsTimeRecord timerecordLater = Record(2024, 2, 1, 0, 0, 0, 100);
+  OsTimeRecord timerecordEarlier = Record(2024, 1, 31, 23, 59, 59, 900);
+  EXPECT_EQ(1000, COsTime::GetDifference(&timerecordLater, &timerecordEarlier));
+  EXPECT_EQ(-1000, COsTime::GetDifference(&timerecordEarlier, &timerecordLater));
+  OsTimeRecord timerecordNewYear = Record(2025, 1, 1, 0, 0, 1, 0);
+  OsTimeRecord timerecordOldYear = Record(2024, 12, 31, 23, 59, 59, 0);
+  EXPECT_EQ(2000, COsTime::GetDifference(&timerecordNewYear, &timerecordOldYear));
+  OsTimeRecord timerecordLeap = Record(2024, 3, 1, 0, 0, 0, 0);
+  OsTimeRecord timerecordFeb = Record(2024, 2, 28, 0, 0, 0, 0);
+  EXPECT_EQ(2LL * 86400 * 1000, COsTime::GetDifference(&timerecordLeap, &timerecordFeb));
+}
+
+TEST(GetDifference, SmallYearsCountFrom1900)
+{
+  ScopedTz tz("UTC");
+  OsTimeRecord timerecordFull = Record(2024, 5, 6, 7, 8, 9, 0);
+  OsTimeRecord timerecordShort = Record(124, 5, 6, 7, 8, 9, 0);
+  EXPECT_EQ(0, COsTime::GetDifference(&timerecordFull, &timerecordShort));
+}
+
+TEST(GetDifference, DaylightSavingIsIgnored)
+{
+  // The clocks in Berlin went forward on 2024-03-31; the days still count 24 hours.
+  ScopedTz tz("Europe/Berlin");
+  OsTimeRecord timerecordAfter = Record(2024, 3, 31, 12, 0, 0, 0);
+  OsTimeRecord timerecordBefore = Record(2024, 3, 30, 12, 0, 0, 0);
+  EXPECT_EQ(86400LL * 1000, COsTime::GetDifference(&timerecordAfter, &timerecordBefore));
+}
+
+TEST(GetDifference, NullArgument)
+{
+  OsTimeRecord timerecord = Record(2024, 1, 1, 0, 0, 0, 0);
+  EXPECT_EQ(-1, COsTime::GetDifference(nullptr, &timerecord));
+  EXPECT_EQ(-1, COsTime::GetDifference(&timerecord, nullptr));
+}
+
+TEST(GetStringTime, NineteenBytesIsTheMinimum)
+{
+  OsTimeRecord timerecord = Record(2024, 1, 31, 23, 59, 59, 7);
+  char sz[32];
+  memset(sz, 'x', sizeof(sz));
+  EXPECT_EQ(1u, COsTime::GetStringTime(&timerecord, sz, 18));
+  EXPECT_EQ('x', sz[0]);
+  ASSERT_EQ(0u, COsTime::GetStringTime(&timerecord, sz, 19));
+  EXPECT_STREQ("20240131235959007", sz);
+  EXPECT_EQ('x', sz[19]);
+}
+
+TEST(GetStringTime, ClearsTheWholeSize)
+{
+  OsTimeRecord timerecord = Record(999, 2, 3, 4, 5, 6, 70);
+  char sz[32];
+  memset(sz, 'x', sizeof(sz));
+  ASSERT_EQ(0u, COsTime::GetStringTime(&timerecord, sz, 24));
+  EXPECT_STREQ("09990203040506070", sz);
+  for (int ii = 17; ii < 24; ii++)
+  {
+    EXPECT_EQ('\0', sz[ii]) << ii;
+  }
+  EXPECT_EQ('x', sz[24]);
+}
+
+TEST(GetStringTime, BadArguments)
+{
+  OsTimeRecord timerecord = Record(2024, 1, 1, 0, 0, 0, 0);
+  char sz[32] = "keep";
+  EXPECT_EQ(1u, COsTime::GetStringTime(&timerecord, nullptr, 32));
+  EXPECT_EQ(1u, COsTime::GetStringTime(&timerecord, sz, -1));
+  EXPECT_EQ(3u, COsTime::GetStringTime(nullptr, sz, 32));
+  EXPECT_STREQ("keep", sz);
+}
+
+TEST(Sleep, WaitsAtLeastTheGivenTime)
+{
+  auto start = std::chrono::steady_clock::now();
+  COsTime::Sleep(30);
+  auto elapsed = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(elapsed, std::chrono::milliseconds(30));
+  COsTime::Sleep(0);
+}
+
+TEST(Sleep, NegativeReturnsAtOnce)
+{
+  // Taken as a length, INT_MIN would sleep for weeks.
+  auto start = std::chrono::steady_clock::now();
+  COsTime::Sleep(INT_MIN);
+  COsTime::Sleep(-5);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
+TEST(TimeLog, RefusalsAreLogged)
+{
+  ostest::LogCapture logcapture;
+  OsTimeRecord timerecord = Record(2024, 1, 1, 0, 0, 0, 0);
+  char sz[32];
+  EXPECT_EQ(3u, COsTime::GetSystemTime(nullptr));
+  EXPECT_EQ(3u, COsTime::GetLocalTime(nullptr, 0, nullptr));
+  EXPECT_EQ(-1, COsTime::GetDifference(&timerecord, nullptr));
+  EXPECT_EQ(1u, COsTime::GetStringTime(&timerecord, nullptr, 32));
+  EXPECT_EQ(1u, COsTime::GetStringTime(&timerecord, sz, 18));
+  std::vector<std::string> vecExpected = {"E a_ptimerecord is NULL...", "E a_ptimerecord is NULL...",
+                                          "A argument is null...", "A a_szTime is null...",
+                                          "A a_lTimeSize must be at least 18...18"};
+  EXPECT_EQ(vecExpected, logcapture.Messages());
+}
