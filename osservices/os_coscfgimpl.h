@@ -159,10 +159,14 @@ public:
   static const char *TagName(uint32_t a_u32Tag);
   static uint32_t TagFromName(const char *a_szKey);
   static uint32_t SectionFromName(const char *a_szSection);
+  // Copies as much of a_szSrc as fits (a_sizetBytes - 1 characters at most)
+  // and terminates; for values whose cut is intended.
+  static void CopyCut(char *a_szDst, size_t a_sizetBytes, const char *a_szSrc);
 
 private:
   static const uint32_t s_u32Path = 512;
 
+  void GatherBrand();
   void SetDefaults();
   void RestoreDirectoryTags();
   void ApplyBrand();
@@ -253,7 +257,7 @@ private:
   char m_szLibraryName[s_u32Path];
   char m_szLogTimeStamp[64];
   char m_szTmp[s_u32Path];
-  char m_szFileData[65536];  // the configuration file's text
+  char m_szFileData[65536 + 1];  // the configuration file's text, terminated
   char m_szUnitsBehavior[16];
   char m_szLogDebug[16];
   char m_szLogFilter[128];

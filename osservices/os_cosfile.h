@@ -155,7 +155,7 @@ public:
   static void PathRemoveTrailingSlash(char *a_szPath);
   // Absolute, link-free form of an existing path (links in its directory part
   // are resolved; a file name is appended unresolved). 0, 1 failure, 257 the
-  // path does not exist. Changes the working directory for a moment.
+  // path does not exist. The working directory is left alone.
   [[nodiscard]] static EOSSTS PathAbsolute(char *a_szAbsolute, uint32_t a_u32Size, const char *a_szName);
 
   // --- File-system operations ----------------------------------------------

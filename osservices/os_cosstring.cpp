@@ -81,6 +81,11 @@ bool AllOf(const char *a_szSrc, int (*a_pfn)(int))
   return true;
 }
 
+int IsDigit(int a_iChar)
+{
+  return isdigit(a_iChar);
+}
+
 int IsDigitOrDot(int a_iChar)
 {
   return isdigit(a_iChar) || a_iChar == '.';
@@ -509,7 +514,7 @@ bool COsString::IsNum(const char *a_szSrc)
     OSLOG(EOSLOGFLAG_ASSERT, "IsNum failed...%p", static_cast<const void *>(a_szSrc));
     return false;
   }
-  return AllOf(a_szSrc, isdigit);
+  return AllOf(a_szSrc, IsDigit);
 }
 
 uint32_t COsString::StrToFastHex(const char *a_szSrc)
@@ -552,7 +557,7 @@ EOSSTS COsString::StrConvertVersionToFields(const char *a_szVersion, int *a_piMa
     return EOSSTS_FAIL;
   }
   int *apiField[4] = {a_piMajor, a_piMinor, a_piBuild, a_piRevision};
-  if (strlen(a_szVersion) == 8 && AllOf(a_szVersion, isdigit))
+  if (strlen(a_szVersion) == 8 && AllOf(a_szVersion, IsDigit))
   {
     for (int ii = 0; ii < 4; ii++)
     {

@@ -423,7 +423,7 @@ TEST(StrDup, CopiesThroughTheMemoryService)
   COsMem *posmemOld = g_posmem;
   g_posmem = nullptr;
   EXPECT_EQ(nullptr, COsString::StrDup("abc"));  // no memory service: refused
-  COsMem *posmem = new COsMem(OS_MEM_METHOD_MALLOC, 0);
+  COsMem *posmem = new COsMem(OS_MEM_METHOD_MALLOC, 1);
   g_posmem = posmem;
   char *sz = COsString::StrDup("copy me");
   ASSERT_NE(nullptr, sz);

@@ -1,0 +1,313 @@
+// os_coscfgdump.cpp: the configuration report "qrboscfg*.txt": the
+// environment, the system information, every value of the table with its key
+// name, the caller's dynamic area and the internal directory fields. Lines
+// end in CR LF; each is built in a 1,024-byte buffer.
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "os_coscfg.h"
+#include "os_coscfgimpl.h"
+#include "os_cosfile.h"
+#include "os_coslog.h"
+#include "os_cosstring.h"
+#include "os_costime.h"
+
+extern char **environ;
+
+namespace
+{
+
+const uint32_t s_u32Line = 1024;
+
+// One formatted line, cut at 1,023 characters (silently: a long
+// environment entry is not an error worth a log line).
+void WriteLine(COsFile *a_posfile, const char *a_szFormat, ...) OS_PRINTF_FORMAT(2, 3);
+void WriteLine(COsFile *a_posfile, const char *a_szFormat, ...)
+{
+  char szLine[s_u32Line];
+  va_list valist;
+  va_start(valist, a_szFormat);
+  vsnprintf(szLine, sizeof(szLine), a_szFormat, valist);
+  va_end(valist);
+  a_posfile->Printf("%s", szLine);
+}
+
+// "%-48s <%s>" with the name cut at 48 characters.
+void WriteValue(COsFile *a_posfile, const char *a_szName, const char *a_szValue)
+{
+  WriteLine(a_posfile, "%-48.48s <%s>\r\n", a_szName, a_szValue ? a_szValue : "");
+}
+
+// The name of an id in a dynamic name table, else "0x%06x" of the id.
+const char *DynamicName(const OsCfgLookup *a_poscfglookup, uint32_t a_u32Id, char *a_szBuffer,
+                        uint32_t a_u32Size)
+{
+  for (const OsCfgLookup *pos = a_poscfglookup; pos && pos->szName; pos++)
+  {
+    if (pos->u32Id == a_u32Id)
+    {
+      return pos->szName;
+    }
+  }
+  COsString::SStrPrintf(a_szBuffer, a_u32Size, "0x%06x", a_u32Id);
+  return a_szBuffer;
+}
+
+}  // namespace
+
+void COsCfgImpl::DumpEnvironment(COsFile *a_posfile)
+{
+  WriteLine(a_posfile, "\r\n*** Environmentals ***************************************\r\n\r\n");
+  for (char **pszEntry = environ; pszEntry && *pszEntry; pszEntry++)
+  {
+    WriteLine(a_posfile, "%s\r\n", *pszEntry);
+  }
+}
+
+void COsCfgImpl::DumpInfo(COsFile *a_posfile)
+{
+  WriteLine(a_posfile, "\r\n*** CFG Info *********************************************\r\n\r\n");
+  struct
+  {
+    const char *szLabel;
+    EOSCFGINFO eoscfginfo;
+  } const astring[] = {{"OS_CFGINFO_OS_BUILDSTRING.............", OS_CFGINFO_OS_BUILDSTRING},
+                       {"OS_CFGINFO_OS_NAME....................", OS_CFGINFO_OS_NAME},
+                       {"OS_CFGINFO_OS_VERSION.................", OS_CFGINFO_OS_VERSION},
+                       {"OS_CFGINFO_OS_KERNELVERSION...........", OS_CFGINFO_OS_KERNELVERSION},
+                       {"OS_CFGINFO_OS_USERNAME................", OS_CFGINFO_OS_USERNAME},
+                       {"OS_CFGINFO_VOLUME_DEVICEID............", OS_CFGINFO_VOLUME_DEVICEID},
+                       {"OS_CFGINFO_VOLUME_SERIALNUMBER........", OS_CFGINFO_VOLUME_SERIALNUMBER},
+                       {"OS_CFGINFO_NETWORK_HOSTNAME...........", OS_CFGINFO_NETWORK_HOSTNAME}},
+          amemory[] = {{"OS_CFGINFO_MEM_TOTALPHYSICAL..........", OS_CFGINFO_MEM_TOTALPHYSICAL},
+                       {"OS_CFGINFO_MEM_AVAILPHYSICAL..........", OS_CFGINFO_MEM_AVAILPHYSICAL},
+                       {"OS_CFGINFO_MEM_TOTALVIRTUAL...........", OS_CFGINFO_MEM_TOTALVIRTUAL},
+                       {"OS_CFGINFO_MEM_AVAILVIRTUAL...........", OS_CFGINFO_MEM_AVAILVIRTUAL},
+                       {"OS_CFGINFO_MEM_TOTALPAGEFILE..........", OS_CFGINFO_MEM_TOTALPAGEFILE},
+                       {"OS_CFGINFO_MEM_AVAILPAGEFILE..........", OS_CFGINFO_MEM_AVAILPAGEFILE}},
+          anumber[] = {{"OS_CFGINFO_CPU_CACHESIZE..............", OS_CFGINFO_CPU_CACHESIZE},
+                       {"OS_CFGINFO_CPU_FAMILY.................", OS_CFGINFO_CPU_FAMILY},
+                       {"OS_CFGINFO_CPU_FLAG_3DNOW.............", OS_CFGINFO_CPU_FLAG_3DNOW},
+                       {"OS_CFGINFO_CPU_FLAG_FPU...............", OS_CFGINFO_CPU_FLAG_FPU},
+                       {"OS_CFGINFO_CPU_FLAG_HYPERTHREADING....", OS_CFGINFO_CPU_FLAG_HYPERTHREADING},
+                       {"OS_CFGINFO_CPU_FLAG_MMX...............", OS_CFGINFO_CPU_FLAG_MMX},
+                       {"OS_CFGINFO_CPU_FLAG_POPCNT............", OS_CFGINFO_CPU_FLAG_POPCNT},
+                       {"OS_CFGINFO_CPU_FLAG_SSE...............", OS_CFGINFO_CPU_FLAG_SSE},
+                       {"OS_CFGINFO_CPU_FLAG_SSE2..............", OS_CFGINFO_CPU_FLAG_SSE2},
+                       {"OS_CFGINFO_CPU_FLAG_SSE3..............", OS_CFGINFO_CPU_FLAG_SSE3},
+                       {"OS_CFGINFO_CPU_FLAG_SSE41.............", OS_CFGINFO_CPU_FLAG_SSE41},
+                       {"OS_CFGINFO_CPU_FLAG_SSE42.............", OS_CFGINFO_CPU_FLAG_SSE42},
+                       {"OS_CFGINFO_CPU_FLAG_SSE4A.............", OS_CFGINFO_CPU_FLAG_SSE4A},
+                       {"OS_CFGINFO_CPU_LEVEL..................", OS_CFGINFO_CPU_LEVEL},
+                       {"OS_CFGINFO_CPU_MACHINEBITS............", OS_CFGINFO_CPU_MACHINEBITS},
+                       {"OS_CFGINFO_CPU_MHZ....................", OS_CFGINFO_CPU_MHZ},
+                       {"OS_CFGINFO_CPU_MODEL..................", OS_CFGINFO_CPU_MODEL}};
+  for (const auto &item : astring)
+  {
+    WriteLine(a_posfile, "%s%s\r\n", item.szLabel, COsCfg::InfoGetString(item.eoscfginfo));
+  }
+  for (const auto &item : amemory)
+  {
+    WriteLine(a_posfile, "%s%llu\r\n", item.szLabel,
+              static_cast<unsigned long long>(COsCfg::InfoGetLongLong(item.eoscfginfo)));
+  }
+  WriteLine(a_posfile, "OS_CFGINFO_MEM_LOAD...................%lu\r\n",
+            static_cast<unsigned long>(COsCfg::InfoGetLong(OS_CFGINFO_MEM_LOAD)));
+  for (const auto &item : anumber)
+  {
+    WriteLine(a_posfile, "%s%d\r\n", item.szLabel, static_cast<int>(COsCfg::InfoGetLong(item.eoscfginfo)));
+  }
+  WriteLine(a_posfile, "OS_CFGINFO_CPU_MODELSTRING............%s\r\n",
+            COsCfg::InfoGetString(OS_CFGINFO_CPU_MODELSTRING));
+  WriteLine(a_posfile, "OS_CFGINFO_CPU_PROCESSBITS............%d\r\n",
+            static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_PROCESSBITS)));
+  WriteLine(a_posfile, "OS_CFGINFO_CPU_STEPPING...............%d\r\n",
+            static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_STEPPING)));
+  WriteLine(a_posfile, "OS_CFGINFO_CPU_TOTAL..................%d\r\n",
+            static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_TOTAL)));
+  WriteLine(a_posfile, "OS_CFGINFO_CPU_VENDORSTRING...........%s\r\n",
+            COsCfg::InfoGetString(OS_CFGINFO_CPU_VENDORSTRING));
+}
+
+// Section 1 for tags 1..268 (the brand tags show section 1's empty values),
+// then the supported sizes and the JPEG tables.
+void COsCfgImpl::DumpTable(COsFile *a_posfile)
+{
+  char szName[64];
+  WriteLine(a_posfile, "\r\n*** OS Library Items *************************************\r\n");
+  WriteLine(a_posfile, "\r\nOS_CFGSECTION_MAIN\r\n");
+  for (uint32_t u32Tag = 1; u32Tag <= OS_CFGTAG_SERVICENAME; u32Tag++)
+  {
+    const char *szKey = TagName(u32Tag);
+    if (!szKey)
+    {
+      COsString::SStrPrintf(szName, sizeof(szName), "0x%06x", u32Tag);
+      szKey = szName;
+    }
+    WriteValue(a_posfile, szKey, Get(OS_CFGSECTION_MAIN, u32Tag));
+  }
+  WriteLine(a_posfile, "OS_CFGSECTION_SUPPORTEDSIZES\r\n");
+  for (uint32_t u32Tag = OS_CFGTAG_N0; u32Tag <= OS_CFGTAG_N50; u32Tag++)
+  {
+    COsString::SStrPrintf(szName, sizeof(szName), "N%02u", u32Tag - OS_CFGTAG_N0);
+    WriteValue(a_posfile, szName, Get(OS_CFGSECTION_SUPPORTEDSIZES, u32Tag));
+  }
+  WriteLine(a_posfile, "OS_CFGSECTION_QRB_ALL\r\n");
+  for (uint32_t u32Tag = OS_CFGTAG_JPEGQUANTIZATION_Y_0; u32Tag <= OS_CFGTAG_JPEGQUANTIZATION_CBCR_100;
+       u32Tag++)
+  {
+    const uint32_t u32Quality = (u32Tag - OS_CFGTAG_JPEGQUANTIZATION_Y_0) / 2 * 5;
+    const bool blLuminance = (u32Tag - OS_CFGTAG_JPEGQUANTIZATION_Y_0) % 2 == 0;
+    COsString::SStrPrintf(szName, sizeof(szName), "OS_CFGTAG_JPEGQUANTIZATION_%s_%02u",
+                          blLuminance ? "Y" : "CBCR", u32Quality);
+    WriteValue(a_posfile, szName, Get(OS_CFGSECTION_QRB_ALL, u32Tag));
+  }
+}
+
+void COsCfgImpl::DumpDynamic(COsFile *a_posfile)
+{
+  if (!m_ppszDynamicData)
+  {
+    WriteLine(a_posfile, "\r\n*** There are no local items ************************\r\n");
+    return;
+  }
+  WriteLine(a_posfile, "\r\n*** Local Items *************************************\r\n");
+  char szSection[64];
+  char szTag[64];
+  for (uint32_t u32Section = OS_CFGDYNAMIC_BASE + 1; u32Section < OS_CFGDYNAMIC_BASE + m_u32DynamicRows;
+       u32Section++)
+  {
+    WriteLine(a_posfile, "\r\n[%s]\r\n",
+              DynamicName(m_poscfglookupSection, u32Section, szSection, sizeof(szSection)));
+    for (uint32_t u32Tag = OS_CFGDYNAMIC_BASE + 1; u32Tag < OS_CFGDYNAMIC_BASE + m_u32DynamicColumns;
+         u32Tag++)
+    {
+      WriteValue(a_posfile, DynamicName(m_poscfglookupTag, u32Tag, szTag, sizeof(szTag)),
+                 Get(u32Section, u32Tag));
+    }
+  }
+}
+
+void COsCfgImpl::DumpDirectories(COsFile *a_posfile)
+{
+  struct
+  {
+    const char *szName;
+    const char *szValue;
+  } const afield[] = {{"m_szSystemDirectory", m_szSystemDirectory},
+                      {"m_szHomeDirectory", m_szHomeDirectory},
+                      {"m_szLibraryPath", m_szLibraryPath},
+                      {"m_szSharedRootWriteableDirectory", m_szSharedRootWriteableDirectory},
+                      {"m_szSharedRootCommonDirectory", m_szSharedRootCommonDirectory},
+                      {"m_szSharedUserRootDirectory", m_szSharedUserRootDirectory},
+                      {"m_szSharedCommonDirectory", m_szSharedCommonDirectory},
+                      {"m_szSharedDeviceDirectory", m_szSharedDeviceDirectory},
+                      {"m_szSharedUserDirectory", m_szSharedUserDirectory},
+                      {"m_szRootWriteableDirectory", m_szRootWriteableDirectory},
+                      {"m_szRootCommonDirectory", m_szRootCommonDirectory},
+                      {"m_szUserRootDirectory", m_szUserRootDirectory},
+                      {"m_szCommonDirectory", m_szCommonDirectory},
+                      {"m_szUserDirectory", m_szUserDirectory},
+                      {"m_szDriverDirectory", m_szDriverDirectory},
+                      {"m_szLogDirectory", m_szLogDirectory},
+                      {"m_szFwDirectory", m_szFwDirectory},
+                      {"m_szOkapiDirectory", m_szOkapiDirectory},
+                      {"m_szUiDirectory", m_szUiDirectory},
+                      {"m_szTmpDirectory", m_szTmpDirectory},
+                      {"m_szSimulatorFilename", m_szSimulatorFilename},
+                      {"m_szConfigFilenameConstIni", m_szConfigFilenameConstIni},
+                      {"m_szConfigFilename", m_szConfigFilename},
+                      {"m_szSharedConfigFilenameConstIni", m_szSharedConfigFilenameConstIni},
+                      {"m_szSharedConfigFilename", m_szSharedConfigFilename},
+                      {"m_szLogFilename", m_szLogFilename},
+                      {"m_szGuiFilename", m_szGuiFilename},
+                      {"m_szDesktopDirectory", m_szDesktopDirectory},
+                      {"m_szSharedDesktopDirectory", m_szSharedDesktopDirectory},
+                      {"m_szMultimediaDirectory", m_szMultimediaDirectory},
+                      {"m_szVirtualizedDirectory", m_szVirtualizedDirectory},
+                      {"m_szApplication", m_szApplication},
+                      {"m_szFudge", m_szFudge},
+                      {"m_szRootDirectory", m_szRootDirectory},
+                      {"m_szModelDirectory", m_szModelDirectory},
+                      {"m_szModelDirectoryReal", m_szModelDirectoryReal},
+                      {"m_szProgramFileName", m_szProgramFileName},
+                      {"m_szLibraryName", m_szLibraryName},
+                      {"m_szLogTimeStamp", m_szLogTimeStamp},
+                      {"m_szTmp", m_szTmp},
+                      {"m_szFileData", m_szFileData},
+                      {"m_szUnitsBehavior", m_szUnitsBehavior},
+                      {"m_szLogDebug", m_szLogDebug},
+                      {"m_szLogFilter", m_szLogFilter},
+                      {"m_szDebugDisplayLength", m_szDebugDisplayLength},
+                      {"m_szForceSocketMonitorTimeout", m_szForceSocketMonitorTimeout},
+                      {"m_szForceUsbMonitorTimeout", m_szForceUsbMonitorTimeout},
+                      {"m_szUiTimeout", m_szUiTimeout},
+                      {"m_szCompanyName", m_szCompanyName},
+                      {"m_szCompanyNameShort", m_szCompanyNameShort},
+                      {"m_szCopyright", m_szCopyright},
+                      {"m_szProductFamily", m_szProductFamily},
+                      {"m_szProductName", m_szProductName},
+                      {"m_szServiceName", m_szServiceName}};
+  WriteLine(a_posfile, "\r\n*** Directories *************************************\r\n");
+  WriteLine(a_posfile, "---\r\n");
+  for (const auto &field : afield)
+  {
+    WriteLine(a_posfile, "%-36s= <%s>\r\n", field.szName, field.szValue);
+  }
+}
+
+EOSSTS COsCfgImpl::Dump(const char *a_szFolder)
+{
+  char szFolder[s_u32Path];
+  COsString::SStrCpy(szFolder, sizeof(szFolder),
+                     a_szFolder ? a_szFolder : Get(OS_CFGSECTION_MAIN, OS_CFGTAG_LOGDIRECTORY));
+  const EOSSTS eosstsCreate = COsFile::Create(szFolder, nullptr);
+  if (eosstsCreate != EOSSTS_OK && eosstsCreate != EOSSTS_EXISTS)
+  {
+    OSLOG(EOSLOGFLAG_ERROR, "Error creating...<%s>", szFolder);
+    return EOSSTS_IOERROR;
+  }
+
+  // The file name: qrboscfg[_<real model>].txt in the folder, or a
+  // time-stamped name in $QRB_OSCFGDIR.
+  char szFile[s_u32Path];
+  char szOsCfgDir[1024];
+  if (COsCfg::GetEnv("QRB_OSCFGDIR", nullptr, sizeof(szOsCfgDir), szOsCfgDir) == EOSSTS_OK && szOsCfgDir[0])
+  {
+    OsTimeRecord ostimerecord;
+    char szTime[32] = {0};
+    if (COsTime::GetSystemTime(&ostimerecord) == EOSSTS_OK)
+    {
+      (void)COsTime::GetStringTime(&ostimerecord, szTime, sizeof(szTime));
+    }
+    COsString::SStrPrintf(szFile, sizeof(szFile), "%s/qrboscfg_%s.txt", szOsCfgDir, szTime);
+  }
+  else
+  {
+    char szName[s_u32Path];
+    COsString::SStrCpy(szName, sizeof(szName), "qrboscfg");
+    if (m_eoscfgentity == EOSCFGENTITY_UTILITY || m_eoscfgentity == EOSCFGENTITY_APPUTILITY)
+    {
+      COsString::SStrCatf(szName, sizeof(szName), "_%s",
+                          Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORYREAL));
+    }
+    COsString::SStrCat(szName, sizeof(szName), ".txt");
+    COsFile::PathSet(szFile, sizeof(szFile), szFolder);
+    COsFile::PathAppend(szFile, sizeof(szFile), szName);
+  }
+
+  COsFile osfile;
+  if (osfile.Open(szFile, EOSFILEOPEN_CREATE, EOSFILEACCESS_WRITE, EOSFILESHARE_READWRITE) != EOSSTS_OK)
+  {
+    OSLOG(EOSLOGFLAG_ERROR, "Error creating...<%s>", szFile);
+    return EOSSTS_IOERROR;
+  }
+  DumpEnvironment(&osfile);
+  DumpInfo(&osfile);
+  DumpTable(&osfile);
+  DumpDynamic(&osfile);
+  DumpDirectories(&osfile);
+  (void)osfile.Close();
+  return EOSSTS_OK;
+}

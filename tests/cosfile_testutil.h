@@ -1,0 +1,89 @@
+// cosfile_testutil.h: fixtures of the file-service tests: a log writing into
+// a temporary file (so a test can look for a message) and a memory service,
+// both installed in the globals for the life of the object and removed again.
+#ifndef COSFILE_TESTUTIL_H
+#define COSFILE_TESTUTIL_H
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "os_coslog.h"
+#include "os_cosmem.h"
+#include "os_testutil.h"
+
+namespace ostest
+{
+
+class ScopedFileServices
+{
+public:
+  explicit ScopedFileServices(int a_iDebugLevel = 1)
+      : m_posmemOld(g_posmem), m_poslogOld(g_poslog), m_strLog(m_tempdir / "file.log")
+  {
+    g_poslog = new COsLog("filetest", m_strLog.c_str(), a_iDebugLevel, "");
+    g_posmem = new COsMem(OS_MEM_METHOD_MALLOC, 0);
+  }
+  ~ScopedFileServices()
+  {
+    delete g_posmem;
+    g_posmem = m_posmemOld;
+    delete g_poslog;
+    g_poslog = m_poslogOld;
+  }
+  ScopedFileServices(const ScopedFileServices &) = delete;
+  ScopedFileServices &operator=(const ScopedFileServices &) = delete;
+
+  std::string Log() const { return ReadFile(m_strLog); }
+  bool Logged(const std::string &a_strText) const { return Log().find(a_strText) != std::string::npos; }
+
+private:
+  TempDir m_tempdir;
+  COsMem *m_posmemOld;
+  COsLog *m_poslogOld;
+  std::string m_strLog;
+};
+
+// Permission bits of a path (links not followed); -1 when it is missing.
+inline int ModeOf(const std::string &a_strPath)
+{
+  struct stat statPath;
+  return lstat(a_strPath.c_str(), &statPath) ? -1 : static_cast<int>(statPath.st_mode & 07777);
+}
+
+inline bool IsLink(const std::string &a_strPath)
+{
+  struct stat statPath;
+  return !lstat(a_strPath.c_str(), &statPath) && S_ISLNK(statPath.st_mode);
+}
+
+inline bool IsDirectory(const std::string &a_strPath)
+{
+  struct stat statPath;
+  return !lstat(a_strPath.c_str(), &statPath) && S_ISDIR(statPath.st_mode);
+}
+
+// The working directory, restored when the object goes.
+class ScopedCwd
+{
+public:
+  explicit ScopedCwd(const std::string &a_strDirectory)
+  {
+    char szOld[4096];
+    m_strOld = getcwd(szOld, sizeof(szOld)) ? szOld : "/";
+    m_blChanged = (chdir(a_strDirectory.c_str()) == 0);
+  }
+  ~ScopedCwd() { (void)!chdir(m_strOld.c_str()); }
+  ScopedCwd(const ScopedCwd &) = delete;
+  ScopedCwd &operator=(const ScopedCwd &) = delete;
+  bool Changed() const { return m_blChanged; }
+
+private:
+  std::string m_strOld;
+  bool m_blChanged;
+};
+
+}  // namespace ostest
+
+#endif  // COSFILE_TESTUTIL_H

@@ -1,0 +1,437 @@
+// The file object of COsFile (Open's modes, the exclusive lock, Write,
+// Printf, temporary files) and the static Create and Exists.
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "cosfile_testutil.h"
+#include "os_coscfg.h"
+#include "os_cosfile.h"
+
+namespace
+{
+
+const char kContent[] = "hello world";
+
+struct OpenCase
+{
+  EOSFILEOPEN eosfileopen;
+  EOSFILEACCESS eosfileaccess;
+  bool blExisting;  // whether the file is there before the open
+  EOSSTS eosstsExpected;
+  const char *szAfter;  // content after writing "HE" (null: no write), or after the open
+};
+
+// Each access/open pair on an existing and on a missing file. Reading with
+// open 1 or 4 uses "r+": the file must exist and is not truncated.
+const OpenCase kaopencase[] = {
+    {EOSFILEOPEN_EXISTING, EOSFILEACCESS_READ, true, 0, kContent},
+    {EOSFILEOPEN_EXISTING, EOSFILEACCESS_WRITE, true, 0, "HEllo world"},
+    {EOSFILEOPEN_EXISTING, EOSFILEACCESS_READWRITE, true, 0, "HEllo world"},
+    {EOSFILEOPEN_EXISTING, EOSFILEACCESS_READ, false, 257, nullptr},
+    {EOSFILEOPEN_EXISTING, EOSFILEACCESS_WRITE, false, 257, nullptr},
+    {EOSFILEOPEN_EXISTING, EOSFILEACCESS_READWRITE, false, 257, nullptr},
+    {EOSFILEOPEN_CREATE, EOSFILEACCESS_READ, true, 0, "HEllo world"},
+    {EOSFILEOPEN_CREATE, EOSFILEACCESS_WRITE, true, 0, "HE"},
+    {EOSFILEOPEN_CREATE, EOSFILEACCESS_READWRITE, true, 0, "HE"},
+    {EOSFILEOPEN_CREATE, EOSFILEACCESS_READ, false, 257, nullptr},
+    {EOSFILEOPEN_CREATE, EOSFILEACCESS_WRITE, false, 0, "HE"},
+    {EOSFILEOPEN_CREATE, EOSFILEACCESS_READWRITE, false, 0, "HE"},
+    {EOSFILEOPEN_ALWAYS, EOSFILEACCESS_READ, true, 0, kContent},
+    {EOSFILEOPEN_ALWAYS, EOSFILEACCESS_WRITE, true, 0, "HEllo world"},
+    {EOSFILEOPEN_ALWAYS, EOSFILEACCESS_READWRITE, true, 0, "HEllo world"},
+    {EOSFILEOPEN_ALWAYS, EOSFILEACCESS_READ, false, 257, nullptr},
+    {EOSFILEOPEN_ALWAYS, EOSFILEACCESS_WRITE, false, 0, "HE"},
+    {EOSFILEOPEN_ALWAYS, EOSFILEACCESS_READWRITE, false, 0, "HE"},
+    {EOSFILEOPEN_TEMPORARY, EOSFILEACCESS_READ, false, 257, nullptr},
+    {EOSFILEOPEN_NOMODE, EOSFILEACCESS_READ, true, 1, kContent},
+    {EOSFILEOPEN_NOMODE, EOSFILEACCESS_WRITE, true, 1, kContent},
+    {EOSFILEOPEN_EXISTING, EOSFILEACCESS_EXECUTE, true, 1, kContent},
+    {EOSFILEOPEN_CREATE, EOSFILEACCESS_EXECUTE, true, 1, kContent},
+    {EOSFILEOPEN_CREATE, EOSFILEACCESS_EXECUTE, false, 1, nullptr},
+};
+
+TEST(CosFileOpen, ModesTable)
+{
+  ostest::ScopedFileServices services;
+  for (const OpenCase &c : kaopencase)
+  {
+    ostest::TempDir tempdir;
+    std::string strFile = tempdir / "f";
+    if (c.blExisting)
+    {
+      ASSERT_TRUE(ostest::WriteFile(strFile, kContent));
+    }
+    std::string strCase = "open " + std::to_string(c.eosfileopen) + " access " +
+                          std::to_string(c.eosfileaccess) + (c.blExisting ? " existing" : " missing");
+    COsFile osfile;
+    EXPECT_EQ(c.eosstsExpected, osfile.Open(strFile.c_str(), c.eosfileopen, c.eosfileaccess, 2)) << strCase;
+    uint32_t u32Written = 0;
+    bool blOpen = (c.eosstsExpected == 0);
+    EXPECT_EQ(blOpen ? 0u : 3u, osfile.Write("HE", 2, &u32Written)) << strCase;
+    EXPECT_EQ(0u, osfile.Close());
+    if (c.szAfter)
+    {
+      std::string strExpected = c.szAfter;
+      // A read-only stream takes no bytes.
+      if (blOpen && (c.eosfileaccess == EOSFILEACCESS_READ) && (c.eosfileopen != EOSFILEOPEN_CREATE))
+      {
+        EXPECT_EQ(0u, u32Written) << strCase;
+      }
+      EXPECT_EQ(strExpected, ostest::ReadFile(strFile)) << strCase;
+    }
+    else
+    {
+      EXPECT_FALSE(ostest::FileExists(strFile)) << strCase;
+    }
+  }
+}
+
+TEST(CosFileOpen, ArgumentChecks)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  std::string strFile = tempdir / "f";
+  COsFile osfile;
+  EXPECT_EQ(3u, osfile.Open(nullptr, 1, 2, 2));
+  EXPECT_TRUE(services.Logged("a_szFilename is null..."));
+  EXPECT_EQ(3u, osfile.Open(strFile.c_str(), 0, 2, 2));
+  EXPECT_EQ(3u, osfile.Open(strFile.c_str(), 6, 2, 2));
+  EXPECT_TRUE(services.Logged("a_eosfileopen is bad..."));
+  EXPECT_EQ(3u, osfile.Open(strFile.c_str(), 1, 0, 2));
+  EXPECT_EQ(3u, osfile.Open(strFile.c_str(), 1, 5, 2));
+  EXPECT_TRUE(services.Logged("a_eosfileaccess is bad..."));
+  EXPECT_EQ(3u, osfile.Open(strFile.c_str(), 1, 2, 0));
+  EXPECT_EQ(3u, osfile.Open(strFile.c_str(), 1, 2, 5));
+  EXPECT_TRUE(services.Logged("a_eosfileshare is bad..."));
+  EXPECT_FALSE(ostest::FileExists(strFile));
+}
+
+TEST(CosFileOpen, MissingFileIsLogged)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  COsFile osfile;
+  EXPECT_EQ(257u, osfile.Open((tempdir / "missing").c_str(), 2, 1, 2));
+  EXPECT_TRUE(services.Logged("access failed..."));
+  EXPECT_EQ(257u, osfile.Open((tempdir / "missing").c_str(), 1, 1, 2));
+  EXPECT_TRUE(services.Logged("fopen failed...r+e <") || services.Logged("fopen failed...r+ <"));
+}
+
+TEST(CosFileOpen, ExclusiveShareLocksOutASecondObject)
+{
+  ostest::TempDir tempdir;
+  std::string strFile = tempdir / "locked";
+  COsFile osfileFirst;
+  COsFile osfileSecond;
+  ASSERT_EQ(0u, osfileFirst.Open(strFile.c_str(), 1, 3, 1));
+  EXPECT_EQ(260u, osfileSecond.Open(strFile.c_str(), 2, 3, 1));
+  // The refused object holds no stream.
+  EXPECT_EQ(3u, osfileSecond.Write("x", 1, nullptr));
+  // Without share 1 no lock is asked for.
+  COsFile osfileShared;
+  EXPECT_EQ(0u, osfileShared.Open(strFile.c_str(), 2, 1, 2));
+  osfileShared.Close();
+  osfileFirst.Close();
+  EXPECT_EQ(0u, osfileSecond.Open(strFile.c_str(), 2, 3, 1));
+}
+
+TEST(CosFileOpen, TemporaryFileGoesAtCloseAndAtDestruction)
+{
+  ostest::TempDir tempdir;
+  std::string strFile = tempdir / "tmp";
+  {
+    COsFile osfile;
+    ASSERT_EQ(0u, osfile.Open(strFile.c_str(), 4, 2, 2));
+    EXPECT_TRUE(ostest::FileExists(strFile));
+    EXPECT_EQ(0u, osfile.Close());
+    EXPECT_FALSE(ostest::FileExists(strFile));
+    EXPECT_EQ(0u, osfile.Close());  // nothing open: still 0
+  }
+  {
+    COsFile osfile;
+    ASSERT_EQ(0u, osfile.Open(strFile.c_str(), 4, 3, 2));
+    EXPECT_TRUE(ostest::FileExists(strFile));
+  }
+  EXPECT_FALSE(ostest::FileExists(strFile));
+  // A file opened later with another mode stays.
+  COsFile osfile;
+  ASSERT_EQ(0u, osfile.Open(strFile.c_str(), 1, 2, 2));
+  osfile.Close();
+  EXPECT_TRUE(ostest::FileExists(strFile));
+}
+
+TEST(CosFileOpen, StreamIsClosedOnExec)
+{
+  ostest::TempDir tempdir;
+  std::string strFile = tempdir / "cloexec";
+  COsFile osfile;
+  ASSERT_EQ(0u, osfile.Open(strFile.c_str(), 1, 2, 2));
+  int iFound = 0;
+  DIR *pdir = opendir("/proc/self/fd");
+  if (!pdir)
+  {
+    GTEST_SKIP() << "no /proc";
+  }
+  for (struct dirent *pdirent = readdir(pdir); pdirent; pdirent = readdir(pdir))
+  {
+    char szTarget[4096] = "";
+    std::string strLink = std::string("/proc/self/fd/") + pdirent->d_name;
+    ssize_t ssize = readlink(strLink.c_str(), szTarget, sizeof(szTarget) - 1);
+    if ((ssize > 0) &&
+        (std::string(szTarget, static_cast<size_t>(ssize)).find("/cloexec") != std::string::npos))
+    {
+      iFound++;
+      EXPECT_TRUE(fcntl(atoi(pdirent->d_name), F_GETFD) & FD_CLOEXEC);
+    }
+  }
+  closedir(pdir);
+  EXPECT_EQ(1, iFound);
+}
+
+// A configuration with a root path and a creation mask, installed in
+// g_poscfg for the life of the object.
+class ScopedRootPath
+{
+public:
+  ScopedRootPath(const std::string &a_strRootPath, const char *a_szMask)
+      : m_poscfgOld(g_poscfg), m_strRootPath(a_strRootPath)
+  {
+    OsCfgVersion oscfgversion;
+    memset(&oscfgversion, 0, sizeof(oscfgversion));
+    m_poscfg = new COsCfg("filetest", EOSCFGENTITY_UTILITY, "", &oscfgversion, false, nullptr);
+    g_poscfg = m_poscfg;
+    EXPECT_EQ(0u, m_poscfg->Set(1, 10, m_strRootPath.c_str()));
+    EXPECT_EQ(0u, m_poscfg->Set(1, 99, a_szMask));
+  }
+  ~ScopedRootPath()
+  {
+    delete m_poscfg;
+    g_poscfg = m_poscfgOld;
+  }
+  ScopedRootPath(const ScopedRootPath &) = delete;
+  ScopedRootPath &operator=(const ScopedRootPath &) = delete;
+
+private:
+  COsCfg *m_poscfgOld;
+  COsCfg *m_poscfg;
+  std::string m_strRootPath;
+};
+
+TEST(CosFileOpen, NameUnderTheRootPathGetsTheConfiguredMode)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  ostest::TempDir tempdirOther;
+  ScopedRootPath rootpath(tempdir / "root", "0640");
+  ASSERT_EQ(0, mkdir((tempdir / "root").c_str(), 0755));
+  mode_t modeOld = umask(022);
+  COsFile osfile;
+  EXPECT_EQ(0u, osfile.Open((tempdir / "root/new").c_str(), 1, 2, 2));
+  osfile.Close();
+  EXPECT_EQ(0640, ostest::ModeOf(tempdir / "root/new"));
+  // Also after a failed open of an existing file.
+  ASSERT_TRUE(ostest::WriteFile(tempdir / "root/old", "x"));
+  ASSERT_EQ(0, chmod((tempdir / "root/old").c_str(), 0600));
+  EXPECT_EQ(1u, osfile.Open((tempdir / "root/old").c_str(), 5, 2, 2));
+  EXPECT_EQ(0640, ostest::ModeOf(tempdir / "root/old"));
+  // A file elsewhere keeps its mode.
+  EXPECT_EQ(0u, osfile.Open((tempdirOther / "f").c_str(), 1, 2, 2));
+  osfile.Close();
+  EXPECT_EQ(0644, ostest::ModeOf(tempdirOther / "f"));
+  // A link under the root path that failed to open does not pass the change on.
+  ASSERT_TRUE(ostest::WriteFile(tempdirOther / "target", "x"));
+  ASSERT_EQ(0, chmod((tempdirOther / "target").c_str(), 0600));
+  ASSERT_EQ(0, symlink((tempdirOther / "target").c_str(), (tempdir / "root/link").c_str()));
+  EXPECT_EQ(1u, osfile.Open((tempdir / "root/link").c_str(), 5, 2, 2));
+  EXPECT_EQ(0600, ostest::ModeOf(tempdirOther / "target"));
+  umask(modeOld);
+}
+
+TEST(CosFileOpen, DefaultCreationMaskIsDecimal511)
+{
+  ostest::TempDir tempdir;
+  ScopedRootPath rootpath(tempdir.Path(), "511");
+  mode_t modeOld = umask(077);
+  COsFile osfile;
+  EXPECT_EQ(0u, osfile.Open((tempdir / "f").c_str(), 1, 2, 2));
+  osfile.Close();
+  umask(modeOld);
+  EXPECT_EQ(0777, ostest::ModeOf(tempdir / "f"));
+}
+
+TEST(CosFileWrite, ChecksAndCounts)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  COsFile osfile;
+  EXPECT_EQ(3u, osfile.Write("x", 1, nullptr));
+  EXPECT_TRUE(services.Logged("Need to open a file first..."));
+  ASSERT_EQ(0u, osfile.Open((tempdir / "f").c_str(), 1, 2, 2));
+  EXPECT_EQ(3u, osfile.Write(nullptr, 1, nullptr));
+  EXPECT_TRUE(services.Logged("a_pBuffer is NULL..."));
+  uint32_t u32Written = 99;
+  EXPECT_EQ(0u, osfile.Write("abc", 3, &u32Written));
+  EXPECT_EQ(3u, u32Written);
+  EXPECT_EQ(0u, osfile.Write("de", 2, nullptr));
+  osfile.Close();
+  EXPECT_EQ("abcde", ostest::ReadFile(tempdir / "f"));
+}
+
+TEST(CosFilePrintf, FormatsThroughTheMemoryService)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  COsFile osfile;
+  ASSERT_EQ(0u, osfile.Open((tempdir / "f").c_str(), 1, 2, 2));
+  EXPECT_EQ(7, osfile.Printf("%d-%s\r\n", 42, "bc"));
+  EXPECT_EQ(-1, osfile.Printf("%s", ""));  // nothing formatted
+  EXPECT_EQ(-1, osfile.Printf(nullptr));
+  EXPECT_TRUE(services.Logged("a_szFormat is null..."));
+  EXPECT_EQ(1, osfile.Printf("x"));
+  osfile.Close();
+  EXPECT_EQ("42-bc\r\nx", ostest::ReadFile(tempdir / "f"));
+}
+
+TEST(CosFilePrintf, BufferIsSixtyFourKibibytes)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  COsFile osfile;
+  ASSERT_EQ(0u, osfile.Open((tempdir / "f").c_str(), 1, 2, 2));
+  std::string strFits(65535, 'a');
+  EXPECT_EQ(65535, osfile.Printf("%s", strFits.c_str()));
+  std::string strTooLong(65536, 'b');
+  EXPECT_EQ(-1, osfile.Printf("%s", strTooLong.c_str()));
+  osfile.Close();
+  EXPECT_EQ(strFits, ostest::ReadFile(tempdir / "f"));
+}
+
+TEST(CosFilePrintf, FailsWithoutStreamOrMemoryService)
+{
+  ostest::TempDir tempdir;
+  COsMem *posmemOld = g_posmem;
+  g_posmem = nullptr;
+  COsFile osfile;
+  ASSERT_EQ(0u, osfile.Open((tempdir / "f").c_str(), 1, 2, 2));
+  EXPECT_EQ(-1, osfile.Printf("x"));
+  g_posmem = posmemOld;
+  osfile.Close();
+  ostest::ScopedFileServices services;
+  EXPECT_EQ(-1, osfile.Printf("x"));  // no stream
+}
+
+TEST(CosFileCreate, MakesEveryComponentWithFullPermissions)
+{
+  ostest::TempDir tempdir;
+  ASSERT_EQ(0, mkdir((tempdir / "a").c_str(), 0700));
+  mode_t modeOld = umask(077);
+  EOSSTS eossts = COsFile::Create((tempdir / "a/b/c").c_str(), nullptr);
+  mode_t modeDuring = umask(modeOld);
+  EXPECT_EQ(0u, eossts);
+  EXPECT_EQ(077u, modeDuring) << "the process's mask is restored";
+  EXPECT_EQ(0700, ostest::ModeOf(tempdir / "a")) << "an existing component is left alone";
+  EXPECT_EQ(0777, ostest::ModeOf(tempdir / "a/b"));
+  EXPECT_EQ(0777, ostest::ModeOf(tempdir / "a/b/c"));
+  EXPECT_EQ(261u, COsFile::Create((tempdir / "a/b/c").c_str(), nullptr));
+}
+
+TEST(CosFileCreate, RelativeTrailingSlashAndMixedSeparators)
+{
+  ostest::TempDir tempdir;
+  ostest::ScopedCwd cwd(tempdir.Path());
+  ASSERT_TRUE(cwd.Changed());
+  EXPECT_EQ(0u, COsFile::Create("./x\\y//z/", nullptr));
+  EXPECT_TRUE(ostest::IsDirectory(tempdir / "x/y/z"));
+  EXPECT_EQ(261u, COsFile::Create(".", nullptr));
+  EXPECT_EQ(261u, COsFile::Create("/", nullptr));
+  EXPECT_EQ(261u, COsFile::Create("", nullptr));
+  EXPECT_EQ(261u, COsFile::Create("./..", nullptr));
+}
+
+TEST(CosFileCreate, Failures)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  EXPECT_EQ(1u, COsFile::Create(nullptr, nullptr));
+  EXPECT_TRUE(services.Logged("a_szDirectory is NULL..."));
+  ASSERT_TRUE(ostest::WriteFile(tempdir / "file", "x"));
+  EXPECT_EQ(1u, COsFile::Create((tempdir / "file/sub").c_str(), nullptr));
+  EXPECT_TRUE(services.Logged("Creating directory...<" + tempdir / "file/sub>"));
+}
+
+TEST(CosFileCreate, StopsAfterSixtyFourComponents)
+{
+  ostest::TempDir tempdir;
+  std::string strPath = tempdir.Path();
+  int iBase = 0;
+  for (char ch : strPath)
+  {
+    iBase += (ch == '/') ? 1 : 0;
+  }
+  std::string strDeep = strPath;
+  for (int ii = 0; ii < 70; ii++)
+  {
+    strDeep += "/d";
+  }
+  EXPECT_EQ(0u, COsFile::Create(strDeep.c_str(), nullptr));
+  // The first 64 components (counted from the root) exist, no more.
+  std::string strLast = strPath;
+  for (int ii = 0; ii < 64 - iBase; ii++)
+  {
+    strLast += "/d";
+  }
+  EXPECT_TRUE(ostest::IsDirectory(strLast));
+  EXPECT_FALSE(ostest::IsDirectory(strLast + "/d"));
+}
+
+// The trace file name is read once per process, so the case runs in a fresh
+// process: the "threadsafe" style runs this body again in a child, which
+// finds the parent's directory through OSTEST_COSFILE_TRACEDIR.
+TEST(CosFileCreateDeathTest, TraceFileLogsExistingDirectories)
+{
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const char *szShared = getenv("OSTEST_COSFILE_TRACEDIR");
+  std::unique_ptr<ostest::TempDir> ptempdir(szShared ? nullptr : new ostest::TempDir);
+  std::string strDirectory = szShared ? szShared : ptempdir->Path();
+  ostest::ScopedEnv env("OSTEST_COSFILE_TRACEDIR", strDirectory.c_str());
+  std::string strTrace = strDirectory + "/trace.txt";
+  EXPECT_EXIT(
+      {
+        setenv("QRB_TRACE_COSFILE_CREATE", strTrace.c_str(), 1);
+        bool blOk = (COsFile::Create(strDirectory.c_str(), nullptr) == 261) &&
+                    (COsFile::Create((strDirectory + "/new").c_str(), nullptr) == 0);
+        exit(blOk ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
+  std::string strExpected =
+      "exists: " + std::string(15, ' ') + " " + std::string(15, ' ') + " " + strDirectory + "\r\n";
+  EXPECT_EQ(strExpected, ostest::ReadFile(strTrace));
+}
+
+TEST(CosFileExists, FilesDirectoriesAndPatterns)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  ASSERT_TRUE(ostest::WriteFile(tempdir / "a.xml", "x"));
+  EXPECT_TRUE(COsFile::Exists((tempdir / "a.xml").c_str()));
+  EXPECT_TRUE(COsFile::Exists(tempdir.Path().c_str()));
+  EXPECT_TRUE(COsFile::Exists((tempdir / "*.xml").c_str()));
+  EXPECT_TRUE(COsFile::Exists((tempdir / "?.xml").c_str()));
+  EXPECT_FALSE(COsFile::Exists((tempdir / "*.txt").c_str()));
+  EXPECT_FALSE(COsFile::Exists((tempdir / "b.xml").c_str()));
+  EXPECT_FALSE(COsFile::Exists(nullptr));
+  EXPECT_TRUE(services.Logged("a_szFilename is NULL"));
+  // A dangling link does not exist.
+  ASSERT_EQ(0, symlink("nowhere", (tempdir / "dangling").c_str()));
+  EXPECT_FALSE(COsFile::Exists((tempdir / "dangling").c_str()));
+}
+
+}  // namespace
