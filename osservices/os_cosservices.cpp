@@ -73,21 +73,21 @@ OSSPINLOCK s_osspinlockArguments;
 }  // namespace
 
 // Logs under the runtime's source name when the log exists.
-#define OSSVCLOG(flag, ...)                                      \
-  do                                                             \
-  {                                                              \
-    if (g_poslog)                                                \
-    {                                                            \
+#define OSSVCLOG(flag, ...)                                       \
+  do                                                              \
+  {                                                               \
+    if (g_poslog)                                                 \
+    {                                                             \
       g_poslog->Message(s_szSource, __LINE__, flag, __VA_ARGS__); \
-    }                                                            \
+    }                                                             \
   } while (0)
-#define OSSVCLOGDBG(...)                                                    \
-  do                                                                        \
-  {                                                                         \
-    if (g_poslog && g_poslog->GetDebugLevel())                              \
-    {                                                                       \
+#define OSSVCLOGDBG(...)                                                     \
+  do                                                                         \
+  {                                                                          \
+    if (g_poslog && g_poslog->GetDebugLevel())                               \
+    {                                                                        \
       g_poslog->Message(s_szSource, __LINE__, EOSLOGFLAG_INFO, __VA_ARGS__); \
-    }                                                                       \
+    }                                                                        \
   } while (0)
 
 namespace
@@ -233,10 +233,11 @@ void ReadVersion(OsCfgVersion *a_poscfgversion)
     const char *szTag;
     char *szField;
     const char *szFormat;
-  } aversionfield[] = {{"major", a_poscfgversion->szMajor, "%02d"}, {"minor", a_poscfgversion->szMinor, "%02d"},
-                       {"patch", a_poscfgversion->szPatch, "%02d"}, {"build", a_poscfgversion->szBuild, "%02d"},
-                       {"day", a_poscfgversion->szDay, "%02d"},     {"month", a_poscfgversion->szMonth, "%02d"},
-                       {"year", a_poscfgversion->szYear, "%04d"}};
+  } aversionfield[] = {
+      {"major", a_poscfgversion->szMajor, "%02d"}, {"minor", a_poscfgversion->szMinor, "%02d"},
+      {"patch", a_poscfgversion->szPatch, "%02d"}, {"build", a_poscfgversion->szBuild, "%02d"},
+      {"day", a_poscfgversion->szDay, "%02d"},     {"month", a_poscfgversion->szMonth, "%02d"},
+      {"year", a_poscfgversion->szYear, "%04d"}};
   for (const auto &field : aversionfield)
   {
     szValue[0] = '\0';
@@ -264,7 +265,8 @@ void ReadModuleDescription(OsServicesStartup *a_posservicesstartup)
     UniqueNameFromModule();
   }
 
-  XmlReadUnwrapped(g_szOsXml, "logfile", a_posservicesstartup->szLogFile, sizeof(a_posservicesstartup->szLogFile));
+  XmlReadUnwrapped(g_szOsXml, "logfile", a_posservicesstartup->szLogFile,
+                   sizeof(a_posservicesstartup->szLogFile));
   XmlRead(g_szOsXml, "loglevel", szValue, sizeof(szValue), false);
   a_posservicesstartup->iDebug |= atoi(szValue);
   XmlReadUnwrapped(g_szOsXml, "logfilter", a_posservicesstartup->szLogFilter,
@@ -288,13 +290,14 @@ void AllowCoreDumps()
 
 // Asks a temporary configuration for the directories of a_szUniqueName as a
 // utility; the outputs may be null (not requested).
-EOSSTS UtilityDirectories(const char *a_szUniqueName, char *a_szLogDirectory, char *a_szName, uint32_t a_u32NameSize,
-                          char *a_szCompany, uint32_t a_u32CompanySize, char *a_szRootPath)
+EOSSTS UtilityDirectories(const char *a_szUniqueName, char *a_szLogDirectory, char *a_szName,
+                          uint32_t a_u32NameSize, char *a_szCompany, uint32_t a_u32CompanySize,
+                          char *a_szRootPath)
 {
   COsCfgImpl *poscfgimpl = new COsCfgImpl(a_szUniqueName, EOSCFGENTITY_UTILITY);
-  const EOSSTS eossts =
-      poscfgimpl->SetDirectories(a_szLogDirectory, a_szLogDirectory ? OS_SVC_PATHSIZE : 0, a_szName, a_u32NameSize,
-                                 a_szCompany, a_u32CompanySize, a_szRootPath, a_szRootPath ? OS_SVC_PATHSIZE : 0);
+  const EOSSTS eossts = poscfgimpl->SetDirectories(a_szLogDirectory, a_szLogDirectory ? OS_SVC_PATHSIZE : 0,
+                                                   a_szName, a_u32NameSize, a_szCompany, a_u32CompanySize,
+                                                   a_szRootPath, a_szRootPath ? OS_SVC_PATHSIZE : 0);
   delete poscfgimpl;
   return eossts;
 }
@@ -308,8 +311,8 @@ void UtilityPublishOwnBlock(const char *a_szLogDirectory, const char *a_szHomeNa
   COsFile::PathAppend(szLogPath, sizeof(szLogPath), a_szHomeName);
   COsFile::PathAppend(szLogPath, sizeof(szLogPath), s_szUtilityName);
   COsFile::PathAppend(szLogPath, sizeof(szLogPath), "log");
-  OsServicesSetArguments(szLogPath, a_szHomeName, TextAfterLogLevel(s_szOsServicesArguments), nullptr, nullptr,
-                         false, false);
+  OsServicesSetArguments(szLogPath, a_szHomeName, TextAfterLogLevel(s_szOsServicesArguments), nullptr,
+                         nullptr, false, false);
   COsCfg::OsCfgServicesArgumentsSetAndLock(true);
   COsCfg::OsCfgServicesArgumentsSetAndLock(false);
 }
@@ -327,7 +330,8 @@ void UtilityTakeInheritedBlock(OsServicesStartup *a_posservicesstartup)
     COsFile::PathAppend(szLogPath, sizeof(szLogPath), s_szUniqueName);
     (void)COsFile::Create(szLogPath, nullptr);
     COsFile::PathAppend(szLogPath, sizeof(szLogPath), s_szUniqueName);
-    const char *szSuffix = a_posservicesstartup->szHomeName[0] ? a_posservicesstartup->szHomeName : szLogModel;
+    const char *szSuffix =
+        a_posservicesstartup->szHomeName[0] ? a_posservicesstartup->szHomeName : szLogModel;
     if (szSuffix[0])
     {
       COsString::SStrCat(szLogPath, sizeof(szLogPath), "_");
@@ -341,7 +345,8 @@ void UtilityTakeInheritedBlock(OsServicesStartup *a_posservicesstartup)
     a_posservicesstartup->iDebug = atoi(TextAfterLogLevel(s_szOsServicesArguments));
   }
   XmlRead(s_szOsServicesArguments, "rootpath", s_szWriteableRootPath, sizeof(s_szWriteableRootPath), false);
-  XmlRead(s_szOsServicesArguments, "callersuniquename", s_szUniqueNameCaller, sizeof(s_szUniqueNameCaller), false);
+  XmlRead(s_szOsServicesArguments, "callersuniquename", s_szUniqueNameCaller, sizeof(s_szUniqueNameCaller),
+          false);
   XmlRead(s_szOsServicesArguments, "app", a_posservicesstartup->szApplication,
           sizeof(a_posservicesstartup->szApplication), true);
 }
@@ -401,11 +406,12 @@ void CreateServices(const OsServicesStartup *a_posservicesstartup, const char *a
   COsFile::CleanStatic();
   COsCfg::CreateSecurityAttributes(s_szUniqueName);
   g_posstring = new COsString;
-  g_poslog = new COsLog(s_szUniqueName, a_posservicesstartup->szLogFile[0] ? a_posservicesstartup->szLogFile : nullptr,
+  g_poslog = new COsLog(s_szUniqueName,
+                        a_posservicesstartup->szLogFile[0] ? a_posservicesstartup->szLogFile : nullptr,
                         a_posservicesstartup->iDebug, a_posservicesstartup->szLogFilter);
   new COsMem(a_posservicesstartup->eosmemmethod, 1);
-  new COsCfg(s_szUniqueName, a_posservicesstartup->eoscfgentity, a_szArguments, &a_posservicesstartup->oscfgversion,
-             a_posservicesstartup->blForceSetAccess,
+  new COsCfg(s_szUniqueName, a_posservicesstartup->eoscfgentity, a_szArguments,
+             &a_posservicesstartup->oscfgversion, a_posservicesstartup->blForceSetAccess,
              a_posservicesstartup->szApplication[0] ? a_posservicesstartup->szApplication : nullptr);
   new COsLocale;
 }
@@ -440,8 +446,8 @@ void FillBlockByEntity(EOSCFGENTITY a_eoscfgentity)
         uint32_t u32DirectoryLength = 0;
         COsFile::PathSplit(szLogPath, &u32DirectoryLength, nullptr);
         szLogPath[u32DirectoryLength] = '\0';
-        OsServicesSetArguments(szLogPath, CfgGet(OS_CFGTAG_MODELDIRECTORYREAL), CfgGet(OS_CFGTAG_DEBUG), nullptr,
-                               CfgGet(OS_CFGTAG_ROOTPATH), true, false);
+        OsServicesSetArguments(szLogPath, CfgGet(OS_CFGTAG_MODELDIRECTORYREAL), CfgGet(OS_CFGTAG_DEBUG),
+                               nullptr, CfgGet(OS_CFGTAG_ROOTPATH), true, false);
       }
       break;
     default:
@@ -503,7 +509,8 @@ bool IsBlock(const char *a_szText)
 }
 
 // OsServicesSetArguments with a block: take it over and apply its settings.
-void ApplyBlock(const char *a_szBlock, const char *a_szLogPath, const char *a_szLogModel, const char *a_szLogLevel)
+void ApplyBlock(const char *a_szBlock, const char *a_szLogPath, const char *a_szLogModel,
+                const char *a_szLogLevel)
 {
   if (a_szBlock != s_szOsServicesArguments)
   {
@@ -579,23 +586,25 @@ void ComposeBlock(const char *a_szLogPath, const char *a_szLogModel, const char 
   char szBlock[OS_SVC_BLOCKSIZE];
   if (a_szLogModel && a_szLogModel[0])
   {
-    COsString::SStrPrintf(szBlock, sizeof(szBlock),
-                          "<arguments>\n\t<rootpath>%s</rootpath>\n\t<logpath>%s</logpath>\n\t<logmodel>%s</logmodel>"
-                          "\n\t<loglevel>%d</loglevel>\n\t<callersuniquename>%s</callersuniquename>\n\t"
-                          "<frominterfaceopen>%s</frominterfaceopen>\n\t<forcesetaccess>%s</forcesetaccess>\n\t"
-                          "<app><![CDATA[%s]]></app>\n</arguments>",
-                          szRootPath, szLogPath, szLogModel, iLevel, s_szUniqueName, TrueFalse(a_blFromInterfaceOpen),
-                          TrueFalse(a_blForceSetAccess), szApplication);
+    COsString::SStrPrintf(
+        szBlock, sizeof(szBlock),
+        "<arguments>\n\t<rootpath>%s</rootpath>\n\t<logpath>%s</logpath>\n\t<logmodel>%s</logmodel>"
+        "\n\t<loglevel>%d</loglevel>\n\t<callersuniquename>%s</callersuniquename>\n\t"
+        "<frominterfaceopen>%s</frominterfaceopen>\n\t<forcesetaccess>%s</forcesetaccess>\n\t"
+        "<app><![CDATA[%s]]></app>\n</arguments>",
+        szRootPath, szLogPath, szLogModel, iLevel, s_szUniqueName, TrueFalse(a_blFromInterfaceOpen),
+        TrueFalse(a_blForceSetAccess), szApplication);
   }
   else
   {
-    COsString::SStrPrintf(szBlock, sizeof(szBlock),
-                          "<arguments>\n\t<rootpath>%s</rootpath>\n\t<logpath>%s</logpath>"
-                          "\n\t<loglevel>%d</loglevel>\n\t<callersuniquename>%s</callersuniquename>\n\t"
-                          "<frominterfaceopen>%s</frominterfaceopen>\n\t<forcesetaccess>%s</forcesetaccess>\n\t"
-                          "<app><![CDATA[%s]]></app>\n</arguments>",
-                          szRootPath, szLogPath, iLevel, s_szUniqueName, TrueFalse(a_blFromInterfaceOpen),
-                          TrueFalse(a_blForceSetAccess), szApplication);
+    COsString::SStrPrintf(
+        szBlock, sizeof(szBlock),
+        "<arguments>\n\t<rootpath>%s</rootpath>\n\t<logpath>%s</logpath>"
+        "\n\t<loglevel>%d</loglevel>\n\t<callersuniquename>%s</callersuniquename>\n\t"
+        "<frominterfaceopen>%s</frominterfaceopen>\n\t<forcesetaccess>%s</forcesetaccess>\n\t"
+        "<app><![CDATA[%s]]></app>\n</arguments>",
+        szRootPath, szLogPath, iLevel, s_szUniqueName, TrueFalse(a_blFromInterfaceOpen),
+        TrueFalse(a_blForceSetAccess), szApplication);
   }
   COsString::SStrCpy(s_szOsServicesArguments, sizeof(s_szOsServicesArguments), szBlock);
 }
@@ -654,7 +663,8 @@ void ReadCallerConstIni(const char *a_szCallerDirectory, int *a_piLevel)
 bool InterfaceOpenMayTakeOver(const char *a_szOpenText)
 {
   HonourArgumentsDisabled();
-  (void)COsCfg::GetEnv(s_szEnvArguments, nullptr, sizeof(s_szOsServicesArguments), s_szOsServicesArguments, false);
+  (void)COsCfg::GetEnv(s_szEnvArguments, nullptr, sizeof(s_szOsServicesArguments), s_szOsServicesArguments,
+                       false);
   if (!IsBlock(s_szOsServicesArguments))
   {
     s_szOsServicesArguments[0] = '\0';
@@ -821,7 +831,8 @@ void OsServicesSetArguments(const char *a_szLogPath, const char *a_szLogModel, c
   }
   else
   {
-    ComposeBlock(a_szLogPath, a_szLogModel, a_szLogLevel, a_szRootPath, a_blFromInterfaceOpen, a_blForceSetAccess);
+    ComposeBlock(a_szLogPath, a_szLogModel, a_szLogLevel, a_szRootPath, a_blFromInterfaceOpen,
+                 a_blForceSetAccess);
   }
 }
 
@@ -845,8 +856,8 @@ void OsServicesProcessInterfaceOpen(const char *a_szOpenText)
   char szSecond[OS_SVC_PATHSIZE] = "";
   char szCompany[OS_SVC_NAMESIZE] = "";
   char szRootPath[OS_SVC_PATHSIZE] = "";
-  if (UtilityDirectories(s_szUniqueName, szLogDirectory, szSecond, sizeof(szSecond), szCompany, sizeof(szCompany),
-                         szRootPath) != EOSSTS_OK)
+  if (UtilityDirectories(s_szUniqueName, szLogDirectory, szSecond, sizeof(szSecond), szCompany,
+                         sizeof(szCompany), szRootPath) != EOSSTS_OK)
   {
     return;
   }

@@ -35,12 +35,14 @@ const char s_szDriverXml[] =
 const char s_szDriverDebugXml[] =
     "<arguments>\n\t<uniquename>svcdriver</uniquename>\n\t<entity>driver</entity>\n\t<loglevel>1</loglevel>\n"
     "</arguments>";
-const char s_szUtilityXml[] = "<arguments><uniquename>svcutil</uniquename><entity>utility</entity></arguments>";
+const char s_szUtilityXml[] =
+    "<arguments><uniquename>svcutil</uniquename><entity>utility</entity></arguments>";
 const char s_szAppUtilityXml[] =
     "<arguments><uniquename>svcapputil</uniquename><entity>apputility</entity></arguments>";
 const char s_szApplicationXml[] =
     "<arguments><uniquename>svcapp</uniquename><entity>application</entity></arguments>";
-const char s_szUnknownXml[] = "<arguments><uniquename>svcunknown</uniquename><entity>Driver</entity></arguments>";
+const char s_szUnknownXml[] =
+    "<arguments><uniquename>svcunknown</uniquename><entity>Driver</entity></arguments>";
 
 std::string Env(const char *a_szName)
 {
@@ -58,7 +60,8 @@ std::string ProcessThreadName()
 {
   char szName[128];
   snprintf(szName, sizeof(szName), "QRB_OSSERVICESARGUMENTS_%llx_%llx",
-           static_cast<unsigned long long>(getpid()), static_cast<unsigned long long>(COsThread::GetThreadId()));
+           static_cast<unsigned long long>(getpid()),
+           static_cast<unsigned long long>(COsThread::GetThreadId()));
   return szName;
 }
 
@@ -67,6 +70,13 @@ std::string ExecutablePath()
   char szPath[512];
   const ssize_t sszLength = readlink("/proc/self/exe", szPath, sizeof(szPath) - 1);
   return sszLength > 0 ? std::string(szPath, static_cast<size_t>(sszLength)) : std::string();
+}
+
+// The first word of the command line, as the log's application line shows it.
+std::string CommandName()
+{
+  const std::string strCommandLine = ostest::ReadFile("/proc/self/cmdline");
+  return strCommandLine.substr(0, strCommandLine.find('\0'));
 }
 
 // The configuration's home name: the executable's directory name.
@@ -93,6 +103,14 @@ std::string BlockWithModel(const std::string &a_strRoot, const std::string &a_st
          (a_blFromInterfaceOpen ? "true" : "false") + "</frominterfaceopen>\n\t<forcesetaccess>" +
          (a_blForceSetAccess ? "true" : "false") + "</forcesetaccess>\n\t<app><![CDATA[" + a_strApp +
          "]]></app>\n</arguments>";
+}
+
+// Publishes the runtime's block and returns what QRB_OSSERVICESARGUMENTS holds.
+std::string Published()
+{
+  COsCfg::OsCfgServicesArgumentsSetAndLock(true);
+  COsCfg::OsCfgServicesArgumentsSetAndLock(false);
+  return Env("QRB_OSSERVICESARGUMENTS");
 }
 
 // Every test runs in a fresh root, with the services' environment cleared
@@ -172,10 +190,12 @@ TEST_F(ServicesTest, DriverCreatesEveryServiceAndPublishesItsBlock)
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
 
+  // The block is filled from the configuration but not published.
+  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTS"));
   // The model line carries the real model directory (the home name).
-  const std::string strExpected = BlockWithModel(Root(), LogDirectory(), HomeName(), 0, "svcdriver", false, false,
-                                                 ExecutablePath());
-  EXPECT_EQ(strExpected, Env("QRB_OSSERVICESARGUMENTS"));
+  const std::string strExpected =
+      BlockWithModel(Root(), LogDirectory(), HomeName(), 0, "svcdriver", false, false, ExecutablePath());
+  EXPECT_EQ(strExpected, Published());
   EXPECT_EQ(strExpected, Env(ProcessThreadName().c_str()));
   EXPECT_EQ(strExpected, Env("QRB_OSSERVICESARGUMENTSUNICODE"));
   EXPECT_EQ(HomeName(), CfgGet(OS_CFGTAG_MODELDIRECTORY));
@@ -189,7 +209,7 @@ TEST_F(ServicesTest, DriverIgnoresAnInheritedBlock)
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
   EXPECT_STREQ("", OsServicesGetWriteableRootPath());
-  EXPECT_NE(std::string::npos, Env("QRB_OSSERVICESARGUMENTS").find("<callersuniquename>svcdriver<"));
+  EXPECT_NE(std::string::npos, Published().find("<callersuniquename>svcdriver<"));
   EXPECT_FALSE(IsDirectory(Path("parentlogs")));
 }
 
@@ -204,7 +224,7 @@ TEST_F(ServicesTest, ApplicationBlockHasNoModelLine)
                                   "</callersuniquename>\n\t<frominterfaceopen>false</frominterfaceopen>\n\t"
                                   "<forcesetaccess>false</forcesetaccess>\n\t<app><![CDATA[" +
                                   ExecutablePath() + "]]></app>\n</arguments>";
-  EXPECT_EQ(strExpected, Env("QRB_OSSERVICESARGUMENTS"));
+  EXPECT_EQ(strExpected, Published());
 }
 
 TEST_F(ServicesTest, TopMostUtilityPublishesABlockForItsChildren)
@@ -277,14 +297,15 @@ TEST_F(ServicesTest, StarredUniqueNameComesFromTheModuleFile)
 {
   Start("<arguments><uniquename>*</uniquename><entity>driver</entity></arguments>");
   ASSERT_NE(nullptr, g_poscfg);
-  EXPECT_NE(std::string::npos, Env("QRB_OSSERVICESARGUMENTS").find("<callersuniquename>test_cosservices<"));
+  EXPECT_NE(std::string::npos, Published().find("<callersuniquename>test_cosservices<"));
   EXPECT_EQ(LogDirectory() + "/test_cosservices.log", CfgGet(OS_CFGTAG_QRB_LOG));
 }
 
 TEST_F(ServicesTest, VersionFieldsOnlyWithTheVersionTag)
 {
-  Start("<arguments><uniquename>svcver</uniquename><entity>application</entity><version></version>"
-        "<major>8</major><minor>13</minor><year>24</year></arguments>");
+  Start(
+      "<arguments><uniquename>svcver</uniquename><entity>application</entity><version></version>"
+      "<major>8</major><minor>13</minor><year>24</year></arguments>");
   ASSERT_NE(nullptr, g_poscfg);
   EXPECT_EQ("08", CfgGet(OS_CFGTAG_VERSION_MAJORNUM));
   EXPECT_EQ("13", CfgGet(OS_CFGTAG_VERSION_MINORNUM));
@@ -375,13 +396,22 @@ TEST_F(ServicesTest, FreshLogBeginsWithTheGeneralInformation)
   ASSERT_TRUE(ostest::WriteFile(LogDirectory() + "/svcdriver.log", "OLD LINE\r\n"));
   Start(s_szDriverDebugXml);
   ASSERT_NE(nullptr, g_poslog);
-  const std::vector<std::string> vecLines = ostest::SplitLines(ostest::ReadFile(LogDirectory() + "/svcdriver.log"));
-  ASSERT_GE(vecLines.size(), 5u);
+  const std::vector<std::string> vecLines =
+      ostest::SplitLines(ostest::ReadFile(LogDirectory() + "/svcdriver.log"));
+  ASSERT_GE(vecLines.size(), 3u);
   EXPECT_EQ(0u, vecLines[0].find("00000 "));
-  EXPECT_NE(std::string::npos, vecLines[0].find("### ("));
-  EXPECT_NE(std::string::npos, vecLines[1].find("### systemInfo <"));
-  EXPECT_NE(std::string::npos, vecLines[2].find("### osInfo <"));
-  EXPECT_NE(std::string::npos, vecLines[3].find("### appInfo <"));
+  EXPECT_NE(std::string::npos, vecLines[0].find(" VP ### ("));
+  EXPECT_NE(std::string::npos, vecLines[0].find(") Debug=1 DebugFilter=<> Version=~8.13.0.0"));
+  // The block ends with the application line, before the first message.
+  size_t sizetAppInfo = 1;
+  while (sizetAppInfo < vecLines.size() && vecLines[sizetAppInfo].find(" VP ### ") != std::string::npos &&
+         vecLines[sizetAppInfo].find("### appInfo <") == std::string::npos)
+  {
+    sizetAppInfo++;
+  }
+  ASSERT_LT(sizetAppInfo, vecLines.size());
+  EXPECT_NE(std::string::npos,
+            vecLines[sizetAppInfo].find("### appInfo <" + CommandName() + "> versioncfg="));
   for (const std::string &strLine : vecLines)
   {
     EXPECT_EQ(std::string::npos, strLine.find("OLD LINE"));
@@ -395,7 +425,8 @@ TEST_F(ServicesTest, LevelTwoSwitchKeepsTheOldLog)
   ostest::ScopedEnv envDebug("QRB_DEBUG", "2");
   Start(s_szDriverDebugXml);
   ASSERT_NE(nullptr, g_poslog);
-  const std::vector<std::string> vecLines = ostest::SplitLines(ostest::ReadFile(LogDirectory() + "/svcdriver.log"));
+  const std::vector<std::string> vecLines =
+      ostest::SplitLines(ostest::ReadFile(LogDirectory() + "/svcdriver.log"));
   ASSERT_GE(vecLines.size(), 2u);
   EXPECT_EQ("OLD LINE", vecLines[0]);
   EXPECT_EQ(0u, vecLines[1].find("00000 "));
@@ -433,18 +464,17 @@ TEST_F(ServicesTest, StopWithdrawsTheBlockAndDestroysEverything)
   ostest::ScopedEnv envOverride("QRB_OVERRIDEINI", Path("none.ini").c_str());
   Start(s_szDriverXml);
   ASSERT_NE(nullptr, g_poscfg);
-  ASSERT_NE("<unset>", Env("QRB_OSSERVICESARGUMENTS"));
+  ASSERT_NE("<unset>", Published());
   OsServicesStop();
   EXPECT_EQ(nullptr, g_posstring);
   EXPECT_EQ(nullptr, g_poslog);
   EXPECT_EQ(nullptr, g_posmem);
   EXPECT_EQ(nullptr, g_poscfg);
   EXPECT_EQ(nullptr, g_poslocale);
-  for (const std::string &strName : {std::string("QRB_OSSERVICESARGUMENTS"), ProcessThreadName(),
-                                     std::string("QRB_OSSERVICESARGUMENTSUNICODE"),
-                                     std::string("QRB_OSSERVICESARGUMENTS_1a2b_3c4d"),
-                                     std::string("qrb_osservicesarguments"),
-                                     std::string("QRB_OSSERVICESARGUMENTSDISABLED")})
+  for (const std::string &strName :
+       {std::string("QRB_OSSERVICESARGUMENTS"), ProcessThreadName(),
+        std::string("QRB_OSSERVICESARGUMENTSUNICODE"), std::string("QRB_OSSERVICESARGUMENTS_1a2b_3c4d"),
+        std::string("qrb_osservicesarguments"), std::string("QRB_OSSERVICESARGUMENTSDISABLED")})
   {
     EXPECT_EQ("<unset>", Env(strName.c_str())) << strName;
   }
@@ -503,8 +533,9 @@ TEST_F(ServicesTest, StartStopStartStopBehavesTheSameTwice)
     Start(s_szDriverXml);
     ASSERT_NE(nullptr, g_poscfg) << iRound;
     EXPECT_TRUE(OsServicesIsTopMostInvocation());
-    EXPECT_EQ(BlockWithModel(Root(), LogDirectory(), HomeName(), 0, "svcdriver", false, false, ExecutablePath()),
-              Env("QRB_OSSERVICESARGUMENTS"))
+    EXPECT_EQ(
+        BlockWithModel(Root(), LogDirectory(), HomeName(), 0, "svcdriver", false, false, ExecutablePath()),
+        Published())
         << iRound;
     OsServicesStop();
     EXPECT_EQ(nullptr, g_poscfg);
@@ -513,14 +544,6 @@ TEST_F(ServicesTest, StartStopStartStopBehavesTheSameTwice)
 }
 
 // --- The block in the environment --------------------------------------------
-
-// Publishes the runtime's block and returns what QRB_OSSERVICESARGUMENTS holds.
-std::string Published()
-{
-  COsCfg::OsCfgServicesArgumentsSetAndLock(true);
-  COsCfg::OsCfgServicesArgumentsSetAndLock(false);
-  return Env("QRB_OSSERVICESARGUMENTS");
-}
 
 TEST_F(ServicesTest, ArgumentsGetPrefersTheProcessThreadVariable)
 {
@@ -599,10 +622,11 @@ TEST_F(ServicesTest, SetArgumentsWithoutConfigurationUsesTheArguments)
   EXPECT_EQ(BlockWithModel("/r", "/l", "model", 7, "", true, true, "(null oscfg)"), Published());
 
   OsServicesSetArguments(nullptr, "", nullptr, nullptr, nullptr, false, false);
-  EXPECT_EQ("<arguments>\n\t<rootpath></rootpath>\n\t<logpath></logpath>\n\t<loglevel>0</loglevel>\n\t"
-            "<callersuniquename></callersuniquename>\n\t<frominterfaceopen>false</frominterfaceopen>\n\t"
-            "<forcesetaccess>false</forcesetaccess>\n\t<app><![CDATA[(null oscfg)]]></app>\n</arguments>",
-            Published());
+  EXPECT_EQ(
+      "<arguments>\n\t<rootpath></rootpath>\n\t<logpath></logpath>\n\t<loglevel>0</loglevel>\n\t"
+      "<callersuniquename></callersuniquename>\n\t<frominterfaceopen>false</frominterfaceopen>\n\t"
+      "<forcesetaccess>false</forcesetaccess>\n\t<app><![CDATA[(null oscfg)]]></app>\n</arguments>",
+      Published());
 }
 
 TEST_F(ServicesTest, SetArgumentsDoesNothingWhenInheritanceIsOff)
@@ -618,8 +642,9 @@ TEST_F(ServicesTest, SetArgumentsAppliesAGivenBlock)
 {
   Start(s_szDriverXml);
   ASSERT_NE(nullptr, g_poscfg);
-  const std::string strBlock = "<arguments><logfile>_T(\"" + Path("x.log") +
-                               "\")</logfile><logmodel>_T(\"scanmodel\")</logmodel><loglevel>5</loglevel></arguments>";
+  const std::string strBlock =
+      "<arguments><logfile>_T(\"" + Path("x.log") +
+      "\")</logfile><logmodel>_T(\"scanmodel\")</logmodel><loglevel>5</loglevel></arguments>";
   const char *szBlock = strBlock.c_str();
   // Null switches: the block is only taken over.
   OsServicesSetArguments(nullptr, nullptr, nullptr, szBlock, nullptr, false, false);
@@ -633,7 +658,8 @@ TEST_F(ServicesTest, SetArgumentsAppliesAGivenBlock)
   EXPECT_EQ(5, g_poslog->GetDebugLevel());
 
   // "NULL" in any case, and "0", mean no value.
-  OsServicesSetArguments("", "", "", "<arguments><logfile>_T(\"nUlL\")</logfile><loglevel>0</loglevel></arguments>",
+  OsServicesSetArguments("", "", "",
+                         "<arguments><logfile>_T(\"nUlL\")</logfile><loglevel>0</loglevel></arguments>",
                          nullptr, false, false);
   EXPECT_EQ("", CfgGet(OS_CFGTAG_LOGDIRECTORY));
   EXPECT_EQ("", CfgGet(OS_CFGTAG_MODELDIRECTORY));
@@ -719,11 +745,17 @@ TEST_F(InterfaceOpenTest, LevelFromTheLoggingTags)
   EXPECT_EQ(0, PublishedLevel());
   // An unnamed caller is "isis".
   EXPECT_EQ(CallerDirectory("isis"), PublishedLogPath());
+  // Each open below would otherwise see the block published by the one
+  // before it as inherited, and keep it.
+  unsetenv("QRB_OSSERVICESARGUMENTS");
   OsServicesProcessInterfaceOpen("<interfaceopen><logging>on</logging><logginglevel>9</logginglevel>");
   EXPECT_EQ(9, PublishedLevel());
+  unsetenv("QRB_OSSERVICESARGUMENTS");
   OsServicesProcessInterfaceOpen("<interfaceopen><logging>maybe</logging>");
   EXPECT_EQ(0, PublishedLevel());
-  OsServicesProcessInterfaceOpen("<interfaceopen><logginglevel>4</logginglevel><forcesetaccess>true</forcesetaccess>");
+  unsetenv("QRB_OSSERVICESARGUMENTS");
+  OsServicesProcessInterfaceOpen(
+      "<interfaceopen><logginglevel>4</logginglevel><forcesetaccess>true</forcesetaccess>");
   EXPECT_EQ(4, PublishedLevel());
   EXPECT_NE(std::string::npos, Env("QRB_OSSERVICESARGUMENTS").find("<forcesetaccess>true</forcesetaccess>"));
 }
