@@ -28,9 +28,16 @@ void WriteLine(COsFile *a_posfile, const char *a_szFormat, ...)
   char szLine[s_u32Line];
   va_list valist;
   va_start(valist, a_szFormat);
-  vsnprintf(szLine, sizeof(szLine), a_szFormat, valist);
+  const int iLength = vsnprintf(szLine, sizeof(szLine), a_szFormat, valist);
   va_end(valist);
-  a_posfile->Printf("%s", szLine);
+  if (iLength > 0)
+  {
+    // Written whole, so that the report needs no formatting buffer of the
+    // memory service.
+    const uint32_t u32Length =
+        static_cast<uint32_t>(iLength) < s_u32Line ? static_cast<uint32_t>(iLength) : s_u32Line - 1;
+    (void)a_posfile->Write(szLine, u32Length, nullptr);
+  }
 }
 
 // "%-48s <%s>" with the name cut at 48 characters.

@@ -29,6 +29,13 @@
 #include <ctime>
 #include <new>
 
+#include "os_coscfg.h"
+#include "os_cosresource.h"
+#include "os_cosstring.h"
+#include "os_cossync.h"
+#include "os_costhread.h"
+#include "os_costime.h"
+
 namespace
 {
 
@@ -54,66 +61,18 @@ constexpr int OSLOG_LEVEL_NETXFER = 0x4000;
 // The text of one line: header, message, CR LF.
 char s_szLogBuffer[OSLOG_BUFFERSIZE];
 
-// ---- platform helpers ------------------------------------------------------
-
-uint64_t LogThreadId()
-{
-  return static_cast<uint64_t>(syscall(SYS_gettid));
-}
-
-// A thread counts as running while a signal-0 probe of its id succeeds.
-bool LogThreadRunning(uint64_t a_u64Id)
-{
-  return kill(static_cast<pid_t>(a_u64Id & 0xffffffffu), 0) == 0;
-}
-
-void LogSpinLock(volatile intptr_t *a_plLock)
-{
-  intptr_t lExpected = 0;
-  while (!__atomic_compare_exchange_n(a_plLock, &lExpected, 1, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST))
-  {
-    lExpected = 0;
-    sched_yield();
-  }
-}
-
-void LogSpinUnlock(volatile intptr_t *a_plLock)
-{
-  __atomic_store_n(a_plLock, 0, __ATOMIC_SEQ_CST);
-}
-
-void LogFillTime(OsTimeRecord *a_ptimerecord, bool a_blLocal)
-{
-  struct timeval tv;
-  struct tm tmNow;
-  gettimeofday(&tv, nullptr);
-  time_t t = tv.tv_sec;
-  if (a_blLocal)
-  {
-    localtime_r(&t, &tmNow);
-  }
-  else
-  {
-    gmtime_r(&t, &tmNow);
-  }
-  a_ptimerecord->wYear = static_cast<uint16_t>(tmNow.tm_year + 1900);
-  a_ptimerecord->wMonth = static_cast<uint16_t>(tmNow.tm_mon + 1);
-  a_ptimerecord->wDayOfWeek = static_cast<uint16_t>(tmNow.tm_wday);
-  a_ptimerecord->wDay = static_cast<uint16_t>(tmNow.tm_mday);
-  a_ptimerecord->wHour = static_cast<uint16_t>(tmNow.tm_hour);
-  a_ptimerecord->wMinute = static_cast<uint16_t>(tmNow.tm_min);
-  a_ptimerecord->wSecond = static_cast<uint16_t>(tmNow.tm_sec);
-  a_ptimerecord->wMilliseconds = static_cast<uint16_t>(tv.tv_usec / 1000);
-}
+// ---- helpers ---------------------------------------------------------------
 
 // The time as 17 digits, year to milliseconds, for file names.
-void LogTimeText(char *a_szText, size_t a_sizeText, bool a_blLocal)
+void LogTimeText(char *a_szText, int a_iSize, bool a_blLocal)
 {
   OsTimeRecord ostimerecord;
-  LogFillTime(&ostimerecord, a_blLocal);
-  snprintf(a_szText, a_sizeText, "%04d%02d%02d%02d%02d%02d%03d", ostimerecord.wYear, ostimerecord.wMonth,
-           ostimerecord.wDay, ostimerecord.wHour, ostimerecord.wMinute, ostimerecord.wSecond,
-           ostimerecord.wMilliseconds);
+  EOSSTS eossts =
+      a_blLocal ? COsTime::GetLocalTime(&ostimerecord, 0, nullptr) : COsTime::GetSystemTime(&ostimerecord);
+  if (eossts != EOSSTS_OK || COsTime::GetStringTime(&ostimerecord, a_szText, a_iSize) != EOSSTS_OK)
+  {
+    a_szText[0] = '\0';
+  }
 }
 
 // Bounded copy that truncates; the log must not log its own copies.
@@ -140,34 +99,36 @@ void LogLower(char *a_sz)
   }
 }
 
-// Formats with a caller-chosen format (the fallback-file retry formats the
-// log path itself); the format is data here, not a literal.
-int LogFormatV(char *a_szDst, size_t a_sizeDst, const char *a_szFormat, va_list a_valist)
-{
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-  return vsnprintf(a_szDst, a_sizeDst, a_szFormat, a_valist);
-#pragma GCC diagnostic pop
-}
-
+// Formats silently, cutting what does not fit: the log's own paths and
+// filter text must never report through the log.
+int LogFormat(char *a_szDst, size_t a_sizeDst, const char *a_szFormat, ...) OS_PRINTF_FORMAT(3, 4);
 int LogFormat(char *a_szDst, size_t a_sizeDst, const char *a_szFormat, ...)
 {
   va_list valist;
   va_start(valist, a_szFormat);
-  int iResult = LogFormatV(a_szDst, a_sizeDst, a_szFormat, valist);
+  int iResult = vsnprintf(a_szDst, a_sizeDst, a_szFormat, valist);
   va_end(valist);
   return iResult;
 }
 
-// The mode given to created log directories and to the log file. Without a
-// configuration the log file is made readable and writable by everyone, the
-// mode an ordinary file gets under a zero creation mask.
+// The mode given to created log directories and to the log file: the
+// configuration's ForceFileCreationMask. Before a configuration exists (or
+// while the entry is empty) the
+// log file is made readable and writable by everyone, the mode an ordinary
+// file gets under a zero creation mask.
 mode_t LogCreationMode()
 {
-  return 0666;
+  const char *szMask =
+      g_poscfg ? g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_FORCEFILECREATIONMASK) : nullptr;
+  if (!szMask || !*szMask)
+  {
+    return 0666;
+  }
+  return static_cast<mode_t>(strtol(szMask, COsCfg::GetThrowAwayPointer(), 0));
 }
 
-// Directories need search permission wherever they grant read permission.
+// Directories need search permission wherever they grant read permission
+// (a configured mode such as 0777 is kept as it is).
 mode_t LogDirectoryMode(mode_t a_modeFile)
 {
   return a_modeFile | ((a_modeFile & 0444) >> 2);
@@ -313,9 +274,12 @@ private:
   void SystemInfoLine(char *a_szLine);
   void OsInfoLine(char *a_szLine);
   void AppInfoLine(char *a_szLine);
+  void DllInfoLine(char *a_szLine);
+  static void ConfigVersion(char *a_szVersion, uint32_t a_u32Size);
+  static void CatVersions(char *a_szLine, const char *a_szConfigVersion, const char *a_szFile);
 
-  volatile intptr_t m_lSlotLock;
-  volatile intptr_t m_lWriteLock;
+  OSSPINLOCK m_lSlotLock;
+  OSSPINLOCK m_lWriteLock;
   bool m_blNewLog;
   bool m_blDirectoryChecked;
   volatile int m_iGeneralInfoPending;
@@ -444,7 +408,7 @@ void COsLogImpl::ApplyLogDir()
   if (szLogDir && *szLogDir)
   {
     char szTime[48];
-    LogTimeText(szTime, sizeof(szTime), false);
+    LogTimeText(szTime, static_cast<int>(sizeof(szTime)), false);
     LogFormat(m_szLogFile, sizeof(m_szLogFile), "%s/qrb_%s.log", szLogDir, szTime);
   }
 }
@@ -589,7 +553,7 @@ bool COsLogImpl::Admitted(EOSLOGFLAG a_eoslogflag) const
 // one whose thread has gone. Null when 64 running threads hold them all.
 OsLogSlot *COsLogImpl::FindSlot()
 {
-  uint64_t u64Id = LogThreadId();
+  uint64_t u64Id = COsThread::GetThreadId();
   for (OsLogSlot &slot : m_aoslogslot)
   {
     if (__atomic_load_n(&slot.u64ThreadId, __ATOMIC_ACQUIRE) == u64Id)
@@ -598,11 +562,11 @@ OsLogSlot *COsLogImpl::FindSlot()
     }
   }
   OsLogSlot *poslogslot = nullptr;
-  LogSpinLock(&m_lSlotLock);
+  COsSync::SpinLock(&m_lSlotLock);
   for (OsLogSlot &slot : m_aoslogslot)
   {
     uint64_t u64Owner = __atomic_load_n(&slot.u64ThreadId, __ATOMIC_ACQUIRE);
-    if (u64Owner == 0 || !LogThreadRunning(u64Owner))
+    if (u64Owner == 0 || !COsThread::IsThreadRunning(u64Owner))
     {
       slot.u8Busy = 0;
       __atomic_store_n(&slot.u64ThreadId, u64Id, __ATOMIC_RELEASE);
@@ -610,7 +574,7 @@ OsLogSlot *COsLogImpl::FindSlot()
       break;
     }
   }
-  LogSpinUnlock(&m_lSlotLock);
+  COsSync::SpinUnlock(&m_lSlotLock);
   return poslogslot;
 }
 
@@ -728,7 +692,10 @@ void COsLogImpl::WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, 
     m_iLevel &= ~OSLOG_LEVEL_FLUSH;
     m_iFlushing = 1;
   }
-  LogFillTime(&a_poslogslot->ostimerecord, true);
+  if (COsTime::GetLocalTime(&a_poslogslot->ostimerecord, 0, nullptr) != EOSSTS_OK)
+  {
+    memset(&a_poslogslot->ostimerecord, 0, sizeof(a_poslogslot->ostimerecord));
+  }
   if (!OpenForMessage(a_poslogslot))
   {
     return;
@@ -750,12 +717,13 @@ void COsLogImpl::WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, 
   char *szHeader = a_poslogslot->szScratch;
   int iHeader = FormatHeader(a_poslogslot, lCounter, szHeader, sizeof(a_poslogslot->szScratch));
 
-  LogSpinLock(&m_lWriteLock);
+  COsSync::SpinLock(&m_lWriteLock);
   memcpy(s_szLogBuffer, szHeader, static_cast<size_t>(iHeader));
   // Room is kept for CR LF: an over-long text is cut, never the line end.
-  size_t sizeRoom = OSLOG_BUFFERSIZE - static_cast<size_t>(iHeader) - 2;
-  int iText = vsnprintf(s_szLogBuffer + iHeader, sizeRoom, a_szFormat, a_valist);
-  size_t sizeText = (iText < 0) ? 0 : (static_cast<size_t>(iText) >= sizeRoom ? sizeRoom - 1 : iText);
+  // The formatter's own overflow report re-enters the log and is dropped.
+  uint32_t u32Room = static_cast<uint32_t>(OSLOG_BUFFERSIZE - static_cast<size_t>(iHeader) - 2);
+  int iText = COsString::SStrVprintf(s_szLogBuffer + iHeader, u32Room, a_szFormat, a_valist);
+  size_t sizeText = (iText >= 0) ? static_cast<size_t>(iText) : strlen(s_szLogBuffer + iHeader);
   size_t sizeLine = static_cast<size_t>(iHeader) + sizeText;
   s_szLogBuffer[sizeLine++] = '\r';
   s_szLogBuffer[sizeLine++] = '\n';
@@ -764,7 +732,7 @@ void COsLogImpl::WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, 
   {
     ForceToDisk(a_poslogslot->iFd);
   }
-  LogSpinUnlock(&m_lWriteLock);
+  COsSync::SpinUnlock(&m_lWriteLock);
   close(a_poslogslot->iFd);
   a_poslogslot->iFd = -1;
 }
@@ -811,7 +779,7 @@ void COsLogImpl::StartNewLog()
   }
   LogMakeDirectories(szDebugDir, LogDirectoryMode(LogCreationMode()));
   char szTime[48];
-  LogTimeText(szTime, sizeof(szTime), true);
+  LogTimeText(szTime, static_cast<int>(sizeof(szTime)), true);
   LogFormat(m_szLogFile, sizeof(m_szLogFile), "%s/%s.log", szDebugDir, szTime);
 }
 
@@ -852,7 +820,8 @@ int COsLogImpl::OpenWithFallback(OsLogSlot *a_poslogslot)
   if (iFd < 0)
   {
     char szRetry[sizeof(m_szLogFile)];
-    LogFormat(szRetry, sizeof(szRetry), m_szLogFile, "/tmp/qrb.log");
+    szRetry[0] = '\0';
+    COsString::SStrPrintf(szRetry, sizeof(szRetry), m_szLogFile, "/tmp/qrb.log");
     LogCopy(m_szLogFile, sizeof(m_szLogFile), szRetry);
     iFd = LogOpen(m_szLogFile, O_RDWR | O_APPEND);
   }
@@ -975,31 +944,97 @@ void COsLogImpl::WriteInfoLine(OsLogSlot *a_poslogslot, const char *a_szText)
   long lCounter = __atomic_add_fetch(&m_i32Counter, 1, __ATOMIC_SEQ_CST);
   int iHeader = FormatHeader(a_poslogslot, lCounter, szLine, sizeof(szLine));
   LogCopy(szLine + iHeader, sizeof(szLine) - static_cast<size_t>(iHeader), a_szText);
-  LogSpinLock(&m_lWriteLock);
+  COsSync::SpinLock(&m_lWriteLock);
   LogWriteAll(a_poslogslot->iFd, szLine, strlen(szLine));
   if (m_iFlushing)
   {
     ForceToDisk(a_poslogslot->iFd);
   }
-  LogSpinUnlock(&m_lWriteLock);
+  COsSync::SpinUnlock(&m_lWriteLock);
 }
 
 void COsLogImpl::SystemInfoLine(char *a_szLine)
 {
-  a_szLine[0] = '\0';
+  char szIntegrity[16];
+  LogFormat(szIntegrity, sizeof(szIntegrity), "%u", COsThread::GetProcessIntegrity());
+  LogSStrPrintf(
+      a_szLine, OSLOG_LINESIZE,
+      "### systemInfo <arch:%d ps:%d pmask:0x%08lx ncpu:%d cputype:%d cpulevel:%d cpurev:%d "
+      "bits:proc-%d/mach-%d spd:~%d pid:%llu pmem:%lld/%lld vmem:%lld/%lld memload:%d integrity:%s>\r\n",
+      static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_ARCHITECTURE)),
+      static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_PAGESIZE)),
+      static_cast<unsigned long>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_ACTIVEPROCESSORMASK)),
+      static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_TOTAL)),
+      static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_TYPE)),
+      static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_LEVEL)),
+      static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_REVISION)),
+      static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_PROCESSBITS)),
+      static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_MACHINEBITS)),
+      static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_MHZ)),
+      static_cast<unsigned long long>(COsThread::GetProcessId()),
+      COsCfg::InfoGetLongLong(OS_CFGINFO_MEM_AVAILPHYSICAL),
+      COsCfg::InfoGetLongLong(OS_CFGINFO_MEM_TOTALPHYSICAL),
+      COsCfg::InfoGetLongLong(OS_CFGINFO_MEM_AVAILVIRTUAL),
+      COsCfg::InfoGetLongLong(OS_CFGINFO_MEM_TOTALVIRTUAL),
+      static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_MEM_LOAD)), szIntegrity);
 }
 
 void COsLogImpl::OsInfoLine(char *a_szLine)
 {
-  a_szLine[0] = '\0';
+  LogSStrPrintf(a_szLine, OSLOG_LINESIZE, "### osInfo <Os:%s Kernel:%s>\r\n",
+                COsCfg::InfoGetString(OS_CFGINFO_OS_NAME),
+                COsCfg::InfoGetString(OS_CFGINFO_OS_KERNELVERSION));
 }
 
-// The first argument of the command line (up to its first NUL).
+// The configured version (entries 48 to 51) dotted, or "(none)".
+void COsLogImpl::ConfigVersion(char *a_szVersion, uint32_t a_u32Size)
+{
+  LogSStrPrintf(a_szVersion, a_u32Size, "%s", "(none)");
+  if (!g_poscfg)
+  {
+    return;
+  }
+  const char *aszField[4];
+  bool blEmpty = true;
+  for (uint32_t ii = 0; ii < 4; ii++)
+  {
+    aszField[ii] = g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_VERSION_MAJORNUM + ii);
+    blEmpty = blEmpty && (!aszField[ii] || !aszField[ii][0]);
+  }
+  if (!blEmpty)
+  {
+    COsString::StrConvertVersionFromFields(a_szVersion, a_u32Size, true, atoi(aszField[0]), atoi(aszField[1]),
+                                           atoi(aszField[2]), atoi(aszField[3]));
+  }
+}
+
+// "versioncfg=... versionresource=... versionsimple=..." for a module file.
+void COsLogImpl::CatVersions(char *a_szLine, const char *a_szConfigVersion, const char *a_szFile)
+{
+  char szVersion[64];
+  char szSimple[64];
+  if (COsResource::GetVersion(a_szFile, szVersion, sizeof(szVersion), "VERSION", true) != EOSSTS_OK ||
+      !szVersion[0])
+  {
+    LogSStrPrintf(szVersion, sizeof(szVersion), "%s", "(n/a)");
+  }
+  if (COsResource::GetVersion(a_szFile, szSimple, sizeof(szSimple), "VERSIONSIMPLE", true) != EOSSTS_OK ||
+      !szSimple[0])
+  {
+    LogSStrPrintf(szSimple, sizeof(szSimple), "%s", "(n/a)");
+  }
+  LogSStrCatf(a_szLine, OSLOG_LINESIZE, "versioncfg=%s versionresource=%s versionsimple=%s\r\n",
+              a_szConfigVersion, szVersion, szSimple);
+}
+
+// The command line's first argument (up to its first NUL) and the program's
+// versions; inside a library the resources are read from that program file.
 void COsLogImpl::AppInfoLine(char *a_szLine)
 {
   char szPath[64];
   char szCommand[512] = "";
-  LogFormat(szPath, sizeof(szPath), "/proc/%llu/cmdline", static_cast<unsigned long long>(getpid()));
+  LogFormat(szPath, sizeof(szPath), "/proc/%llu/cmdline",
+            static_cast<unsigned long long>(COsThread::GetProcessId()));
   int iFd = open(szPath, O_RDONLY | O_CLOEXEC);
   if (iFd >= 0)
   {
@@ -1007,9 +1042,35 @@ void COsLogImpl::AppInfoLine(char *a_szLine)
     szCommand[sszRead > 0 ? sszRead : 0] = '\0';
     close(iFd);
   }
-  LogSStrPrintf(a_szLine, OSLOG_LINESIZE,
-                "### appInfo <%s> versioncfg=%s versionresource=%s versionsimple=%s\r\n", szCommand, "(none)",
-                "(n/a)", "(n/a)");
+  bool blLibrary = COsCfg::IsLibrary();
+  char szConfigVersion[64];
+  if (blLibrary)
+  {
+    LogSStrPrintf(szConfigVersion, sizeof(szConfigVersion), "%s", "(none)");
+  }
+  else
+  {
+    ConfigVersion(szConfigVersion, sizeof(szConfigVersion));
+  }
+  LogSStrPrintf(a_szLine, OSLOG_LINESIZE, "### appInfo <%s> ", szCommand);
+  CatVersions(a_szLine, szConfigVersion, blLibrary ? szCommand : "OsResourceGetLocal");
+}
+
+// Only inside a library: the library's own file and versions.
+void COsLogImpl::DllInfoLine(char *a_szLine)
+{
+  a_szLine[0] = '\0';
+  if (!COsCfg::IsLibrary())
+  {
+    return;
+  }
+  char szModule[512];
+  COsCfg::GetModuleName(reinterpret_cast<const void *>(g_oscfglocatorfunction), szModule, sizeof(szModule),
+                        false);
+  char szConfigVersion[64];
+  ConfigVersion(szConfigVersion, sizeof(szConfigVersion));
+  LogSStrPrintf(a_szLine, OSLOG_LINESIZE, "### dllInfo <%s> ", szModule);
+  CatVersions(a_szLine, szConfigVersion, szModule);
 }
 
 // The block at the head of a new log: the counter restarts at 0 and the old
@@ -1038,7 +1099,7 @@ void COsLogImpl::GeneralInfo(OsLogSlot *a_poslogslot)
                 static_cast<long>(m_iLevelGiven), m_szFilterExpanded, OSLOG_SERVICESVERSION);
   WriteInfoLine(a_poslogslot, szLine);
   void (COsLogImpl::*apfnLine[])(char *) = {&COsLogImpl::SystemInfoLine, &COsLogImpl::OsInfoLine,
-                                            &COsLogImpl::AppInfoLine};
+                                            &COsLogImpl::AppInfoLine, &COsLogImpl::DllInfoLine};
   for (auto pfnLine : apfnLine)
   {
     (this->*pfnLine)(szLine);
@@ -1214,5 +1275,10 @@ void COsLog::Flush()
 
 int COsLog::DisplayLength()
 {
-  return 0;
+  if (!m_poslogimpl || !g_poscfg)
+  {
+    return 0;
+  }
+  return static_cast<int>(strtol(g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_DEBUGDISPLAYLENGTH),
+                                 COsCfg::GetThrowAwayPointer(), 0));
 }

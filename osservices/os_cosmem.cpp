@@ -5,7 +5,6 @@
 #include "os_cosmem.h"
 
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/mman.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -16,7 +15,9 @@
 #include <ctime>
 #include <new>
 
+#include "os_coscfg.h"
 #include "os_coslog.h"
+#include "os_cossync.h"
 
 namespace
 {
@@ -28,21 +29,6 @@ constexpr uint32_t OSMEM_TRACEMASK = 0x7fff;
 
 const char *const s_aszMemKindName[] = {"undefined", "malloc",   "globalalloc", "virtual",
                                         "memorymap", "external", "dsm",         "last"};
-
-void MemSpinLock(volatile intptr_t *a_plLock)
-{
-  intptr_t lExpected = 0;
-  while (!__atomic_compare_exchange_n(a_plLock, &lExpected, 1, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST))
-  {
-    lExpected = 0;
-    sched_yield();
-  }
-}
-
-void MemSpinUnlock(volatile intptr_t *a_plLock)
-{
-  __atomic_store_n(a_plLock, 0, __ATOMIC_SEQ_CST);
-}
 
 bool MemDebug()
 {
@@ -68,7 +54,7 @@ char MemKindLetter(uint32_t a_u32Kind, bool a_blRelease)
 // configuration.
 const char *LogDirectory()
 {
-  return "";
+  return g_poscfg ? g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_LOGDIRECTORY) : "";
 }
 
 }  // namespace
@@ -116,7 +102,7 @@ private:
   uint32_t m_u32CC;
   uint64_t m_u64CB;
   uint64_t m_u64PB;
-  volatile intptr_t m_lLock;
+  OSSPINLOCK m_lLock;
   OsMemRecord m_aosmemrecord[OSMEM_RECORDS];
 };
 
@@ -231,7 +217,7 @@ void *COsMemImpl::Alloc(size_t a_sizetBytes, const char *a_szFile, int a_iLine, 
   }
   if (a_blLock)
   {
-    MemSpinLock(&m_lLock);
+    COsSync::SpinLock(&m_lLock);
   }
   m_u32AC++;
   m_u32CC++;
@@ -268,7 +254,7 @@ void *COsMemImpl::Alloc(size_t a_sizetBytes, const char *a_szFile, int a_iLine, 
   }
   if (a_blLock)
   {
-    MemSpinUnlock(&m_lLock);
+    COsSync::SpinUnlock(&m_lLock);
   }
   if (!pv)
   {
@@ -333,7 +319,7 @@ void COsMemImpl::Free(void *a_pvMem, const char *a_szFile, int a_iLine, EOSLOGFL
   }
   if (a_blLock)
   {
-    MemSpinLock(&m_lLock);
+    COsSync::SpinLock(&m_lLock);
   }
   OsMemRecord *posmemrecord = Find(a_pvMem);
   if (!posmemrecord)
@@ -356,7 +342,7 @@ void COsMemImpl::Free(void *a_pvMem, const char *a_szFile, int a_iLine, EOSLOGFL
   }
   if (a_blLock)
   {
-    MemSpinUnlock(&m_lLock);
+    COsSync::SpinUnlock(&m_lLock);
   }
 }
 

@@ -19,6 +19,7 @@
 #include <new>
 
 #include "os_coscfg.h"
+#include "os_coscfgtags.h"
 #include "os_cosfile.h"
 #include "os_coslog.h"
 #include "os_cosstring.h"
@@ -26,9 +27,6 @@
 namespace
 {
 
-// Configuration entry that names the program file (section 1, DriverPath).
-constexpr uint32_t s_u32CfgSectionMain = 1;
-constexpr uint32_t s_u32CfgTagDriverPath = 21;
 constexpr uint32_t s_u32PathSize = 512;
 constexpr uint32_t s_u32MarkerLength = 9;
 // Entry of the first block appended, as a signed index for downward walks.
@@ -126,7 +124,7 @@ bool EntryFits(const OsResourceEntry &a_osresourceentry, uint64_t a_u64FileSize)
 void LocalPath(char *a_szPath, uint32_t a_u32Size)
 {
   a_szPath[0] = 0;
-  const char *szDriverPath = g_poscfg ? g_poscfg->Get(s_u32CfgSectionMain, s_u32CfgTagDriverPath) : nullptr;
+  const char *szDriverPath = g_poscfg ? g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_DRIVERPATH) : nullptr;
   if (szDriverPath && *szDriverPath)
   {
     COsString::SStrCpy(a_szPath, a_u32Size, szDriverPath);
@@ -145,6 +143,7 @@ void LocalPath(char *a_szPath, uint32_t a_u32Size)
 // name made absolute (kept as given when that fails; open then reports it).
 void ResolvePath(const char *a_szFile, char *a_szPath, uint32_t a_u32Size)
 {
+  a_szPath[0] = 0;
   if (!strcmp(a_szFile, OS_RESOURCE_LOCAL))
   {
     LocalPath(a_szPath, a_u32Size);
@@ -824,6 +823,7 @@ EOSSTS COsResource::GetVersion(const char *a_szFile, char *a_szVersion, uint32_t
   }
   if (posresource->Open(a_szFile, a_szName, EOSRESOURCETYPE_VERSION) != EOSSTS_OK)
   {
+    posresource.reset();
     if (a_blLocalOnly)
     {
       OSLOGDBG("Resource %s not found", a_szName);

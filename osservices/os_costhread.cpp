@@ -8,6 +8,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "os_coscfg.h"
 #include "os_coslog.h"
 
 namespace
@@ -18,12 +19,6 @@ uint32_t s_u32Integrity = 0;  // 0 until first asked
 
 const uint32_t kIntegrityHigh = 6;    // effective user is the superuser
 const uint32_t kIntegrityMedium = 4;  // any other user
-
-// The processor count of the system-information report.
-long ProcessorCount()
-{
-  return sysconf(_SC_NPROCESSORS_ONLN);
-}
 
 // The low 32 bits of a mask as a processor set; bit 31 also stands for
 // every processor above 31, which are never selected themselves.
@@ -114,7 +109,7 @@ long long COsThread::AffinityGetGlobalMask()
 EOSSTS COsThread::AffinitySetMaskCurrentThread(long long a_llMask)
 {
   AffinitySetGlobalMask(a_llMask);
-  if (ProcessorCount() < 2)
+  if (COsCfg::InfoGetLong(OS_CFGINFO_CPU_TOTAL) < 2)
   {
     return EOSSTS_OK;
   }

@@ -83,15 +83,18 @@ bool FindContent(const T *a_document, const T *a_start, const T *a_end, bool a_b
   {
     return false;
   }
+  ptrdiff_t iLength = pEnd - pContent;
   // The closing "]]>" is taken to stand right before the end marker; it is
-  // not checked, as the documents come from the family's own writers.
+  // not checked, as the documents come from the family's own writers. The
+  // length is adjusted rather than the end pointer, which could otherwise
+  // point before the document.
   if (a_blCdata && StartsWith(pContent, OsXmlText<T>::s_szCdata))
   {
     pContent += s_iCdataOpen;
-    pEnd -= s_iCdataClose;
+    iLength -= s_iCdataOpen + s_iCdataClose;
   }
   *a_ppContent = pContent;
-  *a_piLength = pEnd - pContent;
+  *a_piLength = iLength;
   return true;
 }
 

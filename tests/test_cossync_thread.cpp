@@ -9,6 +9,7 @@
 #include <atomic>
 #include <thread>
 
+#include "os_coscfg.h"
 #include "os_cossync.h"
 #include "os_costhread.h"
 #include "os_testlog.h"
@@ -198,9 +199,10 @@ cpu_set_t CurrentSet()
   return cpuset;
 }
 
+// The processor count the affinity call goes by.
 bool SeveralProcessors()
 {
-  return sysconf(_SC_NPROCESSORS_ONLN) >= 2;
+  return COsCfg::InfoGetLong(OS_CFGINFO_CPU_TOTAL) >= 2;
 }
 
 }  // namespace

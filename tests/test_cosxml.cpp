@@ -6,6 +6,7 @@
 #include <string>
 
 #include "os_cosxml.h"
+#include "os_testlog.h"
 
 namespace
 {
@@ -106,6 +107,10 @@ TEST(XmlCopyMode, TruncatedCdataGivesEmptyContent)
   r = Copy("<a><![CDATA[x]</a>", "<a>", "</a>", 2, true);
   EXPECT_TRUE(r.blFound);
   EXPECT_EQ("", r.strOut);
+  // An end marker inside the wrapper itself, at the document's first byte.
+  r = Copy("<![CDATA[x]]>", "", "<", 64, true);
+  EXPECT_TRUE(r.blFound);
+  EXPECT_EQ("", r.strOut);
 }
 
 TEST(XmlCopyMode, PlainTextSearchRules)
@@ -204,4 +209,21 @@ TEST(XmlReplaceContent, FailuresLeaveTheBuffer)
   EXPECT_STREQ("<a>x</a>", szBuffer);
   EXPECT_EQ(EOSSTS_BADARG, COsXml::ReplaceContent(nullptr, 16, "<a>", "</a>", "y"));
   EXPECT_EQ(EOSSTS_BADARG, COsXml::ReplaceContent(szBuffer, sizeof(szBuffer), "<a>", "</a>", nullptr));
+}
+
+TEST(XmlLog, OnlyTheOverflowIsLogged)
+{
+  ostest::LogCapture logcapture(1);
+  char szOut[4];
+  EXPECT_FALSE(COsXml::GetContent("<a>wxyz</a>", "<a>", "</a>", szOut, sizeof(szOut), false));
+  EXPECT_EQ("A data overflow: <a> <a>wxyz</a>", logcapture.Last());
+  char szDoc[] = "<r><a>wxyz</a></r>";
+  EXPECT_FALSE(COsXml::GetContent(szDoc, "<a>", "</a>", szDoc, 4, false));
+  EXPECT_EQ("A data overflow: <a> <r><a>wxyz</a></r>", logcapture.Last());
+  size_t sizetMessages = logcapture.Messages().size();
+  // Missing markers and empty contents are no faults of the function.
+  EXPECT_FALSE(COsXml::GetContent("<b>x</b>", "<a>", "</a>", szOut, sizeof(szOut), false));
+  char szEmpty[] = "<a></a>";
+  EXPECT_FALSE(COsXml::GetContent(szEmpty, "<a>", "</a>", szEmpty, 0, false));
+  EXPECT_EQ(sizetMessages, logcapture.Messages().size());
 }

@@ -1,0 +1,183 @@
+// test_coscfg_dump.cpp: the configuration report: its file name, its
+// sections in order, the names of unnamed tags and the dynamic area.
+#include <dirent.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "os_coscfg.h"
+#include "test_coscfg.h"
+
+namespace
+{
+
+// Index of the first line equal to a_strLine, or -1.
+int FindLine(const std::vector<std::string> &a_vecLines, const std::string &a_strLine)
+{
+  for (size_t i = 0; i < a_vecLines.size(); i++)
+  {
+    if (a_vecLines[i] == a_strLine)
+    {
+      return static_cast<int>(i);
+    }
+  }
+  return -1;
+}
+
+std::string Value(const char *a_szName, const char *a_szValue)
+{
+  char szLine[256];
+  snprintf(szLine, sizeof(szLine), "%-48s <%s>", a_szName, a_szValue);
+  return szLine;
+}
+
+size_t Count(const std::string &a_strText, const std::string &a_strNeedle)
+{
+  size_t sizetCount = 0;
+  for (size_t pos = a_strText.find(a_strNeedle); pos != std::string::npos;
+       pos = a_strText.find(a_strNeedle, pos + 1))
+  {
+    sizetCount++;
+  }
+  return sizetCount;
+}
+
+}  // namespace
+
+TEST(CfgDump, SectionsInOrderWithCrLf)
+{
+  CfgHome home;
+  ostest::ScopedEnv env("QRB_CFGDUMP_MARK", "here");
+  home.Make();
+  const std::string strFolder = home.Tmp() / "dump/deeper";
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(strFolder.c_str()));
+  const std::string strText = ostest::ReadFile(strFolder + "/qrboscfg.txt");
+  ASSERT_FALSE(strText.empty());
+  EXPECT_EQ(Count(strText, "\n"), Count(strText, "\r\n"));
+  EXPECT_EQ(0u, strText.find("\r\n*** Environmentals ***************************************\r\n\r\n"));
+
+  const std::vector<std::string> vecLines = ostest::SplitLines(strText);
+  const int iEnv = FindLine(vecLines, "QRB_CFGDUMP_MARK=here");
+  const int iInfo = FindLine(vecLines, "*** CFG Info *********************************************");
+  const int iBuild = FindLine(vecLines, "OS_CFGINFO_OS_BUILDSTRING.............0");
+  const int iItems = FindLine(vecLines, "*** OS Library Items *************************************");
+  const int iMain = FindLine(vecLines, "OS_CFGSECTION_MAIN");
+  const int iSizes = FindLine(vecLines, "OS_CFGSECTION_SUPPORTEDSIZES");
+  const int iJpeg = FindLine(vecLines, "OS_CFGSECTION_QRB_ALL");
+  const int iLocal = FindLine(vecLines, "*** There are no local items ************************");
+  const int iDirs = FindLine(vecLines, "*** Directories *************************************");
+  EXPECT_LT(0, iEnv);
+  EXPECT_LT(iEnv, iInfo);
+  EXPECT_EQ(iInfo + 2, iBuild);
+  EXPECT_LT(iBuild, iItems);
+  EXPECT_EQ(iItems + 2, iMain);
+  EXPECT_EQ(iMain + 269, iSizes);  // tags 1..268
+  EXPECT_EQ(iSizes + 52, iJpeg);   // N00..N50
+  EXPECT_EQ(iJpeg + 44, iLocal);   // 42 tables, then a blank line
+  EXPECT_EQ(iLocal + 2, iDirs);
+  EXPECT_EQ("---", vecLines[iDirs + 1]);
+  EXPECT_EQ(1u, Count(strText, "*** There are no local items"));
+  EXPECT_EQ(std::string::npos, strText.find("\r\n["));
+
+  const std::string strNumber = std::to_string(COsCfg::NumberOfProcessors());
+  EXPECT_LT(iBuild, FindLine(vecLines, "OS_CFGINFO_CPU_TOTAL.................." + strNumber));
+  EXPECT_NE(std::string::npos, strText.find("\r\nOS_CFGINFO_MEM_TOTALPHYSICAL.........."));
+  EXPECT_NE(std::string::npos, strText.find("\r\nOS_CFGINFO_MEM_LOAD..................."));
+  EXPECT_NE(std::string::npos, strText.find("\r\nOS_CFGINFO_CPU_VENDORSTRING..........."));
+}
+
+TEST(CfgDump, ValueLinesAndNames)
+{
+  CfgHome home;
+  home.WriteIni("[SupportedSizes]\nN7=A5\n");
+  home.Make();
+  const std::string strFolder = home.Tmp() / "dump";
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(strFolder.c_str()));
+  const std::vector<std::string> vecLines = ostest::SplitLines(ostest::ReadFile(strFolder + "/qrboscfg.txt"));
+  const int iMain = FindLine(vecLines, "OS_CFGSECTION_MAIN");
+  ASSERT_LT(0, iMain);
+  EXPECT_EQ(Value("HomeDirectory", home.Home().c_str()), vecLines[iMain + 1]);
+  EXPECT_EQ(Value("0x00003e", "0"), vecLines[iMain + 62]);
+  EXPECT_EQ(Value("0x000101", ""), vecLines[iMain + 257]);
+  // Section 1 is dumped for the brand tags too, so they show empty values.
+  EXPECT_EQ(Value("CompanyName", ""), vecLines[iMain + 259]);
+  EXPECT_EQ(Value("ServiceName", ""), vecLines[iMain + 268]);
+  EXPECT_LT(
+      0, FindLine(vecLines, Value("DesktopDirectory", home.Main(OS_CFGTAG_SHAREDDESKTOPDIRECTORY).c_str())));
+  EXPECT_LT(0, FindLine(vecLines, Value("N07", "A5")));
+  EXPECT_LT(0, FindLine(vecLines, Value("N00", "")));
+  EXPECT_LT(0, FindLine(vecLines, Value("OS_CFGTAG_JPEGQUANTIZATION_Y_00", "")));
+  EXPECT_LT(0, FindLine(vecLines, Value("OS_CFGTAG_JPEGQUANTIZATION_CBCR_05", "")));
+  EXPECT_LT(0, FindLine(vecLines,
+                        Value("OS_CFGTAG_JPEGQUANTIZATION_CBCR_100",
+                              home.Get(OS_CFGSECTION_QRB_ALL, OS_CFGTAG_JPEGQUANTIZATION_CBCR_100).c_str())));
+  EXPECT_LT(0, FindLine(vecLines, "m_szSystemDirectory                 = </usr/lib>"));
+  EXPECT_LT(0, FindLine(vecLines, "m_szLogDirectory                    = <" + home.Root() + "/log>"));
+  EXPECT_LT(0, FindLine(vecLines, "m_szServiceName                     = <>"));
+}
+
+TEST(CfgDump, DynamicAreaAndNamesCut)
+{
+  CfgHome home;
+  const std::string strLong(60, 'k');
+  OsCfgLookup aoscfglookupSection[] = {{"dsIdentity", 1001}, {nullptr, 1000}};
+  OsCfgLookup aoscfglookupTag[] = {{"writeable", 1001}, {strLong.c_str(), 1002}, {nullptr, 1000}};
+  const char *apszData[2 * 3] = {};
+  char szArguments[512];
+  snprintf(szArguments, sizeof(szArguments),
+           "<cfgsectionptr>%p</cfgsectionptr><cfgtagptr>%p</cfgtagptr><cfgdataptr>%p</cfgdataptr>",
+           static_cast<void *>(aoscfglookupSection), static_cast<void *>(aoscfglookupTag),
+           static_cast<void *>(apszData));
+  home.WriteIni("[dsIdentity]\nwriteable=/srv/w\n");
+  home.Make(EOSCFGENTITY_DRIVER, szArguments);
+  const std::string strFolder = home.Tmp() / "dump";
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(strFolder.c_str()));
+  const std::vector<std::string> vecLines = ostest::SplitLines(ostest::ReadFile(strFolder + "/qrboscfg.txt"));
+  const int iLocal = FindLine(vecLines, "*** Local Items *************************************");
+  ASSERT_LT(0, iLocal);
+  EXPECT_EQ("[dsIdentity]", vecLines[iLocal + 2]);
+  EXPECT_EQ(Value("writeable", "/srv/w"), vecLines[iLocal + 3]);
+  EXPECT_EQ(strLong.substr(0, 48) + " <>", vecLines[iLocal + 4]);
+  EXPECT_EQ("", vecLines[iLocal + 5]);
+}
+
+TEST(CfgDump, FileNamesByEntityFolderAndEnvironment)
+{
+  CfgHome home;
+  home.Make(EOSCFGENTITY_UTILITY);
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));  // the log directory
+  EXPECT_TRUE(ostest::FileExists(home.Root() + "/log/qrboscfg_scanmodel.txt"));
+
+  const std::string strDir = home.Tmp() / "oscfgdir";
+  mkdir(strDir.c_str(), 0777);
+  ostest::ScopedEnv env("QRB_OSCFGDIR", strDir.c_str());
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));
+  // The name carries the time as 17 digits.
+  std::vector<std::string> vecNames;
+  DIR *pdir = opendir(strDir.c_str());
+  ASSERT_NE(nullptr, pdir);
+  for (struct dirent *pdirent = readdir(pdir); pdirent; pdirent = readdir(pdir))
+  {
+    if (pdirent->d_name[0] != '.')
+    {
+      vecNames.push_back(pdirent->d_name);
+    }
+  }
+  closedir(pdir);
+  ASSERT_EQ(1u, vecNames.size());
+  EXPECT_EQ(0u, vecNames[0].find("qrboscfg_"));
+  EXPECT_EQ(strlen("qrboscfg_") + 17 + strlen(".txt"), vecNames[0].size());
+  EXPECT_EQ(".txt", vecNames[0].substr(vecNames[0].size() - 4));
+}
+
+TEST(CfgDump, FolderThatCannotBeMade)
+{
+  CfgHome home;
+  home.Make();
+  ostest::WriteFile(home.Tmp() / "plain", "x");
+  EXPECT_EQ(EOSSTS_IOERROR, COsCfg::Dump((home.Tmp() / "plain/sub").c_str()));
+  EXPECT_EQ(EOSSTS_IOERROR, COsCfg::Dump((home.Tmp() / "plain").c_str()));
+}

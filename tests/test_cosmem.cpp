@@ -1,0 +1,327 @@
+// test_cosmem.cpp: the tracked allocator counts every block with its slack,
+// hands out zero-filled memory, refuses foreign and double releases, and
+// degrades to untracked blocks when its 2,049th record is asked for. The
+// log is checked line by line, since the totals are visible only there.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "os_coslog.h"
+#include "os_cosmem.h"
+#include "os_testutil.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#define OSTEST_LEAK_ALLOWED() __lsan::ScopedDisabler scopeddisabler
+#else
+#define OSTEST_LEAK_ALLOWED() \
+  do                          \
+  {                           \
+  } while (0)
+#endif
+
+namespace
+{
+
+std::string Pointer(const void *a_pv)
+{
+  char sz[32];
+  snprintf(sz, sizeof(sz), "%p", a_pv);
+  return sz;
+}
+
+class MemTest : public ::testing::Test
+{
+protected:
+  void SetUp() override
+  {
+    m_poslogSaved = g_poslog;
+    m_posmemSaved = g_posmem;
+    m_strLog = m_tempdir / "mem.log";
+    g_poslog = new COsLog("test", m_strLog.c_str(), 1, nullptr);
+    g_poslog->EnableAssert(0);
+    m_posmem = new COsMem(OS_MEM_METHOD_MALLOC, 1);
+  }
+
+  void TearDown() override
+  {
+    delete m_posmem;
+    delete g_poslog;
+    g_poslog = m_poslogSaved;
+    g_posmem = m_posmemSaved;
+  }
+
+  // The text of each message line after the header ("... V. text").
+  std::vector<std::string> Texts()
+  {
+    std::vector<std::string> vec;
+    static const std::regex s_regex(R"(^\d{5} \d{9} .{32} [ \d]{5} [ \d-]{5} T\d{4,} S\d+ V(.) )");
+    for (const std::string &strLine : ostest::SplitLines(ostest::ReadFile(m_strLog)))
+    {
+      std::smatch match;
+      if (std::regex_search(strLine, match, s_regex) && strLine.compare(match.length(0), 4, "### ") != 0)
+      {
+        vec.push_back(match[1].str() + " " + strLine.substr(static_cast<size_t>(match.length(0))));
+      }
+    }
+    return vec;
+  }
+
+  bool Logged(const std::string &a_strText)
+  {
+    std::vector<std::string> vec = Texts();
+    return std::find(vec.begin(), vec.end(), a_strText) != vec.end();
+  }
+
+  ostest::TempDir m_tempdir;
+  std::string m_strLog;
+  COsMem *m_posmem = nullptr;
+  COsLog *m_poslogSaved = nullptr;
+  COsMem *m_posmemSaved = nullptr;
+};
+
+TEST_F(MemTest, ConstructorPublishesTheObjectAndDestructorClearsIt)
+{
+  EXPECT_EQ(m_posmem, g_posmem);
+  EXPECT_EQ(static_cast<uint32_t>(sysconf(_SC_PAGESIZE)), g_posmem->GetPageSize());
+}
+
+TEST_F(MemTest, TenBytesCountSeventyFourAndReleaseRestoresTheTotals)
+{
+  void *pv = g_posmem->Alloc(10, "caller.cpp", 12, EOSLOGFLAG_MEM, true, "block");
+  ASSERT_NE(nullptr, pv);
+  EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(pv) % 16);
+  g_posmem->Free(pv, "caller.cpp", 13, EOSLOGFLAG_MEM, true);
+  std::string strAddress = Pointer(pv);
+  std::vector<std::string> vec = Texts();
+  ASSERT_EQ(2u, vec.size());
+  char szAlloc[256];
+  snprintf(szAlloc, sizeof(szAlloc),
+           ". mem>>> m+   AD:%s   SZ:%-9d  AC:%-6d  FC:%-6d  CC:%-6d  CB:%-9llu  PB:%-9llu  FN:%s",
+           strAddress.c_str(), 74, 1, 0, 1, 74ULL, 74ULL, "block");
+  EXPECT_EQ(szAlloc, vec[0]);
+  char szFree[256];
+  snprintf(szFree, sizeof(szFree),
+           ". mem>>> m-   AD:%s   SZ:%-9d  AC:%-6d  FC:%-6d  CC:%-6d  CB:%-9llu  PB:%-9llu  FN:",
+           strAddress.c_str(), 74, 1, 1, 0, 0ULL, 74ULL);
+  EXPECT_EQ(szFree, vec[1]);
+}
+
+TEST_F(MemTest, PeakBytesFollowTheHighestCurrentBytes)
+{
+  void *pv1 = g_posmem->Alloc(36, "c.cpp", 1, EOSLOGFLAG_MEM, false, "one");
+  void *pv2 = g_posmem->Alloc(100, "c.cpp", 2, EOSLOGFLAG_MEM, false, "two");
+  g_posmem->Free(pv1, "c.cpp", 3, EOSLOGFLAG_MEM, false);
+  void *pv3 = g_posmem->Alloc(0x10, "c.cpp", 4, EOSLOGFLAG_MEM, false, nullptr);
+  std::vector<std::string> vec = Texts();
+  ASSERT_EQ(4u, vec.size());
+  EXPECT_NE(std::string::npos, vec[1].find("CB:264        PB:264"));
+  EXPECT_NE(std::string::npos, vec[2].find("CB:164        PB:264"));
+  EXPECT_NE(std::string::npos, vec[3].find("AC:3       FC:1       CC:2       CB:244        PB:264"));
+  g_posmem->Free(pv2, "c.cpp", 5, EOSLOGFLAG_MEM, false);
+  g_posmem->Free(pv3, "c.cpp", 6, EOSLOGFLAG_MEM, false);
+}
+
+TEST_F(MemTest, BlocksComeBackZeroFilledEvenWhenReused)
+{
+  for (int ii = 0; ii < 3; ii++)
+  {
+    auto *pu8 = static_cast<uint8_t *>(g_posmem->Alloc(4000, "c.cpp", 1, EOSLOGFLAG_MEM, true, "z"));
+    ASSERT_NE(nullptr, pu8);
+    for (int jj = 0; jj < 4000 + 64; jj++)
+    {
+      ASSERT_EQ(0, pu8[jj]) << jj;
+    }
+    memset(pu8, 0xa5, 4000 + 64);
+    g_posmem->Free(pu8, "c.cpp", 2, EOSLOGFLAG_MEM, true);
+  }
+}
+
+TEST_F(MemTest, SizeZeroIsReportedAndStillAllocated)
+{
+  void *pv = g_posmem->Alloc(0, "zero.cpp", 77, EOSLOGFLAG_MEM, true, "none");
+  ASSERT_NE(nullptr, pv);
+  EXPECT_TRUE(Logged("E mem>>> a_sizetBytes is 0..."));
+  EXPECT_TRUE(Logged("A mem>>> Error occurred here (we're going to keep going)..."));
+  g_posmem->Free(pv, "zero.cpp", 78, EOSLOGFLAG_MEM, true);
+  EXPECT_NE(std::string::npos, Texts().back().find("SZ:64 "));
+}
+
+TEST_F(MemTest, ForeignPointerIsReportedAndLeftAlone)
+{
+  static char s_acNotOurs[32];
+  g_posmem->Free(s_acNotOurs, "foreign.cpp", 5, EOSLOGFLAG_MEM, true);
+  EXPECT_EQ((std::vector<std::string>{"A mem>>> Can't find managed item..." + Pointer(s_acNotOurs),
+                                      "E mem>>> The error occurred here..."}),
+            Texts());
+  // The second line names the caller.
+  std::string strFile = ostest::ReadFile(m_strLog);
+  EXPECT_NE(std::string::npos, strFile.find("foreign" + std::string(25, ' ') + "     5     0 T"));
+}
+
+TEST_F(MemTest, SecondReleaseOfABlockIsNotFound)
+{
+  void *pv = g_posmem->Alloc(8, "c.cpp", 1, EOSLOGFLAG_MEM, true, "twice");
+  g_posmem->Free(pv, "c.cpp", 2, EOSLOGFLAG_MEM, true);
+  g_posmem->Free(pv, "c.cpp", 3, EOSLOGFLAG_MEM, true);
+  std::vector<std::string> vec = Texts();
+  ASSERT_EQ(4u, vec.size());
+  EXPECT_EQ("A mem>>> Can't find managed item..." + Pointer(pv), vec[2]);
+  EXPECT_EQ("E mem>>> The error occurred here...", vec[3]);
+}
+
+TEST_F(MemTest, NullReleaseIsReported)
+{
+  g_posmem->Free(nullptr, "c.cpp", 9, EOSLOGFLAG_MEM, true);
+  EXPECT_EQ((std::vector<std::string>{"A mem>>> Attempt to free a NULL value...",
+                                      "E mem>>> The error occurred here..."}),
+            Texts());
+}
+
+TEST_F(MemTest, FullTableGivesAnUntrackedBlock)
+{
+  g_poslog->SetDebugLevel(0x10);  // device trace only: no trace line for each block
+  std::vector<void *> vec;
+  for (int ii = 0; ii < 2048; ii++)
+  {
+    vec.push_back(g_posmem->Alloc(1, "c.cpp", 1, EOSLOGFLAG_MEM, true, nullptr));
+    ASSERT_NE(nullptr, vec.back());
+  }
+  EXPECT_TRUE(Texts().empty());
+  void *pvExtra = g_posmem->Alloc(1, "c.cpp", 2, EOSLOGFLAG_MEM, true, nullptr);
+  ASSERT_NE(nullptr, pvExtra);
+  EXPECT_EQ((std::vector<std::string>{"A mem>>> No free slots...",
+                                      "A mem>>> memory manager failed to allocate..."}),
+            Texts());
+  g_posmem->Free(pvExtra, "c.cpp", 3, EOSLOGFLAG_MEM, true);
+  EXPECT_TRUE(Logged("A mem>>> Can't find managed item..." + Pointer(pvExtra)));
+  free(pvExtra);  // the tracker left it alone
+  // A freed record is taken again.
+  g_posmem->Free(vec[100], "c.cpp", 4, EOSLOGFLAG_MEM, true);
+  vec[100] = g_posmem->Alloc(1, "c.cpp", 5, EOSLOGFLAG_MEM, true, nullptr);
+  size_t sizeLines = Texts().size();
+  for (void *pv : vec)
+  {
+    g_posmem->Free(pv, "c.cpp", 6, EOSLOGFLAG_MEM, true);
+  }
+  EXPECT_EQ(sizeLines, Texts().size());
+}
+
+TEST_F(MemTest, SharedTraceBlocksAreWholeZeroedPages)
+{
+  uint32_t u32Page = g_posmem->GetPageSize();
+  auto *pu8 =
+      static_cast<uint8_t *>(g_posmem->Alloc(u32Page + 1, "c.cpp", 1, EOSLOGFLAG_MEMSHARED, true, "shm"));
+  ASSERT_NE(nullptr, pu8);
+  EXPECT_EQ(0, pu8[2 * u32Page - 1]);
+  EXPECT_EQ(EOSSTS_OK, g_posmem->SetAccess(pu8, OS_MEMACCESS_READ));
+  EXPECT_EQ(EOSSTS_OK, g_posmem->SetAccess(pu8, OS_MEMACCESS_READWRITE));
+  pu8[2 * u32Page - 1] = 1;
+  g_posmem->Free(pu8, "c.cpp", 2, EOSLOGFLAG_MEMSHARED, true);
+  std::vector<std::string> vec = Texts();
+  ASSERT_EQ(2u, vec.size());
+  EXPECT_NE(std::string::npos,
+            vec[0].find("mem>>> v+   AD:" + Pointer(pu8) + "   SZ:" + std::to_string(2 * u32Page)));
+  EXPECT_NE(std::string::npos, vec[1].find("mem>>> v-   AD:"));
+}
+
+TEST_F(MemTest, SetAccessRefusesUntrackedPointers)
+{
+  int iLocal = 0;
+  EXPECT_EQ(EOSSTS_BADARG, g_posmem->SetAccess(&iLocal, OS_MEMACCESS_READ));
+}
+
+TEST_F(MemTest, ForeignBlocksAreCountedButNotKept)
+{
+  void *pv = g_posmem->Alloc(10, "c.cpp", 1, EOSLOGFLAG_MEM | OS_MEMFLAG_NOTOWNER, true, "dll");
+  ASSERT_NE(nullptr, pv);
+  std::vector<std::string> vec = Texts();
+  ASSERT_EQ(2u, vec.size());
+  EXPECT_NE(std::string::npos, vec[0].find("m+   AD:"));
+  EXPECT_NE(std::string::npos,
+            vec[1].find("m-*  AD:" + Pointer(pv) + "   SZ:74         AC:1       FC:1       CC:0"));
+  g_posmem->Free(pv, "c.cpp", 2, EOSLOGFLAG_MEM | OS_MEMFLAG_NOTOWNER, true);
+  EXPECT_EQ(". mem>>> freeing value given to us by another DLL..." + Pointer(pv), Texts().back());
+}
+
+TEST_F(MemTest, DumpListsTheRecordsInUse)
+{
+  void *pv1 = g_posmem->Alloc(10, "c.cpp", 1, EOSLOGFLAG_MEM, true, "a");
+  void *pv2 = g_posmem->Alloc(20, "c.cpp", 2, EOSLOGFLAG_MEM, true, "b");
+  g_posmem->Dump(nullptr);
+  g_posmem->Dump(pv2);
+  std::vector<std::string> vec = Texts();
+  ASSERT_EQ(9u, vec.size());
+  EXPECT_EQ(". mem>>> OsMemDump begin...", vec[2]);
+  EXPECT_TRUE(std::regex_match(vec[3], std::regex(". mem>>> 0000       malloc " + Pointer(pv1) +
+                                                  R"(\(0x[0-9a-f]+\) s:74 o:0 v:0 f:\(nil\) <>)")))
+      << vec[3];
+  EXPECT_EQ(0u, vec[4].find(". mem>>> 0001       malloc " + Pointer(pv2)));
+  EXPECT_EQ(". mem>>> OsMemDump end...", vec[5]);
+  EXPECT_EQ(0u, vec[7].find(". mem>>> 0001       malloc " + Pointer(pv2)));
+  g_posmem->Free(pv1, "c.cpp", 3, EOSLOGFLAG_MEM, true);
+  g_posmem->Free(pv2, "c.cpp", 4, EOSLOGFLAG_MEM, true);
+}
+
+TEST_F(MemTest, DumpSystemNamesTheFileAfterTheTime)
+{
+  char szOld[4096];
+  ASSERT_NE(nullptr, getcwd(szOld, sizeof(szOld)));
+  ASSERT_EQ(0, chdir(m_tempdir.Path().c_str()));
+  g_posmem->DumpSystem("crash.txt");
+  g_posmem->DumpSystem(nullptr);
+  EXPECT_EQ(0, chdir(szOld));
+  std::vector<std::string> vec = Texts();
+  ASSERT_EQ(2u, vec.size());
+  std::smatch match;
+  const std::regex regexCrash(R"re(\. system: pmap \d+ > "(crash_\d{9}\.txt)" \(.*crash_\d{9}\.txt\))re");
+  ASSERT_TRUE(std::regex_match(vec[0], match, regexCrash)) << vec[0];
+  EXPECT_TRUE(ostest::FileExists(m_tempdir / match[1].str()));
+  const std::regex regexDefault(R"re(\. system: pmap \d+ > "(QrbMem_\d{9}\.txt)" .*)re");
+  ASSERT_TRUE(std::regex_match(vec[1], match, regexDefault)) << vec[1];
+  EXPECT_TRUE(ostest::FileExists(m_tempdir / match[1].str()));
+}
+
+TEST_F(MemTest, NotOwningObjectLeavesItsImplementationButClearsTheGlobal)
+{
+  OSTEST_LEAK_ALLOWED();
+  COsMem *posmem = new COsMem(OS_MEM_METHOD_MALLOC, 0);
+  EXPECT_EQ(posmem, g_posmem);
+  void *pv = posmem->Alloc(5, "c.cpp", 1, EOSLOGFLAG_MEM, true, "kept");
+  delete posmem;
+  EXPECT_EQ(nullptr, g_posmem);
+  free(pv);
+  g_posmem = m_posmem;
+}
+
+TEST(MemNoImpl, UnknownMethodGivesNoBlock)
+{
+  COsMem *posmemSaved = g_posmem;
+  COsLog *poslogSaved = g_poslog;
+  ostest::TempDir tempdir;
+  std::string strLog = tempdir / "m.log";
+  g_poslog = new COsLog("test", strLog.c_str(), 0, nullptr);
+  g_poslog->EnableAssert(0);
+  char szOld[4096];
+  ASSERT_NE(nullptr, getcwd(szOld, sizeof(szOld)));
+  ASSERT_EQ(0, chdir(tempdir.Path().c_str()));  // the crash dump lands here
+  {
+    COsMem osmem(7, 1);
+    EXPECT_EQ(nullptr, osmem.Alloc(10, "c.cpp", 1, EOSLOGFLAG_MEM, true, nullptr));
+  }
+  EXPECT_EQ(0, chdir(szOld));
+  std::string strFile = ostest::ReadFile(strLog);
+  EXPECT_NE(std::string::npos, strFile.find("VA mem>>> Unrecognized method...7\r\n"));
+  EXPECT_NE(std::string::npos, strFile.find("VA mem>>> Error occurred here...\r\n"));
+  delete g_poslog;
+  g_poslog = poslogSaved;
+  g_posmem = posmemSaved;
+}
+
+}  // namespace

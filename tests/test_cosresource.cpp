@@ -1,0 +1,518 @@
+// test_cosresource.cpp: the resource table at the end of a file: building it
+// with Update, reading it with Open and the walk, corrupt tables, versions.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "os_cosresource.h"
+#include "os_testlog.h"
+#include "os_testutil.h"
+
+namespace
+{
+
+size_t Page()
+{
+  return static_cast<size_t>(sysconf(_SC_PAGESIZE));
+}
+
+// Stand-in for a program image: a recognisable byte pattern.
+std::string Image(size_t a_sizetBytes)
+{
+  std::string str(a_sizetBytes, '\0');
+  for (size_t ii = 0; ii < a_sizetBytes; ii++)
+  {
+    str[ii] = static_cast<char>('a' + ii % 26);
+  }
+  return str;
+}
+
+void PutLe32(std::string *a_pstr, size_t a_sizetAt, uint32_t a_u32Value)
+{
+  for (int ii = 0; ii < 4; ii++)
+  {
+    (*a_pstr)[a_sizetAt + ii] = static_cast<char>(a_u32Value >> (8 * ii));
+  }
+}
+
+uint32_t GetLe32(const std::string &a_str, size_t a_sizetAt)
+{
+  uint32_t u32 = 0;
+  for (int ii = 3; ii >= 0; ii--)
+  {
+    u32 = (u32 << 8) | static_cast<uint8_t>(a_str[a_sizetAt + ii]);
+  }
+  return u32;
+}
+
+// A hand-made table, for the corrupt cases that Update never writes.
+class RawTable
+{
+public:
+  explicit RawTable(bool a_blMarker = true) : m_str(OS_RESOURCE_TABLESIZE, '\0')
+  {
+    if (a_blMarker)
+    {
+      m_str.replace(OS_RESOURCE_MARKERENTRY * OS_RESOURCE_ENTRYSIZE, 9, OS_RESOURCE_MARKER);
+    }
+  }
+  RawTable &Entry(int a_iIndex, const std::string &a_strName, uint32_t a_u32Offset, uint32_t a_u32Size,
+                  uint32_t a_u32OffsetHigh = 0)
+  {
+    size_t sizetAt = static_cast<size_t>(a_iIndex) * OS_RESOURCE_ENTRYSIZE;
+    m_str.replace(sizetAt, a_strName.size(), a_strName);
+    PutLe32(&m_str, sizetAt + OS_RESOURCE_OFFSETFIELD, a_u32Offset);
+    PutLe32(&m_str, sizetAt + OS_RESOURCE_OFFSETHIGHFIELD, a_u32OffsetHigh);
+    PutLe32(&m_str, sizetAt + OS_RESOURCE_SIZEFIELD, a_u32Size);
+    return *this;
+  }
+  const std::string &Bytes() const { return m_str; }
+
+private:
+  std::string m_str;
+};
+
+std::string Read(const std::string &a_strFile, const char *a_szName, EOSSTS *a_peossts)
+{
+  COsResource osresource;
+  *a_peossts = osresource.Open(a_strFile.c_str(), a_szName, EOSRESOURCETYPE_DATA);
+  if (*a_peossts != EOSSTS_OK)
+  {
+    EXPECT_EQ(nullptr, osresource.GetPointer());
+    EXPECT_EQ(0u, osresource.GetSize());
+    return "";
+  }
+  return std::string(static_cast<const char *>(osresource.GetPointer()), osresource.GetSize());
+}
+
+EOSSTS OpenStatus(const std::string &a_strFile, const char *a_szName)
+{
+  EOSSTS eossts = 0;
+  Read(a_strFile, a_szName, &eossts);
+  return eossts;
+}
+
+EOSSTS Add(const std::string &a_strFile, const char *a_szName, const std::string &a_strData)
+{
+  return COsResource::Update(a_strFile.c_str(), a_szName, EOSRESOURCETYPE_DATA, a_strData.data(),
+                             static_cast<uint32_t>(a_strData.size()));
+}
+
+std::vector<OsResourceInfo> Walk(const std::string &a_strFile, EOSSTS *a_peossts)
+{
+  std::vector<OsResourceInfo> vec;
+  COsResource osresource;
+  OsResourceInfo osresourceinfo;
+  *a_peossts = osresource.FindFirst(a_strFile.c_str(), &osresourceinfo);
+  for (EOSSTS eossts = *a_peossts; eossts == EOSSTS_OK; eossts = osresource.FindNext(&osresourceinfo))
+  {
+    vec.push_back(osresourceinfo);
+  }
+  return vec;
+}
+
+class Resource : public ::testing::Test
+{
+protected:
+  void SetUp() override
+  {
+    m_strFile = m_tempdir / "program";
+    m_strImage = Image(3 * Page() + 123);
+    ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage));
+  }
+  ostest::TempDir m_tempdir;
+  std::string m_strFile;
+  std::string m_strImage;
+};
+
+const char s_szScanners[] = "<pnphelper><scanner><id>USB\\VID_040A&PID_6020</id></scanner></pnphelper>";
+
+}  // namespace
+
+TEST_F(Resource, UpdateLaysOutImageBlocksAndTable)
+{
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "BRAND", "<brand/>"));
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "PNPHELPER", s_szScanners));
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "VERSION", "00020000"));
+  std::string str = ostest::ReadFile(m_strFile);
+  size_t sizetBlocks = 8 + strlen(s_szScanners) + 8;
+  ASSERT_EQ(m_strImage.size() + sizetBlocks + OS_RESOURCE_TABLESIZE, str.size());
+  EXPECT_EQ(m_strImage, str.substr(0, m_strImage.size()));
+  size_t sizetTable = str.size() - OS_RESOURCE_TABLESIZE;
+  auto entry = [&](int a_iIndex) { return sizetTable + a_iIndex * OS_RESOURCE_ENTRYSIZE; };
+  EXPECT_EQ(0, memcmp(str.data() + entry(63), "@!@qrb@!@\0\0\0", 12));
+  EXPECT_STREQ("BRAND", str.data() + entry(62));
+  EXPECT_STREQ("PNPHELPER", str.data() + entry(61));
+  EXPECT_STREQ("VERSION", str.data() + entry(60));
+  EXPECT_EQ('\0', str[entry(59)]);
+  EXPECT_EQ(m_strImage.size(), GetLe32(str, entry(62) + OS_RESOURCE_OFFSETFIELD));
+  EXPECT_EQ(strlen(s_szScanners), GetLe32(str, entry(61) + OS_RESOURCE_SIZEFIELD));
+  // The last block ends exactly where the table begins.
+  EXPECT_EQ(sizetTable, GetLe32(str, entry(60) + OS_RESOURCE_OFFSETFIELD) + 8u);
+  EXPECT_EQ(0u, GetLe32(str, entry(60) + OS_RESOURCE_OFFSETHIGHFIELD));
+  EXPECT_EQ("00020000", str.substr(sizetTable - 8, 8));
+}
+
+TEST_F(Resource, OpenFindsNamesWithoutRegardToCase)
+{
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "BRAND", "<brand/>"));
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "PNPHELPER", s_szScanners));
+  EOSSTS eossts = 1;
+  EXPECT_EQ(s_szScanners, Read(m_strFile, "pnphelper", &eossts));
+  EXPECT_EQ(EOSSTS_OK, eossts);
+  EXPECT_EQ("<brand/>", Read(m_strFile, "Brand", &eossts));
+  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "VERSION"));
+  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "PNPHELPE"));
+}
+
+TEST_F(Resource, ReplaceKeepsTheOthersAndTheirOrder)
+{
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "A", "first"));
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "B", "second"));
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "C", "third"));
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "b", "a much longer second block"));
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "A", ""));
+  EOSSTS eossts = 1;
+  EXPECT_EQ("", Read(m_strFile, "A", &eossts));
+  EXPECT_EQ(EOSSTS_OK, eossts);
+  EXPECT_EQ("a much longer second block", Read(m_strFile, "B", &eossts));
+  EXPECT_EQ("third", Read(m_strFile, "C", &eossts));
+  std::vector<OsResourceInfo> vec = Walk(m_strFile, &eossts);
+  ASSERT_EQ(3u, vec.size());
+  EXPECT_STREQ("A", vec[0].szName);
+  EXPECT_EQ(62u, vec[0].u32Index);
+  EXPECT_STREQ("b", vec[1].szName);
+  EXPECT_STREQ("C", vec[2].szName);
+  EXPECT_EQ(60u, vec[2].u32Index);
+  std::string str = ostest::ReadFile(m_strFile);
+  EXPECT_EQ(m_strImage.size() + 26 + 5 + OS_RESOURCE_TABLESIZE, str.size());
+  EXPECT_EQ(m_strImage, str.substr(0, m_strImage.size()));
+}
+
+TEST_F(Resource, UpdateKeepsPermissionBits)
+{
+  ASSERT_EQ(0, chmod(m_strFile.c_str(), 0751));
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "X", "x"));
+  struct stat statFile;
+  ASSERT_EQ(0, stat(m_strFile.c_str(), &statFile));
+  EXPECT_EQ(0751u, statFile.st_mode & 07777u);
+}
+
+TEST_F(Resource, UpdateRefusesBadArguments)
+{
+  EXPECT_EQ(EOSSTS_FILENOTFOUND, Add(m_tempdir / "missing", "X", "x"));
+  EXPECT_EQ(EOSSTS_BADARG, COsResource::Update(m_strFile.c_str(), "X", 7, "x", 1));
+  EXPECT_EQ(EOSSTS_BADARG, Add(m_strFile, "", "x"));
+  EXPECT_EQ(EOSSTS_BADARG, Add(m_strFile, std::string(32, 'N').c_str(), "x"));
+  EXPECT_EQ(EOSSTS_BADARG, COsResource::Update(m_strFile.c_str(), "X", EOSRESOURCETYPE_DATA, nullptr, 4));
+  EXPECT_EQ(EOSSTS_FAIL, Add(m_tempdir.Path(), "X", "x"));
+  EXPECT_EQ(m_strImage, ostest::ReadFile(m_strFile));
+  // The longest name that fits its field with a terminator.
+  std::string strName(31, 'N');
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, strName.c_str(), "x"));
+  EOSSTS eossts = 1;
+  EXPECT_EQ("x", Read(m_strFile, strName.c_str(), &eossts));
+}
+
+TEST_F(Resource, UpdateDoesNotWriteThroughASymbolicLink)
+{
+  std::string strLink = m_tempdir / "link";
+  ASSERT_EQ(0, symlink(m_strFile.c_str(), strLink.c_str()));
+  EXPECT_EQ(EOSSTS_FAIL, Add(strLink, "X", "x"));
+  EXPECT_EQ(m_strImage, ostest::ReadFile(m_strFile));
+}
+
+TEST_F(Resource, UpdateRefusesACorruptTable)
+{
+  std::string strTable = RawTable().Entry(62, "A", 100, 10).Entry(61, "B", 0xFFFFFF00u, 10).Bytes();
+  ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + strTable));
+  EXPECT_EQ(EOSSTS_FAIL, Add(m_strFile, "C", "c"));
+  EXPECT_EQ(m_strImage + strTable, ostest::ReadFile(m_strFile));
+}
+
+TEST_F(Resource, FullTableRefusesANewNameAndFallsBackToEntryZero)
+{
+  for (int ii = 62; ii >= 0; ii--)
+  {
+    std::string strName = "R" + std::to_string(ii);
+    ASSERT_EQ(EOSSTS_OK, Add(m_strFile, strName.c_str(), "data" + std::to_string(ii))) << ii;
+  }
+  EXPECT_EQ(EOSSTS_NOFIT, Add(m_strFile, "ONEMORE", "x"));
+  // Replacing in a full table still works.
+  EXPECT_EQ(EOSSTS_OK, Add(m_strFile, "R30", "new30"));
+  EOSSTS eossts = 1;
+  EXPECT_EQ("new30", Read(m_strFile, "r30", &eossts));
+  EXPECT_EQ("data0", Read(m_strFile, "R0", &eossts));
+  // Any unknown name yields the bottom entry of a full table.
+  EXPECT_EQ("data0", Read(m_strFile, "NOSUCHNAME", &eossts));
+  EXPECT_EQ(EOSSTS_OK, eossts);
+  std::vector<OsResourceInfo> vec = Walk(m_strFile, &eossts);
+  ASSERT_EQ(63u, vec.size());
+  EXPECT_EQ(0u, vec.back().u32Index);
+}
+
+TEST_F(Resource, ObjectIsReusableButNotOpenTwice)
+{
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "A", "alpha"));
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "B", "beta"));
+  COsResource osresource;
+  ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "A", EOSRESOURCETYPE_DATA));
+  EXPECT_EQ(EOSSTS_FAIL, osresource.Open(m_strFile.c_str(), "B", EOSRESOURCETYPE_DATA));
+  EXPECT_EQ(0, memcmp("alpha", osresource.GetPointer(), 5));
+  OsResourceInfo osresourceinfo;
+  EXPECT_EQ(EOSSTS_FAIL, osresource.FindFirst(m_strFile.c_str(), &osresourceinfo));
+  osresource.Close();
+  EXPECT_EQ(nullptr, osresource.GetPointer());
+  EXPECT_EQ(0u, osresource.GetSize());
+  // A failed open leaves the object closed and usable.
+  EXPECT_EQ(EOSSTS_NOTFOUND, osresource.Open(m_strFile.c_str(), "C", EOSRESOURCETYPE_DATA));
+  ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "B", EOSRESOURCETYPE_DATA));
+  EXPECT_EQ(4u, osresource.GetSize());
+}
+
+TEST_F(Resource, FileWithoutTableOrTooShort)
+{
+  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "A"));
+  // No marker in entry 63, although entry 62 looks fine.
+  ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + RawTable(false).Entry(62, "A", 0, 4).Bytes()));
+  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "A"));
+  // A table in a file shorter than two pages cannot be mapped.
+  std::string strShort =
+      Image(2 * Page() - OS_RESOURCE_TABLESIZE - 1) + RawTable().Entry(62, "A", 0, 4).Bytes();
+  ASSERT_TRUE(ostest::WriteFile(m_strFile, strShort));
+  EXPECT_EQ(EOSSTS_FAIL, OpenStatus(m_strFile, "A"));
+  ASSERT_TRUE(ostest::WriteFile(m_strFile, "x" + strShort));
+  EXPECT_EQ(EOSSTS_OK, OpenStatus(m_strFile, "A"));
+  EXPECT_EQ(EOSSTS_FAIL, OpenStatus(m_tempdir / "missing", "A"));
+  EXPECT_EQ(EOSSTS_FAIL, OpenStatus(std::string(600, 'x'), "A"));
+  EXPECT_EQ(EOSSTS_FAIL, OpenStatus(m_tempdir.Path(), "A"));
+  ASSERT_TRUE(ostest::WriteFile(m_strFile, ""));
+  EXPECT_EQ(EOSSTS_FAIL, OpenStatus(m_strFile, "A"));
+}
+
+TEST_F(Resource, FifoDoesNotBlock)
+{
+  std::string strFifo = m_tempdir / "fifo";
+  ASSERT_EQ(0, mkfifo(strFifo.c_str(), 0600));
+  EXPECT_EQ(EOSSTS_FAIL, OpenStatus(strFifo, "A"));
+}
+
+TEST_F(Resource, EntriesOutsideTheFileAreNotFound)
+{
+  uint32_t u32TableAt = static_cast<uint32_t>(m_strImage.size());
+  uint32_t u32End = u32TableAt + OS_RESOURCE_TABLESIZE;
+  RawTable rawtable;
+  rawtable
+      .Entry(62, "EXACT", u32End - 10, 10)   // ends at the end of the file
+      .Entry(61, "PAST", u32End - 10, 11)    // one byte beyond
+      .Entry(60, "FAROFF", 0x7FFFFFF0u, 16)  // far beyond
+      .Entry(59, "HUGE", 4096, 0xFFFFFFFFu)  // size overflows
+      .Entry(58, "WRAP", 0xFFFFFFF0u, 0x20)  // offset + size wraps 32 bits
+      .Entry(57, "HIGH", 0, 4, 1)            // high half of the offset set
+      .Entry(56, "EMPTY", u32End, 0);        // empty block at the very end
+  ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + rawtable.Bytes()));
+  EXPECT_EQ(EOSSTS_OK, OpenStatus(m_strFile, "EXACT"));
+  for (const char *szName : {"PAST", "FAROFF", "HUGE", "WRAP", "HIGH"})
+  {
+    EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, szName)) << szName;
+  }
+  EOSSTS eossts = 1;
+  EXPECT_EQ("", Read(m_strFile, "EMPTY", &eossts));
+  EXPECT_EQ(EOSSTS_OK, eossts);
+  // The walk skips the bad entries and goes on.
+  std::vector<OsResourceInfo> vec = Walk(m_strFile, &eossts);
+  ASSERT_EQ(2u, vec.size());
+  EXPECT_STREQ("EXACT", vec[0].szName);
+  EXPECT_EQ(u32End - 10, vec[0].u32Offset);
+  EXPECT_EQ(10u, vec[0].u32Size);
+  EXPECT_STREQ("EMPTY", vec[1].szName);
+}
+
+TEST_F(Resource, AnEmptyEntryEndsTheSearch)
+{
+  // Entry 62 empty: entry 61 is never reached, by Open nor by the walk.
+  ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + RawTable().Entry(61, "A", 0, 4).Bytes()));
+  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "A"));
+  EOSSTS eossts = 0;
+  EXPECT_TRUE(Walk(m_strFile, &eossts).empty());
+  EXPECT_EQ(EOSSTS_NOTFOUND, eossts);
+}
+
+TEST_F(Resource, NameFieldOfFullWidth)
+{
+  // A 32-character name has no terminator in its field.
+  std::string strName(32, 'W');
+  ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + RawTable().Entry(62, strName, 0, 4).Bytes()));
+  EOSSTS eossts = 1;
+  EXPECT_EQ("abcd", Read(m_strFile, strName.c_str(), &eossts));
+  std::vector<OsResourceInfo> vec = Walk(m_strFile, &eossts);
+  ASSERT_EQ(1u, vec.size());
+  EXPECT_EQ(strName, vec[0].szName);
+}
+
+TEST_F(Resource, WalkOfAFileWithoutTable)
+{
+  EOSSTS eossts = 0;
+  EXPECT_TRUE(Walk(m_strFile, &eossts).empty());
+  EXPECT_EQ(EOSSTS_NOTFOUND, eossts);
+  EXPECT_TRUE(Walk(m_tempdir / "missing", &eossts).empty());
+  EXPECT_EQ(EOSSTS_FAIL, eossts);
+}
+
+TEST_F(Resource, GetVersionConvertsTheText)
+{
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "VERSION", "00020000"));
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "VERSIONSIMPLE", "01020304"));
+  char szVersion[64];
+  EXPECT_EQ(EOSSTS_OK,
+            COsResource::GetVersion(m_strFile.c_str(), szVersion, sizeof(szVersion), "VERSION", true));
+  EXPECT_STREQ("0.2", szVersion);
+  EXPECT_EQ(EOSSTS_OK,
+            COsResource::GetVersion(m_strFile.c_str(), szVersion, sizeof(szVersion), "versionsimple", true));
+  EXPECT_STREQ("1.2.3.4", szVersion);
+  // Four bytes of room: "000" is copied and converts to 0.0.
+  char szSmall[4];
+  EXPECT_EQ(EOSSTS_OK, COsResource::GetVersion(m_strFile.c_str(), szSmall, sizeof(szSmall), "VERSION", true));
+  EXPECT_STREQ("0.0", szSmall);
+  memset(szVersion, 'x', sizeof(szVersion));
+  EXPECT_EQ(EOSSTS_NOTFOUND,
+            COsResource::GetVersion(m_strFile.c_str(), szVersion, sizeof(szVersion), "NOVERSION", true));
+  EXPECT_STREQ("", szVersion);
+  EXPECT_EQ(EOSSTS_BADARG, COsResource::GetVersion(m_strFile.c_str(), nullptr, 8, "VERSION", true));
+  EXPECT_EQ(EOSSTS_BADARG, COsResource::GetVersion(m_strFile.c_str(), szVersion, 0, "VERSION", true));
+}
+
+TEST_F(Resource, DumpHandlesOnlyVersions)
+{
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "VERSION", "00020000"));
+  EXPECT_EQ(EOSSTS_BADARG, COsResource::Dump(m_strFile.c_str(), "PNPHELPER"));
+  testing::internal::CaptureStdout();
+  EOSSTS eossts = COsResource::Dump(m_strFile.c_str(), "VERSION");
+  EXPECT_EQ("VERSION: 0.2\n", testing::internal::GetCapturedStdout());
+  EXPECT_EQ(EOSSTS_OK, eossts);
+}
+
+// GetVersionInfo asks the "file" and "monodis" programs; fake ones on PATH
+// stand in for them.
+class VersionInfo : public Resource
+{
+protected:
+  void Tool(const char *a_szName, const std::string &a_strOutput)
+  {
+    std::string strPath = m_tempdir / a_szName;
+    ASSERT_TRUE(ostest::WriteFile(strPath, "#!/bin/sh\necho '" + a_strOutput + "'\n"));
+    ASSERT_EQ(0, chmod(strPath.c_str(), 0755));
+  }
+  EOSSTS Info(const std::string &a_strFile)
+  {
+    ostest::ScopedEnv scopedenv("PATH", (m_tempdir.Path() + ":/usr/bin:/bin").c_str());
+    return COsResource::GetVersionInfo(a_strFile.c_str(), m_szVersion, sizeof(m_szVersion), 0);
+  }
+  char m_szVersion[64] = {};
+};
+
+TEST_F(VersionInfo, ReadsTheAssemblyVersion)
+{
+  Tool("file", "program: PE32 executable Mono/.Net assembly, for MS Windows");
+  Tool("monodis", "Assembly Table\nName:          x\nVersion:       1.2.0.0\nCulture:");
+  EXPECT_EQ(EOSSTS_OK, Info(m_strFile));
+  EXPECT_STREQ("1.2", m_szVersion);
+  // GetVersion falls back to it when the resource is missing and not local only.
+  char szVersion[16];
+  ostest::ScopedEnv scopedenv("PATH", (m_tempdir.Path() + ":/usr/bin:/bin").c_str());
+  EXPECT_EQ(EOSSTS_OK,
+            COsResource::GetVersion(m_strFile.c_str(), szVersion, sizeof(szVersion), "VERSION", false));
+  EXPECT_STREQ("1.2", szVersion);
+}
+
+TEST_F(VersionInfo, FailsOnOtherFilesAndMissingVersion)
+{
+  Tool("file", "program: ELF 64-bit LSB executable");
+  EXPECT_EQ(EOSSTS_NOTFOUND, Info(m_strFile));
+  Tool("file", "program: PE32 executable Mono/.Net assembly");
+  Tool("monodis", "Name: x");
+  EXPECT_EQ(EOSSTS_FAIL, Info(m_strFile));
+  EXPECT_STREQ("", m_szVersion);
+}
+
+TEST_F(VersionInfo, RefusesPathsThatCouldBreakTheCommandLine)
+{
+  for (const char *szName : {"a\"b", "a$b", "a`b", "a\\b"})
+  {
+    std::string strFile = m_tempdir / szName;
+    ASSERT_TRUE(ostest::WriteFile(strFile, "x"));
+    EXPECT_EQ(EOSSTS_BADARG, Info(strFile)) << szName;
+  }
+}
+
+// The running program reads the resources appended to its own file: a copy
+// of this test program gets a resource and runs this same test, which then
+// takes the other branch.
+TEST(LocalResource, ReadsTheProgramsOwnFile)
+{
+  if (getenv("OSTEST_LOCAL_RESOURCE"))
+  {
+    EOSSTS eossts = 1;
+    EXPECT_EQ(s_szScanners, Read(OS_RESOURCE_LOCAL, "PNPHELPER", &eossts));
+    EXPECT_EQ(EOSSTS_OK, eossts);
+    return;
+  }
+  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(OS_RESOURCE_LOCAL, "PNPHELPER"));
+  ostest::TempDir tempdir;
+  std::string strCopy = tempdir / "copy";
+  ASSERT_TRUE(ostest::WriteFile(strCopy, ostest::ReadFile("/proc/self/exe")));
+  ASSERT_EQ(0, chmod(strCopy.c_str(), 0755));
+  ASSERT_EQ(EOSSTS_OK, Add(strCopy, "PNPHELPER", s_szScanners));
+  std::string strCommand = "OSTEST_LOCAL_RESOURCE=1 " + strCopy +
+                           " --gtest_filter=LocalResource.ReadsTheProgramsOwnFile >" + (tempdir / "out") +
+                           " 2>&1";
+  EXPECT_EQ(0, system(strCommand.c_str())) << ostest::ReadFile(tempdir / "out");
+}
+
+TEST_F(Resource, LogsAtANonZeroDebugLevel)
+{
+  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "PNPHELPER", s_szScanners));
+  ostest::LogCapture logcapture(1);
+  {
+    COsResource osresource;
+    EXPECT_EQ(0u, logcapture.Last().find(". mem>>> addr:"));
+    EXPECT_NE(std::string::npos, logcapture.Last().find("  new COsResourceImpl"));
+    EXPECT_EQ(EOSSTS_NOTFOUND, osresource.Open(m_strFile.c_str(), "VERSION", EOSRESOURCETYPE_DATA));
+    std::vector<std::string> vec = logcapture.Messages();
+    ASSERT_LE(2u, vec.size());
+    EXPECT_EQ(". searching...62 <VERSION> <PNPHELPER>", vec[vec.size() - 2]);
+    EXPECT_EQ(". FindResource failed...<VERSION>", vec.back());
+    ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "PNPHELPER", EOSRESOURCETYPE_DATA));
+    EXPECT_EQ(EOSSTS_FAIL, osresource.Open(m_strFile.c_str(), "PNPHELPER", EOSRESOURCETYPE_DATA));
+    EXPECT_EQ("A this osresource is already in use...", logcapture.Last());
+  }
+  EXPECT_EQ(0u, logcapture.Last().find(". mem>>> addr:"));
+  EXPECT_NE(std::string::npos, logcapture.Last().find(" delete-object"));
+  ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage));
+  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "PNPHELPER"));
+  std::vector<std::string> vec = logcapture.Messages();
+  ASSERT_LE(2u, vec.size());
+  std::string strFooter = vec[vec.size() - 2];  // the destructor's line comes last
+  EXPECT_EQ(0u, strFooter.find(". resource footer not found...<PNPHELPER> </")) << strFooter;
+  EXPECT_EQ(strFooter.size() - strlen("/program>"), strFooter.find("/program>")) << strFooter;
+  char szVersion[16];
+  EXPECT_EQ(EOSSTS_NOTFOUND,
+            COsResource::GetVersion(m_strFile.c_str(), szVersion, sizeof(szVersion), "VERSION", true));
+  EXPECT_EQ(". Resource VERSION not found", logcapture.Last());
+  EXPECT_EQ(EOSSTS_BADARG, COsResource::Update(m_strFile.c_str(), "X", 7, "x", 1));
+  EXPECT_EQ("A Unrecognized resource type: 7", logcapture.Last());
+  EXPECT_EQ(EOSSTS_BADARG, COsResource::Dump(m_strFile.c_str(), "PNPHELPER"));
+  EXPECT_EQ("A Dump only handles VERSION* resources", logcapture.Last());
+}
+
+TEST_F(Resource, InformationIsSilentAtLevelZero)
+{
+  ostest::LogCapture logcapture(0);
+  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "PNPHELPER"));
+  EXPECT_EQ(EOSSTS_FAIL, OpenStatus(m_tempdir / "missing", "PNPHELPER"));
+  EXPECT_TRUE(logcapture.Messages().empty());
+}
