@@ -700,7 +700,8 @@ void COsLogImpl::WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, 
   {
     return;
   }
-  if (m_iGeneralInfoPending)
+  // One thread takes the pending block; the others go on with their lines.
+  if (__atomic_exchange_n(&m_iGeneralInfoPending, 0, __ATOMIC_SEQ_CST))
   {
     GeneralInfo(a_poslogslot);
   }
