@@ -302,6 +302,13 @@ EOSSTS UtilityDirectories(const char *a_szUniqueName, char *a_szLogDirectory, ch
   return eossts;
 }
 
+// Sets the block into the environment, for the processes started later.
+void PublishBlock()
+{
+  COsCfg::OsCfgServicesArgumentsSetAndLock(true);
+  COsCfg::OsCfgServicesArgumentsSetAndLock(false);
+}
+
 // A top-most utility publishes a block that sends its children's logs to
 // <log directory>/<name>/isis/log.
 void UtilityPublishOwnBlock(const char *a_szLogDirectory, const char *a_szHomeName)
@@ -313,8 +320,7 @@ void UtilityPublishOwnBlock(const char *a_szLogDirectory, const char *a_szHomeNa
   COsFile::PathAppend(szLogPath, sizeof(szLogPath), "log");
   OsServicesSetArguments(szLogPath, a_szHomeName, TextAfterLogLevel(s_szOsServicesArguments), nullptr,
                          nullptr, false, false);
-  COsCfg::OsCfgServicesArgumentsSetAndLock(true);
-  COsCfg::OsCfgServicesArgumentsSetAndLock(false);
+  PublishBlock();
 }
 
 // A utility started under an inherited block logs into the parent's log
@@ -659,6 +665,19 @@ void ReadCallerConstIni(const char *a_szCallerDirectory, int *a_piLevel)
   }
 }
 
+// <directory>/log.<current UTC time as 17 digits>.
+void TimedLogFile(const char *a_szDirectory, char *a_szLogFile, uint32_t a_u32Size)
+{
+  OsTimeRecord ostimerecord;
+  char szTime[32] = "";
+  char szLogName[OS_SVC_NAMESIZE];
+  (void)COsTime::GetSystemTime(&ostimerecord);
+  (void)COsTime::GetStringTime(&ostimerecord, szTime, sizeof(szTime));
+  COsString::SStrPrintf(szLogName, sizeof(szLogName), "log.%s", szTime);
+  COsString::SStrCpy(a_szLogFile, a_u32Size, a_szDirectory);
+  COsFile::PathAppend(a_szLogFile, a_u32Size, szLogName);
+}
+
 // Steps 1 and 2 of an interface open: false when an inherited block stays.
 bool InterfaceOpenMayTakeOver(const char *a_szOpenText)
 {
@@ -867,22 +886,13 @@ void OsServicesProcessInterfaceOpen(const char *a_szOpenText)
   COsFile::PathAppend(szCallerDirectory, sizeof(szCallerDirectory), szSecond);
   COsFile::PathAppend(szCallerDirectory, sizeof(szCallerDirectory), s_szUniqueName);
   ReadCallerConstIni(szCallerDirectory, &iLevel);
-
-  OsTimeRecord ostimerecord;
-  char szTime[32] = "";
-  char szLogName[OS_SVC_NAMESIZE];
-  (void)COsTime::GetSystemTime(&ostimerecord);
-  (void)COsTime::GetStringTime(&ostimerecord, szTime, sizeof(szTime));
-  COsString::SStrPrintf(szLogName, sizeof(szLogName), "log.%s", szTime);
   char szLogFile[OS_SVC_PATHSIZE];
-  COsString::SStrCpy(szLogFile, sizeof(szLogFile), szCallerDirectory);
-  COsFile::PathAppend(szLogFile, sizeof(szLogFile), szLogName);
+  TimedLogFile(szCallerDirectory, szLogFile, sizeof(szLogFile));
 
   char szLevel[16];
   COsString::SStrPrintf(szLevel, sizeof(szLevel), "%d", iLevel);
   OsServicesSetArguments(szLogFile, szSecond, szLevel, nullptr, szRootPath, true, blForceSetAccess);
-  COsCfg::OsCfgServicesArgumentsSetAndLock(true);
-  COsCfg::OsCfgServicesArgumentsSetAndLock(false);
+  PublishBlock();
   s_blTopMostInvocation = true;
 }
 
