@@ -227,6 +227,17 @@ TEST_F(ServicesTest, ApplicationBlockHasNoModelLine)
   EXPECT_EQ(strExpected, Published());
 }
 
+TEST_F(ServicesTest, LibraryIsTopMostLikeAnApplication)
+{
+  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", ParentBlock(Path("parentlogs")).c_str());
+  Start("<arguments><uniquename>svcdll</uniquename><entity>dll</entity></arguments>");
+  ASSERT_NE(nullptr, g_poscfg);
+  EXPECT_TRUE(OsServicesIsTopMostInvocation());
+  const std::string strBlock = Published();
+  EXPECT_NE(std::string::npos, strBlock.find("<callersuniquename>svcdll<"));
+  EXPECT_EQ(std::string::npos, strBlock.find("<logmodel>"));
+}
+
 TEST_F(ServicesTest, TopMostUtilityPublishesABlockForItsChildren)
 {
   Start(s_szUtilityXml);
