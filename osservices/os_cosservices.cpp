@@ -30,8 +30,6 @@
 #include "os_costime.h"
 #include "os_cosxml.h"
 
-extern char **environ;
-
 // The default module description: a neutral application whose unique name
 // is its module file's name. Weak, so that a program (or a test) may give
 // its own definition; the pointer may also be assigned before start-up.
@@ -703,32 +701,32 @@ bool InterfaceOpenMayTakeOver(const char *a_szOpenText)
 
 // Unsets every variable whose name begins with QRB_OSSERVICESARGUMENTS (any
 // case): the block, its per-process-and-thread copies, its wide form and the
-// disable switch.
+// disable switch. A snapshot is walked, since unsetting changes the list.
 void WithdrawBlockFromEnvironment()
 {
-  const size_t sizetPrefix = strlen(s_szEnvArguments);
-  size_t sizetIndex = 0;
-  while (environ && environ[sizetIndex])
+  char *szEnvList = COsCfg::GetEnvList();
+  if (!szEnvList)
   {
-    const char *szEntry = environ[sizetIndex];
-    const char *szEquals = strchr(szEntry, '=');
-    const size_t sizetName = szEquals ? static_cast<size_t>(szEquals - szEntry) : strlen(szEntry);
-    char szName[OS_SVC_PATHSIZE];
-    if (strncasecmp(szEntry, s_szEnvArguments, sizetPrefix) != 0 || sizetName >= sizeof(szName))
-    {
-      sizetIndex++;
-      continue;
-    }
-    memcpy(szName, szEntry, sizetName);
-    szName[sizetName] = '\0';
-    (void)COsCfg::SetEnv(szName, nullptr);
-    // The entries after a removed one move down; should the removal not
-    // have happened, step over the entry rather than try it again.
-    if (environ[sizetIndex] == szEntry)
-    {
-      sizetIndex++;
-    }
+    return;
   }
+  const size_t sizetPrefix = strlen(s_szEnvArguments);
+  char *szEntry = szEnvList;
+  while (*szEntry)
+  {
+    char *szNext = szEntry + strlen(szEntry) + 1;
+    if (strncasecmp(szEntry, s_szEnvArguments, sizetPrefix) == 0)
+    {
+      // The snapshot is ours: the name is cut at its "=" in place.
+      char *szEquals = strchr(szEntry, '=');
+      if (szEquals)
+      {
+        *szEquals = '\0';
+      }
+      (void)COsCfg::SetEnv(szEntry, nullptr);
+    }
+    szEntry = szNext;
+  }
+  COsCfg::FreeEnvList(szEnvList);
 }
 
 // Step 4 of shut-down: the log goes last, after reporting.
