@@ -14,7 +14,27 @@
 #include <cstdint>
 
 #include "os_coscfg.h"
+#include "os_coslog.h"
 #include "os_types.h"
+
+// Every part of the configuration logs under the one source name
+// "os_coscfg", whichever of its files the line comes from.
+#define OSCFGLOG(flag, ...)                                            \
+  do                                                                   \
+  {                                                                    \
+    if (g_poslog)                                                      \
+    {                                                                  \
+      g_poslog->Message("os_coscfg.cpp", __LINE__, flag, __VA_ARGS__); \
+    }                                                                  \
+  } while (0)
+#define OSCFGLOGDBG(...)                                                          \
+  do                                                                              \
+  {                                                                               \
+    if (g_poslog && g_poslog->GetDebugLevel())                                    \
+    {                                                                             \
+      g_poslog->Message("os_coscfg.cpp", __LINE__, EOSLOGFLAG_INFO, __VA_ARGS__); \
+    }                                                                             \
+  } while (0)
 
 // Facts about one processor.
 struct OsCfgProcessor
