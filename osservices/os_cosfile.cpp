@@ -16,6 +16,7 @@
 #include <cstring>
 
 #include "os_coscfg.h"
+#include "os_cosfilesafe.h"
 #include "os_coslog.h"
 #include "os_cosmem.h"
 #include "os_cosstring.h"
@@ -106,38 +107,6 @@ FILE *OpenTraceFile()
   return szTrace[0] ? fopen(szTrace, "ae") : nullptr;
 }
 
-// Makes each component of a_szPath in turn (the text after a_szStart is cut
-// at every '/'). 0, or the status of the first failure.
-EOSSTS MakeComponents(char *a_szPath, char *a_szStart)
-{
-  mode_t modeOld = umask(0);
-  EOSSTS eosstsResult = EOSSTS_OK;
-  char *szCut = a_szStart;
-  for (int iComponent = 0; (iComponent < kMaxComponents) && *szCut && !eosstsResult; iComponent++)
-  {
-    szCut = strchr(szCut, '/');
-    char cSaved = '\0';
-    if (szCut)
-    {
-      cSaved = *szCut;
-      *szCut = '\0';
-    }
-    if (mkdir(a_szPath, 0777) && (errno != EEXIST))
-    {
-      eosstsResult = (errno == ENOENT)   ? EOSSTS_FILENOTFOUND
-                     : (errno == EACCES) ? EOSSTS_ACCESSDENIED
-                                         : EOSSTS_FAIL;
-    }
-    if (!szCut)
-    {
-      break;
-    }
-    *szCut++ = cSaved;
-  }
-  umask(modeOld);
-  return eosstsResult;
-}
-
 }  // namespace
 
 // The implementation of one file object.
@@ -217,7 +186,7 @@ EOSSTS COsFileImpl::Open(const char *a_szFilename, EOSFILEOPEN a_eosfileopen, EO
   {
     int iErrno = errno;
     OSLOGDBG("access failed...%d <%s>", iErrno, a_szFilename);
-    return (iErrno == ENOENT) ? EOSSTS_FILENOTFOUND : (iErrno == EACCES) ? EOSSTS_ACCESSDENIED : EOSSTS_FAIL;
+    return OsFileStatusFromErrno(iErrno);
   }
   m_eosfileopen = a_eosfileopen;
   if (m_eosfileopen == EOSFILEOPEN_ALWAYS)
@@ -461,13 +430,15 @@ EOSSTS COsFile::Create(const char *a_szDirectory, const void *a_pvAttributes)
     OSLOGDBG("Creating directory...<%s>", a_szDirectory);
     char szPath[kPathSize];
     PathSet(szPath, sizeof(szPath), a_szDirectory);
-    // Leading '.' and '/' belong to the first component.
-    char *szStart = szPath + strspn(szPath, "./");
-    if (*szStart)
+    // Leading '.' and '/' belong to the first component; a path of nothing
+    // else already exists.
+    if (szPath[strspn(szPath, "./")])
     {
-      eosstsResult = MakeComponents(szPath, szStart);
-      if (!eosstsResult)
+      int fd = OsFileOpenDirectory(szPath, true, true, kMaxComponents);
+      eosstsResult = (fd < 0) ? OsFileStatusFromErrno(errno) : EOSSTS_OK;
+      if (fd >= 0)
       {
+        close(fd);
         errno = 0;
       }
     }

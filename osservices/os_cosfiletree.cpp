@@ -29,6 +29,7 @@
 #include <cstring>
 
 #include "os_cosfile.h"
+#include "os_cosfilesafe.h"
 #include "os_coslog.h"
 #include "os_cosmem.h"
 
@@ -142,18 +143,19 @@ EOSSTS CopyContents(int a_fdSource, int a_fdDirectory, const char *a_szName, cha
 }
 
 // Opens the directory part of a path (the current directory when there is
-// none) and points a_pszName at the last component.
+// none; links of other users are not followed, see os_cosfilesafe.h) and
+// points a_pszName at the last component.
 int OpenParent(char *a_szPath, char **a_pszName)
 {
   char *szSlash = strrchr(a_szPath, '/');
   if (!szSlash)
   {
     *a_pszName = a_szPath;
-    return open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return OsFileOpenDirectory(".", false, true, -1);
   }
   *a_pszName = szSlash + 1;
   *szSlash = '\0';
-  int fd = open((szSlash == a_szPath) ? "/" : a_szPath, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  int fd = OsFileOpenDirectory((szSlash == a_szPath) ? "/" : a_szPath, false, true, -1);
   *szSlash = '/';
   return fd;
 }
@@ -245,8 +247,8 @@ bool ResolveLink(CopyWalk &a_walk, CopyEntry &a_entry)
   return true;
 }
 
-// Whether an opened descriptor is a file of the tree (read back from /proc).
-bool OpenedInsideTree(CopyWalk &a_walk, int a_fd)
+// The path of an open descriptor into a_walk.szScratch (read from /proc).
+bool DescriptorPath(CopyWalk &a_walk, int a_fd)
 {
   char szLink[64];
   snprintf(szLink, sizeof(szLink), "/proc/self/fd/%d", a_fd);
@@ -256,7 +258,13 @@ bool OpenedInsideTree(CopyWalk &a_walk, int a_fd)
     return false;
   }
   a_walk.szScratch[ssize] = '\0';
-  return InsideTree(a_walk, a_walk.szScratch);
+  return true;
+}
+
+// Whether an opened descriptor is a file of the tree.
+bool OpenedInsideTree(CopyWalk &a_walk, int a_fd)
+{
+  return DescriptorPath(a_walk, a_fd) && InsideTree(a_walk, a_walk.szScratch);
 }
 
 // Opens an entry without following a link, or a permitted link through its
@@ -278,8 +286,10 @@ int OpenEntry(CopyWalk &a_walk, int a_fdDirectory, const CopyEntry &a_entry, int
 }
 
 // Makes (once) and opens the destination directory of a level; -1 when that
-// failed. The top destination is made with Create; below it each directory
-// is made in its parent's descriptor, so a link planted there is not entered.
+// failed. The top destination is made by a walk from the root that passes
+// only trusted links and refuses a link as the destination itself; below it
+// each directory is made in its parent's descriptor and entered with
+// O_NOFOLLOW, so a link planted in the destination tree is never entered.
 int EnsureDestination(CopyWalk &a_walk, CopyLevel &a_level)
 {
   if (a_level.blDestinationTried)
@@ -290,11 +300,11 @@ int EnsureDestination(CopyWalk &a_walk, CopyLevel &a_level)
   EOSSTS eosstsMade = EOSSTS_FAIL;
   if (!a_level.poscopylevelParent)
   {
-    eosstsMade = COsFile::Create(a_level.szDestination, nullptr);
-    if ((eosstsMade == EOSSTS_OK) || (eosstsMade == EOSSTS_EXISTS))
+    // The top is walked from the root; it may not itself be a link.
+    if (a_level.szDestination[0])
     {
-      a_level.fdDestination = open(a_level.szDestination, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-      eosstsMade = EOSSTS_FAIL;
+      a_level.fdDestination = OsFileOpenDirectory(a_level.szDestination, true, false, -1);
+      eosstsMade = OsFileStatusFromErrno(errno);
     }
   }
   else
@@ -346,8 +356,8 @@ void VisitFile(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, const Co
 {
   if (!a_level.pfncallback)
   {
-    (void)CopyFileEntry(a_walk, a_level, a_fdDirectory,
-                        a_entry);  // failures go unreported without a callback
+    // Without a callback a failed copy is neither logged nor reported.
+    (void)CopyFileEntry(a_walk, a_level, a_fdDirectory, a_entry);
     return;
   }
   OsFileCopyDirectoryInfo osfilecopydirectoryinfo = {16, a_entry.szName, a_entry.szSource, a_level.pvContext};
@@ -399,8 +409,9 @@ void CopySubdirectory(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, c
                       PFNOSFILECOPYDIRECTORY a_pfncallback, void *a_pvContext)
 {
   CopyLevel level = {&a_level, -1, "", "", -1, false, a_pfncallback, a_pvContext};
-  memcpy(level.szSource, a_entry.blLink ? a_entry.szResolved : a_entry.szSource, kPathSize);
-  memcpy(level.szDestination, a_entry.szTarget, kPathSize);
+  snprintf(level.szSource, sizeof(level.szSource), "%s",
+           a_entry.blLink ? a_entry.szResolved : a_entry.szSource);
+  snprintf(level.szDestination, sizeof(level.szDestination), "%s", a_entry.szTarget);
   level.fdSource = OpenEntry(a_walk, a_fdDirectory, a_entry, O_RDONLY | O_DIRECTORY);
   struct stat statDirectory;
   if ((level.fdSource >= 0) &&
@@ -513,25 +524,29 @@ void CopyLevelRun(CopyWalk &a_walk, CopyLevel &a_level, bool a_blRecursive)
   }
 }
 
-// Sets up the top level: the physical source path and its open descriptor.
-// A missing source leaves the descriptor at -1 (nothing to copy).
+// Sets up the top level: its open descriptor (walked without following the
+// links of other users) and the physical source path, read back from the
+// descriptor. A missing source leaves the descriptor at -1 (nothing to copy).
 void OpenTopLevel(CopyWalk &a_walk, CopyLevel &a_level, const char *a_szSource)
 {
-  if (!realpath(a_szSource, a_walk.szRoot) || (strlen(a_walk.szRoot) >= kPathSize))
+  a_level.fdSource = OsFileOpenDirectory(a_szSource, false, true, -1);
+  struct stat statRoot;
+  if ((a_level.fdSource < 0) || fstat(a_level.fdSource, &statRoot) ||
+      !DescriptorPath(a_walk, a_level.fdSource) || (strlen(a_walk.szScratch) >= kPathSize))
   {
-    a_walk.szRoot[0] = '\0';
+    if (a_level.fdSource >= 0)
+    {
+      close(a_level.fdSource);
+      a_level.fdSource = -1;
+    }
     return;
   }
+  memcpy(a_walk.szRoot, a_walk.szScratch, strlen(a_walk.szScratch) + 1);
   a_walk.sizetRootLength = strlen(a_walk.szRoot);
   memcpy(a_level.szSource, a_walk.szRoot, a_walk.sizetRootLength + 1);
-  a_level.fdSource = open(a_walk.szRoot, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  struct stat statRoot;
-  if ((a_level.fdSource >= 0) && !fstat(a_level.fdSource, &statRoot))
-  {
-    a_walk.adev[0] = statRoot.st_dev;
-    a_walk.aino[0] = statRoot.st_ino;
-    a_walk.iDepth = 1;
-  }
+  a_walk.adev[0] = statRoot.st_dev;
+  a_walk.aino[0] = statRoot.st_ino;
+  a_walk.iDepth = 1;
 }
 
 // --- Tree removal -----------------------------------------------------------

@@ -23,7 +23,7 @@ public:
       : m_posmemOld(g_posmem), m_poslogOld(g_poslog), m_strLog(m_tempdir / "file.log")
   {
     g_poslog = new COsLog("filetest", m_strLog.c_str(), a_iDebugLevel, "");
-    g_posmem = new COsMem(OS_MEM_METHOD_MALLOC, 0);
+    g_posmem = new COsMem(OS_MEM_METHOD_MALLOC, 1);
   }
   ~ScopedFileServices()
   {

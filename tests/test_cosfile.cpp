@@ -317,15 +317,19 @@ TEST(CosFilePrintf, BufferIsSixtyFourKibibytes)
 TEST(CosFilePrintf, FailsWithoutStreamOrMemoryService)
 {
   ostest::TempDir tempdir;
-  COsMem *posmemOld = g_posmem;
-  g_posmem = nullptr;
-  COsFile osfile;
-  ASSERT_EQ(0u, osfile.Open((tempdir / "f").c_str(), 1, 2, 2));
-  EXPECT_EQ(-1, osfile.Printf("x"));
-  g_posmem = posmemOld;
-  osfile.Close();
+  {
+    COsMem *posmemOld = g_posmem;
+    g_posmem = nullptr;
+    COsFile osfile;
+    ASSERT_EQ(0u, osfile.Open((tempdir / "f").c_str(), 1, 2, 2));
+    EXPECT_EQ(-1, osfile.Printf("x"));
+    g_posmem = posmemOld;
+  }
+  EXPECT_EQ("", ostest::ReadFile(tempdir / "f"));
   ostest::ScopedFileServices services;
+  COsFile osfile;
   EXPECT_EQ(-1, osfile.Printf("x"));  // no stream
+  EXPECT_TRUE(services.Logged("Need to open a file first..."));
 }
 
 TEST(CosFileCreate, MakesEveryComponentWithFullPermissions)

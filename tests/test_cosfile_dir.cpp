@@ -618,3 +618,61 @@ TEST_F(CosFileDelete, DeepTreeIsRemoved)
 }
 
 }  // namespace
+
+// --- Links of other users on the way to a tree --------------------------------
+
+// A directory "outside" with a file in it, a link "mine" to it owned by the
+// process's user and a link "theirs" to it owned by another user (needs root
+// to hand the link over).
+class CosFileForeignLink : public ::testing::Test
+{
+protected:
+  void SetUp() override
+  {
+    if (geteuid() != 0)
+    {
+      GTEST_SKIP() << "handing a link to another user needs root";
+    }
+    ASSERT_TRUE(MakeDirectory(m_tempdir / "outside"));
+    ASSERT_TRUE(MakeDirectory(m_tempdir / "outside/tree"));
+    ASSERT_TRUE(ostest::WriteFile(m_tempdir / "outside/tree/keep", "keep"));
+    ASSERT_EQ(0, symlink((m_tempdir / "outside").c_str(), (m_tempdir / "mine").c_str()));
+    ASSERT_EQ(0, symlink((m_tempdir / "outside").c_str(), (m_tempdir / "theirs").c_str()));
+    ASSERT_EQ(0, lchown((m_tempdir / "theirs").c_str(), 65534, 65534));
+  }
+
+  ostest::ScopedFileServices m_services;
+  ostest::TempDir m_tempdir;
+};
+
+TEST_F(CosFileForeignLink, DeleteDoesNotGoThroughIt)
+{
+  EXPECT_EQ(1u, COsFile::Delete((m_tempdir / "theirs/tree").c_str(), 1, 1, false));
+  EXPECT_EQ("keep", ostest::ReadFile(m_tempdir / "outside/tree/keep"));
+  EXPECT_EQ(0u, COsFile::Delete((m_tempdir / "mine/tree").c_str(), 1, 1, false));
+  EXPECT_FALSE(ostest::FileExists(m_tempdir / "outside/tree"));
+}
+
+TEST_F(CosFileForeignLink, CreateAndCopyDoNotGoThroughIt)
+{
+  EXPECT_EQ(258u, COsFile::Create((m_tempdir / "theirs/new/dir").c_str(), nullptr));
+  EXPECT_FALSE(ostest::FileExists(m_tempdir / "outside/new"));
+  std::string strSource = m_tempdir / "source";
+  ASSERT_TRUE(MakeDirectory(strSource));
+  ASSERT_TRUE(ostest::WriteFile(strSource + "/a.ini", "a"));
+  EXPECT_EQ(258u, COsFile::CopyDirectory(strSource.c_str(), (m_tempdir / "theirs/copy").c_str(), true,
+                                         nullptr, nullptr));
+  EXPECT_FALSE(ostest::FileExists(m_tempdir / "outside/copy"));
+  EXPECT_EQ(1u, COsFile::Copy((strSource + "/a.ini").c_str(), (m_tempdir / "theirs/a.ini").c_str()));
+  EXPECT_FALSE(ostest::FileExists(m_tempdir / "outside/a.ini"));
+  // Nothing is read through it either.
+  EXPECT_EQ(0u, COsFile::CopyDirectory((m_tempdir / "theirs/tree").c_str(), (m_tempdir / "copy").c_str(),
+                                       true, nullptr, nullptr));
+  EXPECT_FALSE(ostest::FileExists(m_tempdir / "copy/keep"));
+  // The process's own links are followed.
+  EXPECT_EQ(0u, COsFile::Create((m_tempdir / "mine/new/dir").c_str(), nullptr));
+  EXPECT_TRUE(ostest::IsDirectory(m_tempdir / "outside/new/dir"));
+  EXPECT_EQ(0u, COsFile::CopyDirectory(strSource.c_str(), (m_tempdir / "mine/copy").c_str(), true, nullptr,
+                                       nullptr));
+  EXPECT_EQ("a", ostest::ReadFile(m_tempdir / "outside/copy/a.ini"));
+}

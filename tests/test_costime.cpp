@@ -58,15 +58,24 @@ long long UtcSeconds(const OsTimeRecord &a_timerecord)
   return static_cast<long long>(timegm(&tmRecord));
 }
 
+long long PreciseSeconds()
+{
+  struct timespec ts;
+  clock_gettime(CLOCK_REALTIME, &ts);
+  return static_cast<long long>(ts.tv_sec);
+}
+
 }  // namespace
 
 TEST(GetSystemTime, IsNowInUtc)
 {
   ScopedTz tz("Asia/Tokyo");  // must not matter
   OsTimeRecord timerecord = {};
-  long long llBefore = static_cast<long long>(time(nullptr));
+  // time() reads a coarser clock that may lag a second boundary: read the
+  // precise one around the call.
+  long long llBefore = PreciseSeconds();
   ASSERT_EQ(0u, COsTime::GetSystemTime(&timerecord));
-  long long llAfter = static_cast<long long>(time(nullptr));
+  long long llAfter = PreciseSeconds();
   long long llRecord = UtcSeconds(timerecord);
   EXPECT_LE(llBefore, llRecord);
   EXPECT_GE(llAfter, llRecord);
