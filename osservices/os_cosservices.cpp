@@ -30,8 +30,6 @@
 #include "os_costime.h"
 #include "os_cosxml.h"
 
-extern char **environ;
-
 // The default module description: a neutral application whose unique name
 // is its module file's name. Weak, so that a program (or a test) may give
 // its own definition; the pointer may also be assigned before start-up.
@@ -302,6 +300,13 @@ EOSSTS UtilityDirectories(const char *a_szUniqueName, char *a_szLogDirectory, ch
   return eossts;
 }
 
+// Sets the block into the environment, for the processes started later.
+void PublishBlock()
+{
+  COsCfg::OsCfgServicesArgumentsSetAndLock(true);
+  COsCfg::OsCfgServicesArgumentsSetAndLock(false);
+}
+
 // A top-most utility publishes a block that sends its children's logs to
 // <log directory>/<name>/isis/log.
 void UtilityPublishOwnBlock(const char *a_szLogDirectory, const char *a_szHomeName)
@@ -313,8 +318,7 @@ void UtilityPublishOwnBlock(const char *a_szLogDirectory, const char *a_szHomeNa
   COsFile::PathAppend(szLogPath, sizeof(szLogPath), "log");
   OsServicesSetArguments(szLogPath, a_szHomeName, TextAfterLogLevel(s_szOsServicesArguments), nullptr,
                          nullptr, false, false);
-  COsCfg::OsCfgServicesArgumentsSetAndLock(true);
-  COsCfg::OsCfgServicesArgumentsSetAndLock(false);
+  PublishBlock();
 }
 
 // A utility started under an inherited block logs into the parent's log
@@ -659,6 +663,19 @@ void ReadCallerConstIni(const char *a_szCallerDirectory, int *a_piLevel)
   }
 }
 
+// <directory>/log.<current UTC time as 17 digits>.
+void TimedLogFile(const char *a_szDirectory, char *a_szLogFile, uint32_t a_u32Size)
+{
+  OsTimeRecord ostimerecord;
+  char szTime[32] = "";
+  char szLogName[OS_SVC_NAMESIZE];
+  (void)COsTime::GetSystemTime(&ostimerecord);
+  (void)COsTime::GetStringTime(&ostimerecord, szTime, sizeof(szTime));
+  COsString::SStrPrintf(szLogName, sizeof(szLogName), "log.%s", szTime);
+  COsString::SStrCpy(a_szLogFile, a_u32Size, a_szDirectory);
+  COsFile::PathAppend(a_szLogFile, a_u32Size, szLogName);
+}
+
 // Steps 1 and 2 of an interface open: false when an inherited block stays.
 bool InterfaceOpenMayTakeOver(const char *a_szOpenText)
 {
@@ -684,32 +701,32 @@ bool InterfaceOpenMayTakeOver(const char *a_szOpenText)
 
 // Unsets every variable whose name begins with QRB_OSSERVICESARGUMENTS (any
 // case): the block, its per-process-and-thread copies, its wide form and the
-// disable switch.
+// disable switch. A snapshot is walked, since unsetting changes the list.
 void WithdrawBlockFromEnvironment()
 {
-  const size_t sizetPrefix = strlen(s_szEnvArguments);
-  size_t sizetIndex = 0;
-  while (environ && environ[sizetIndex])
+  char *szEnvList = COsCfg::GetEnvList();
+  if (!szEnvList)
   {
-    const char *szEntry = environ[sizetIndex];
-    const char *szEquals = strchr(szEntry, '=');
-    const size_t sizetName = szEquals ? static_cast<size_t>(szEquals - szEntry) : strlen(szEntry);
-    char szName[OS_SVC_PATHSIZE];
-    if (strncasecmp(szEntry, s_szEnvArguments, sizetPrefix) != 0 || sizetName >= sizeof(szName))
-    {
-      sizetIndex++;
-      continue;
-    }
-    memcpy(szName, szEntry, sizetName);
-    szName[sizetName] = '\0';
-    (void)COsCfg::SetEnv(szName, nullptr);
-    // The entries after a removed one move down; should the removal not
-    // have happened, step over the entry rather than try it again.
-    if (environ[sizetIndex] == szEntry)
-    {
-      sizetIndex++;
-    }
+    return;
   }
+  const size_t sizetPrefix = strlen(s_szEnvArguments);
+  char *szEntry = szEnvList;
+  while (*szEntry)
+  {
+    char *szNext = szEntry + strlen(szEntry) + 1;
+    if (strncasecmp(szEntry, s_szEnvArguments, sizetPrefix) == 0)
+    {
+      // The snapshot is ours: the name is cut at its "=" in place.
+      char *szEquals = strchr(szEntry, '=');
+      if (szEquals)
+      {
+        *szEquals = '\0';
+      }
+      (void)COsCfg::SetEnv(szEntry, nullptr);
+    }
+    szEntry = szNext;
+  }
+  COsCfg::FreeEnvList(szEnvList);
 }
 
 // Step 4 of shut-down: the log goes last, after reporting.
@@ -867,22 +884,13 @@ void OsServicesProcessInterfaceOpen(const char *a_szOpenText)
   COsFile::PathAppend(szCallerDirectory, sizeof(szCallerDirectory), szSecond);
   COsFile::PathAppend(szCallerDirectory, sizeof(szCallerDirectory), s_szUniqueName);
   ReadCallerConstIni(szCallerDirectory, &iLevel);
-
-  OsTimeRecord ostimerecord;
-  char szTime[32] = "";
-  char szLogName[OS_SVC_NAMESIZE];
-  (void)COsTime::GetSystemTime(&ostimerecord);
-  (void)COsTime::GetStringTime(&ostimerecord, szTime, sizeof(szTime));
-  COsString::SStrPrintf(szLogName, sizeof(szLogName), "log.%s", szTime);
   char szLogFile[OS_SVC_PATHSIZE];
-  COsString::SStrCpy(szLogFile, sizeof(szLogFile), szCallerDirectory);
-  COsFile::PathAppend(szLogFile, sizeof(szLogFile), szLogName);
+  TimedLogFile(szCallerDirectory, szLogFile, sizeof(szLogFile));
 
   char szLevel[16];
   COsString::SStrPrintf(szLevel, sizeof(szLevel), "%d", iLevel);
   OsServicesSetArguments(szLogFile, szSecond, szLevel, nullptr, szRootPath, true, blForceSetAccess);
-  COsCfg::OsCfgServicesArgumentsSetAndLock(true);
-  COsCfg::OsCfgServicesArgumentsSetAndLock(false);
+  PublishBlock();
   s_blTopMostInvocation = true;
 }
 

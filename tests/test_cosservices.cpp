@@ -227,6 +227,17 @@ TEST_F(ServicesTest, ApplicationBlockHasNoModelLine)
   EXPECT_EQ(strExpected, Published());
 }
 
+TEST_F(ServicesTest, LibraryIsTopMostLikeAnApplication)
+{
+  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", ParentBlock(Path("parentlogs")).c_str());
+  Start("<arguments><uniquename>svcdll</uniquename><entity>dll</entity></arguments>");
+  ASSERT_NE(nullptr, g_poscfg);
+  EXPECT_TRUE(OsServicesIsTopMostInvocation());
+  const std::string strBlock = Published();
+  EXPECT_NE(std::string::npos, strBlock.find("<callersuniquename>svcdll<"));
+  EXPECT_EQ(std::string::npos, strBlock.find("<logmodel>"));
+}
+
 TEST_F(ServicesTest, TopMostUtilityPublishesABlockForItsChildren)
 {
   Start(s_szUtilityXml);
@@ -398,20 +409,17 @@ TEST_F(ServicesTest, FreshLogBeginsWithTheGeneralInformation)
   ASSERT_NE(nullptr, g_poslog);
   const std::vector<std::string> vecLines =
       ostest::SplitLines(ostest::ReadFile(LogDirectory() + "/svcdriver.log"));
-  ASSERT_GE(vecLines.size(), 3u);
+  ASSERT_GE(vecLines.size(), 5u);
   EXPECT_EQ(0u, vecLines[0].find("00000 "));
   EXPECT_NE(std::string::npos, vecLines[0].find(" VP ### ("));
   EXPECT_NE(std::string::npos, vecLines[0].find(") Debug=1 DebugFilter=<> Version=~8.13.0.0"));
-  // The block ends with the application line, before the first message.
-  size_t sizetAppInfo = 1;
-  while (sizetAppInfo < vecLines.size() && vecLines[sizetAppInfo].find(" VP ### ") != std::string::npos &&
-         vecLines[sizetAppInfo].find("### appInfo <") == std::string::npos)
-  {
-    sizetAppInfo++;
-  }
-  ASSERT_LT(sizetAppInfo, vecLines.size());
-  EXPECT_NE(std::string::npos,
-            vecLines[sizetAppInfo].find("### appInfo <" + CommandName() + "> versioncfg="));
+  EXPECT_EQ(0u, vecLines[1].find("00001 "));
+  EXPECT_NE(std::string::npos, vecLines[1].find(" VP ### systemInfo <arch:"));
+  EXPECT_NE(std::string::npos, vecLines[1].find(" pid:" + std::to_string(getpid()) + " "));
+  EXPECT_NE(std::string::npos, vecLines[2].find(" VP ### osInfo <Os:"));
+  EXPECT_NE(std::string::npos, vecLines[3].find(" VP ### appInfo <" + CommandName() + "> versioncfg="));
+  // The first message follows with the next number.
+  EXPECT_EQ(0u, vecLines[4].find("00004 "));
   for (const std::string &strLine : vecLines)
   {
     EXPECT_EQ(std::string::npos, strLine.find("OLD LINE"));
