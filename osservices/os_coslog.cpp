@@ -306,19 +306,33 @@ COsLogImpl::~COsLogImpl()
   g_poslog = nullptr;
 }
 
-// Clears the switch bits out of the level into their switches.
+// Moves the switch bits out of the level into their switches. A switch is
+// only ever turned on here: a later Setup whose level lacks the bit (the
+// level of a running log has it taken out already) leaves it as it is.
 void COsLogImpl::TakeOutSwitches(bool a_blSetup)
 {
-  m_blDump = (m_iLevel & OSLOG_LEVEL_DUMP) != 0;
-  m_blMdns = (m_iLevel & OSLOG_LEVEL_MDNS) != 0;
-  m_blNetXfer = (m_iLevel & OSLOG_LEVEL_NETXFER) != 0;
-  m_blFind = (m_iLevel & OSLOG_LEVEL_FIND) != 0;
-  m_blErrorsOnly = (m_iLevel & OSLOG_LEVEL_ERRORSONLY) != 0;
-  m_iLevel &= ~(OSLOG_LEVEL_DUMP | OSLOG_LEVEL_MDNS | OSLOG_LEVEL_NETXFER | OSLOG_LEVEL_FIND);
-  if (a_blSetup)
+  const struct
   {
-    m_blKeepOld = (m_iLevel & OSLOG_LEVEL_KEEPOLD) != 0;
-    m_iLevel &= ~OSLOG_LEVEL_KEEPOLD;
+    int iBit;
+    bool *pblSwitch;
+    bool blTakeOut;
+  } aswitch[] = {{OSLOG_LEVEL_DUMP, &m_blDump, true},
+                 {OSLOG_LEVEL_MDNS, &m_blMdns, true},
+                 {OSLOG_LEVEL_NETXFER, &m_blNetXfer, true},
+                 {OSLOG_LEVEL_FIND, &m_blFind, true},
+                 {OSLOG_LEVEL_ERRORSONLY, &m_blErrorsOnly, false},
+                 {OSLOG_LEVEL_KEEPOLD, &m_blKeepOld, true}};
+  for (const auto &sw : aswitch)
+  {
+    if (sw.iBit == OSLOG_LEVEL_KEEPOLD && !a_blSetup)
+    {
+      continue;  // only Setup takes out the level-2 switch
+    }
+    if (m_iLevel & sw.iBit)
+    {
+      *sw.pblSwitch = true;
+      m_iLevel &= sw.blTakeOut ? ~sw.iBit : ~0;
+    }
   }
 }
 

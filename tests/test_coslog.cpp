@@ -341,9 +341,9 @@ TEST_F(LogTest, FindMessagesNeedTheFindSwitchAndBypassTheLevelRules)
 
 TEST_F(LogTest, SwitchBitsAreTakenOutOfTheLevel)
 {
-  Make(0x6103);
+  Make(0x4103);
   EXPECT_TRUE(g_poslog->GetIsDump());
-  EXPECT_TRUE(g_poslog->GetIsMdns());
+  EXPECT_FALSE(g_poslog->GetIsMdns());
   EXPECT_TRUE(g_poslog->GetIsNetXfer());
   // The constructor keeps 0x2: only Setup takes it out.
   EXPECT_EQ(0x3, g_poslog->GetDebugLevel());
@@ -351,10 +351,12 @@ TEST_F(LogTest, SwitchBitsAreTakenOutOfTheLevel)
   EXPECT_FALSE(g_poslog->GetIsNetXfer());
   std::vector<char> vecPath(m_strLog.begin(), m_strLog.end());
   vecPath.push_back('\0');
-  g_poslog->Setup(vecPath.data(), 0x103, nullptr, nullptr);
+  // Setup turns switches on; the ones already on stay on.
+  g_poslog->Setup(vecPath.data(), 0x2003, nullptr, nullptr);
   EXPECT_EQ(0x1, g_poslog->GetDebugLevel());
   EXPECT_TRUE(g_poslog->GetIsDump());
-  EXPECT_FALSE(g_poslog->GetIsMdns());
+  EXPECT_TRUE(g_poslog->GetIsMdns());
+  EXPECT_FALSE(g_poslog->GetIsNetXfer());
   g_poslog->SetDebugLevel(0x6100);
   EXPECT_EQ(0x6100, g_poslog->GetDebugLevel());
 }
