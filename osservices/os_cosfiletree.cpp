@@ -286,8 +286,10 @@ int OpenEntry(CopyWalk &a_walk, int a_fdDirectory, const CopyEntry &a_entry, int
 }
 
 // Makes (once) and opens the destination directory of a level; -1 when that
-// failed. The top destination is made with Create; below it each directory
-// is made in its parent's descriptor, so a link planted there is not entered.
+// failed. The top destination is made by a walk from the root that passes
+// only trusted links and refuses a link as the destination itself; below it
+// each directory is made in its parent's descriptor and entered with
+// O_NOFOLLOW, so a link planted in the destination tree is never entered.
 int EnsureDestination(CopyWalk &a_walk, CopyLevel &a_level)
 {
   if (a_level.blDestinationTried)
@@ -299,9 +301,11 @@ int EnsureDestination(CopyWalk &a_walk, CopyLevel &a_level)
   if (!a_level.poscopylevelParent)
   {
     // The top is walked from the root; it may not itself be a link.
-    a_level.fdDestination =
-        a_level.szDestination[0] ? OsFileOpenDirectory(a_level.szDestination, true, false, -1) : -1;
-    eosstsMade = OsFileStatusFromErrno(errno);
+    if (a_level.szDestination[0])
+    {
+      a_level.fdDestination = OsFileOpenDirectory(a_level.szDestination, true, false, -1);
+      eosstsMade = OsFileStatusFromErrno(errno);
+    }
   }
   else
   {
@@ -352,8 +356,8 @@ void VisitFile(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, const Co
 {
   if (!a_level.pfncallback)
   {
-    (void)CopyFileEntry(a_walk, a_level, a_fdDirectory,
-                        a_entry);  // failures go unreported without a callback
+    // Without a callback a failed copy is neither logged nor reported.
+    (void)CopyFileEntry(a_walk, a_level, a_fdDirectory, a_entry);
     return;
   }
   OsFileCopyDirectoryInfo osfilecopydirectoryinfo = {16, a_entry.szName, a_entry.szSource, a_level.pvContext};
@@ -405,8 +409,9 @@ void CopySubdirectory(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, c
                       PFNOSFILECOPYDIRECTORY a_pfncallback, void *a_pvContext)
 {
   CopyLevel level = {&a_level, -1, "", "", -1, false, a_pfncallback, a_pvContext};
-  memcpy(level.szSource, a_entry.blLink ? a_entry.szResolved : a_entry.szSource, kPathSize);
-  memcpy(level.szDestination, a_entry.szTarget, kPathSize);
+  snprintf(level.szSource, sizeof(level.szSource), "%s",
+           a_entry.blLink ? a_entry.szResolved : a_entry.szSource);
+  snprintf(level.szDestination, sizeof(level.szDestination), "%s", a_entry.szTarget);
   level.fdSource = OpenEntry(a_walk, a_fdDirectory, a_entry, O_RDONLY | O_DIRECTORY);
   struct stat statDirectory;
   if ((level.fdSource >= 0) &&

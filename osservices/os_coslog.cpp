@@ -14,19 +14,14 @@
 
 #include <fcntl.h>
 #include <limits.h>
-#include <sched.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <new>
 
 #include "os_coscfg.h"
@@ -113,25 +108,17 @@ int LogFormat(char *a_szDst, size_t a_sizeDst, const char *a_szFormat, ...)
 
 // The mode given to created log directories and to the log file: the
 // configuration's ForceFileCreationMask. Before a configuration exists (or
-// while the entry is empty) the
-// log file is made readable and writable by everyone, the mode an ordinary
-// file gets under a zero creation mask.
-mode_t LogCreationMode()
+// while the entry is empty) everyone may read and write, the modes an
+// ordinary file and directory get under a zero creation mask.
+mode_t LogCreationMode(bool a_blDirectory)
 {
   const char *szMask =
       g_poscfg ? g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_FORCEFILECREATIONMASK) : nullptr;
   if (!szMask || !*szMask)
   {
-    return 0666;
+    return a_blDirectory ? 0777 : 0666;
   }
   return static_cast<mode_t>(strtol(szMask, COsCfg::GetThrowAwayPointer(), 0));
-}
-
-// Directories need search permission wherever they grant read permission
-// (a configured mode such as 0777 is kept as it is).
-mode_t LogDirectoryMode(mode_t a_modeFile)
-{
-  return a_modeFile | ((a_modeFile & 0444) >> 2);
 }
 
 // Opens with the process's creation mask cleared for the call.
@@ -352,7 +339,8 @@ void COsLogImpl::PathFromConstructor(const char *a_szLogFile)
   }
   char szVariable[512];
   LogCopy(szVariable, sizeof(szVariable), a_szLogFile + 1);
-  szVariable[szLastAt - (a_szLogFile + 1)] = '\0';
+  size_t sizeVariable = static_cast<size_t>(szLastAt - (a_szLogFile + 1));
+  szVariable[sizeVariable < sizeof(szVariable) ? sizeVariable : sizeof(szVariable) - 1] = '\0';
   const char *szDirectory = getenv(szVariable);
   LogFormat(m_szLogFile, sizeof(m_szLogFile), "%s%s", szDirectory ? szDirectory : ".", szLastAt + 1);
   for (char *pc = m_szLogFile; *pc; pc++)
@@ -392,7 +380,7 @@ bool COsLogImpl::PathFromSetup(char *a_szLogFile)
   else
   {
     char szVariable[512];
-    LogCopy(szVariable, sizeof(szVariable), a_szLogFile[0] ? a_szLogFile + 1 : a_szLogFile);
+    LogCopy(szVariable, sizeof(szVariable), a_szLogFile + 1);
     *szLastAt = '\0';
     const char *szDirectory = getenv(szVariable);
     LogFormat(m_szLogFile, sizeof(m_szLogFile), "%s%s", szDirectory ? szDirectory : ".", szLastAt + 1);
@@ -778,7 +766,7 @@ void COsLogImpl::StartNewLog()
   {
     return;
   }
-  LogMakeDirectories(szDebugDir, LogDirectoryMode(LogCreationMode()));
+  LogMakeDirectories(szDebugDir, LogCreationMode(true));
   char szTime[48];
   LogTimeText(szTime, static_cast<int>(sizeof(szTime)), true);
   LogFormat(m_szLogFile, sizeof(m_szLogFile), "%s/%s.log", szDebugDir, szTime);
@@ -815,8 +803,7 @@ void COsLogImpl::MakePathComponents(OsLogSlot *a_poslogslot, mode_t a_mode)
 // argument. The log turns hopeless when nothing opens.
 int COsLogImpl::OpenWithFallback(OsLogSlot *a_poslogslot)
 {
-  mode_t mode = LogCreationMode();
-  MakePathComponents(a_poslogslot, LogDirectoryMode(mode));
+  MakePathComponents(a_poslogslot, LogCreationMode(true));
   int iFd = LogOpen(m_szLogFile, O_RDWR | O_APPEND);
   if (iFd < 0)
   {
@@ -831,7 +818,7 @@ int COsLogImpl::OpenWithFallback(OsLogSlot *a_poslogslot)
     m_iHopeless = 1;
     return -1;
   }
-  fchmod(iFd, mode);
+  fchmod(iFd, LogCreationMode(false));
   return iFd;
 }
 

@@ -3,10 +3,13 @@
 // identification of the running program.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "os_coscfg.h"
+#include "os_testlog.h"
 #include "test_coscfg.h"
 
 namespace
@@ -292,4 +295,30 @@ TEST(CfgLoad, DriverGetsTheOkapiLogPathUnlessTheFileNamesOne)
   home.WriteIni("[dsIdentity]\nOKAPI_LOGPATH=/o\n");
   home.Make(EOSCFGENTITY_DRIVER);
   EXPECT_EQ("/o", home.Main(OS_CFGTAG_OKAPI_LOGPATH));
+}
+
+TEST(CfgLoadMessages, UnreadableFileAndUnknownEntity)
+{
+  CfgHome home;
+  ostest::LogCapture capture(1);
+  home.WriteIni("");
+  home.Make(EOSCFGENTITY_UNKNOWN);
+  // Up to the log set-up the capture file receives the lines; after it the
+  // log writes to the configured log file.
+  const std::vector<std::string> vecBefore = capture.Messages();
+  const std::string strIni = home.Home() + "/const.ini";
+  EXPECT_NE(vecBefore.end(),
+            std::find(vecBefore.begin(), vecBefore.end(), "E fread failed...<" + strIni + ">"));
+  EXPECT_NE(vecBefore.end(), std::find(vecBefore.begin(), vecBefore.end(), "A LoadFile failed..."));
+  EXPECT_NE(vecBefore.end(),
+            std::find(vecBefore.begin(), vecBefore.end(), ". Setting configuration defaults..."));
+  const std::string strLog = ostest::ReadFile(home.Root() + "/log/pnphelper.log");
+  size_t sizetUnknown = 0;
+  for (size_t pos = strLog.find("Unrecognized entity...0"); pos != std::string::npos;
+       pos = strLog.find("Unrecognized entity...0", pos + 1))
+  {
+    sizetUnknown++;
+  }
+  EXPECT_EQ(2u, sizetUnknown);  // setup001.ini and ramscan.txt
+  EXPECT_NE(std::string::npos, strLog.find("Program is...<" + home.Program() + ">"));
 }

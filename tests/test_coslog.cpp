@@ -647,6 +647,31 @@ TEST_F(LogTest, UnopenablePathMakesBackslashDirectoriesThenTurnsHopeless)
   EXPECT_EQ(strPath, szPath);
 }
 
+TEST_F(LogTest, PathWithAConversionIsRetriedWithTheFallbackName)
+{
+  std::string strWork = m_tempdir / "work";
+  ASSERT_EQ(0, mkdir(strWork.c_str(), 0777));
+  // "<dir>/x%s" cannot be opened (it is a directory); formatted with the
+  // fallback name it becomes "<dir>/x/tmp/qrb.log", which can.
+  std::string strPath = m_tempdir / "x%s";
+  ASSERT_EQ(0, mkdir(strPath.c_str(), 0777));
+  ASSERT_EQ(0, mkdir((m_tempdir / "x").c_str(), 0777));
+  ASSERT_EQ(0, mkdir((m_tempdir / "x/tmp").c_str(), 0777));
+  ScopedCwd scopedcwd(strWork);
+  Make(1, nullptr, strPath.c_str());
+  g_poslog->Message("a.cpp", 1, EOSLOGFLAG_INFO, "fallback");
+  std::string strFallback = m_tempdir / "x/tmp/qrb.log";
+  char szPath[512];
+  g_poslog->GetFilename(szPath, sizeof(szPath));
+  EXPECT_EQ(strFallback, szPath);
+  EXPECT_EQ((std::vector<std::string>{"fallback"}), Texts(strFallback));
+  // Without a configuration the file is opened up to everyone.
+  struct stat st;
+  ASSERT_EQ(0, stat(strFallback.c_str(), &st));
+  EXPECT_EQ(0666u, st.st_mode & 0777u);
+  EXPECT_EQ(0, g_poslog->SetHopeless(0));
+}
+
 // ---- the general information block --------------------------------------------
 
 TEST_F(LogTest, NewLogReplacesTheOldContentsWithTheBlock)
