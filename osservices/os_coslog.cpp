@@ -183,6 +183,26 @@ void LogWriteAll(int a_iFd, const char *a_sz, size_t a_sizeLen)
   }
 }
 
+// True when the path may serve as the format of the fallback retry: its only
+// conversions are "%%" and at most one "%s". Any other conversion would read
+// arguments that are not there, so such a path is retried unchanged.
+bool IsFallbackFormat(const char *a_szPath)
+{
+  int iStrings = 0;
+  for (const char *pc = strchr(a_szPath, '%'); pc; pc = strchr(pc + 2, '%'))
+  {
+    if (pc[1] == 's')
+    {
+      iStrings++;
+    }
+    else if (pc[1] != '%')
+    {
+      return false;
+    }
+  }
+  return iStrings <= 1;
+}
+
 }  // namespace
 
 // One per thread that logs: its identity and the scratch state of the line
@@ -821,10 +841,13 @@ int COsLogImpl::OpenWithFallback(OsLogSlot *a_poslogslot)
   int iFd = LogOpen(m_szLogFile, O_RDWR | O_APPEND);
   if (iFd < 0)
   {
-    char szRetry[sizeof(m_szLogFile)];
-    szRetry[0] = '\0';
-    COsString::SStrPrintf(szRetry, sizeof(szRetry), m_szLogFile, "/tmp/qrb.log");
-    LogCopy(m_szLogFile, sizeof(m_szLogFile), szRetry);
+    if (IsFallbackFormat(m_szLogFile))
+    {
+      char szRetry[sizeof(m_szLogFile)];
+      szRetry[0] = '\0';
+      COsString::SStrPrintf(szRetry, sizeof(szRetry), m_szLogFile, "/tmp/qrb.log");
+      LogCopy(m_szLogFile, sizeof(m_szLogFile), szRetry);
+    }
     iFd = LogOpen(m_szLogFile, O_RDWR | O_APPEND);
   }
   if (iFd < 0)

@@ -684,6 +684,22 @@ TEST_F(LogTest, PathWithAConversionIsRetriedWithTheFallbackName)
   EXPECT_EQ(0, g_poslog->SetHopeless(0));
 }
 
+TEST_F(LogTest, PathWithOtherConversionsIsRetriedUnchanged)
+{
+  std::string strWork = m_tempdir / "work";
+  ASSERT_EQ(0, mkdir(strWork.c_str(), 0777));
+  // A "%n" or "%d" in the path must never reach the formatter as a format.
+  std::string strPath = m_tempdir / "x%n%d%s";
+  ASSERT_EQ(0, mkdir(strPath.c_str(), 0777));
+  ScopedCwd scopedcwd(strWork);
+  Make(1, nullptr, strPath.c_str());
+  g_poslog->Message("a.cpp", 1, EOSLOGFLAG_INFO, "lost");
+  EXPECT_EQ(1, g_poslog->SetHopeless(0));
+  char szPath[512];
+  g_poslog->GetFilename(szPath, sizeof(szPath));
+  EXPECT_EQ(strPath, szPath);
+}
+
 // ---- the general information block --------------------------------------------
 
 TEST_F(LogTest, NewLogReplacesTheOldContentsWithTheBlock)
