@@ -1023,8 +1023,9 @@ void COsLogImpl::ConfigVersion(char *a_szVersion, uint32_t a_u32Size)
   bool blEmpty = true;
   for (uint32_t ii = 0; ii < 4; ii++)
   {
-    aszField[ii] = g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_VERSION_MAJORNUM + ii);
-    blEmpty = blEmpty && (!aszField[ii] || !aszField[ii][0]);
+    const char *szField = g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_VERSION_MAJORNUM + ii);
+    aszField[ii] = szField ? szField : "";
+    blEmpty = blEmpty && !aszField[ii][0];
   }
   if (!blEmpty)
   {

@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "os_coscfg.h"
 #include "os_coslog.h"
 #include "os_testutil.h"
 
@@ -733,6 +734,38 @@ TEST_F(LogTest, NewLogReplacesTheOldContentsWithTheBlock)
   }
   EXPECT_TRUE(blAppInfo);
   EXPECT_EQ("new", vec.back().strText);
+}
+
+TEST_F(LogTest, BlockDescribesTheMachineTheSystemAndTheProgram)
+{
+  Make(1);
+  g_poslog->Message("a.cpp", 1, EOSLOGFLAG_INFO, "first");
+  std::vector<LogLine> vec = Lines();
+  ASSERT_GE(vec.size(), 5u);
+  char szSystem[128];
+  snprintf(szSystem, sizeof(szSystem), R"(### systemInfo <arch:\d+ ps:%u pmask:0x[0-9a-f]{8,} ncpu:%d )",
+           static_cast<unsigned>(sysconf(_SC_PAGESIZE)), COsCfg::NumberOfProcessors());
+  std::string strTail =
+      R"(cputype:\d+ cpulevel:\d+ cpurev:\d+ bits:proc-(32|64)/mach-(32|64) spd:~-?\d+ pid:)" +
+      std::to_string(getpid()) + R"( pmem:\d+/\d+ vmem:\d+/\d+ memload:\d+ integrity:[46]>)";
+  EXPECT_TRUE(std::regex_match(vec[1].strText, std::regex(szSystem + strTail))) << vec[1].strText;
+  EXPECT_TRUE(std::regex_match(vec[2].strText, std::regex(R"(### osInfo <Os:\S+ Kernel:\d{8}>)")))
+      << vec[2].strText;
+  EXPECT_EQ(0u, vec[3].strText.find("### appInfo <"));
+  size_t sizeBlock = 4;
+  if (COsCfg::IsLibrary())
+  {
+    // Inside a library the program's versions come from its command line
+    // path and the library names itself.
+    EXPECT_TRUE(std::regex_match(vec[4].strText,
+                                 std::regex(R"(### dllInfo <.+> versioncfg=\(none\) versionresource=\(n/a\) )"
+                                            R"(versionsimple=\(n/a\))")))
+        << vec[4].strText;
+    sizeBlock = 5;
+  }
+  ASSERT_EQ(sizeBlock + 1, vec.size());
+  EXPECT_EQ("first", vec.back().strText);
+  EXPECT_EQ(static_cast<long>(sizeBlock), vec.back().lCounter);
 }
 
 TEST_F(LogTest, Level2SwitchAppendsTheBlockToTheOldContents)
