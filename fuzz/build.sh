@@ -7,6 +7,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 root=$(dirname "$here")
 out=${OUT:-$here/build}
 cxx=${CXX:-clang++}
+rm -rf "$out/obj"  # objects of removed sources must not linger
 mkdir -p "$out/obj"
 flags="-std=c++17 -g -O1 -fno-omit-frame-pointer -fsanitize=address,undefined -I$root/osservices"
 

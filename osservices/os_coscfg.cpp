@@ -671,10 +671,10 @@ COsCfg::COsCfg(const char *a_szUniqueName, EOSCFGENTITY a_eoscfgentity, const ch
   m_poscfgimpl = new (std::nothrow) COsCfgImpl(a_szUniqueName, a_eoscfgentity);
   if (!m_poscfgimpl)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "allocation failed...");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "allocation failed...");
     return;
   }
-  OSLOGDBG("mem>>> addr:%p  size:%7d  new %s", static_cast<void *>(m_poscfgimpl),
+  OSCFGLOGDBG("mem>>> addr:%p  size:%7d  new %s", static_cast<void *>(m_poscfgimpl),
            static_cast<int>(sizeof(COsCfgImpl)), "COsCfgImpl");
   m_poscfgimpl->SetForceSetAccess(a_blForceSetAccess);
   m_poscfgimpl->SetProgramPath(a_szProgramPath);
@@ -688,7 +688,7 @@ COsCfg::~COsCfg()
 {
   if (m_poscfgimpl)
   {
-    OSLOGDBG("mem>>> addr:%p delete-object", static_cast<void *>(m_poscfgimpl));
+    OSCFGLOGDBG("mem>>> addr:%p delete-object", static_cast<void *>(m_poscfgimpl));
     delete m_poscfgimpl;
     m_poscfgimpl = nullptr;
   }
@@ -702,7 +702,7 @@ const char *COsCfg::Get(uint32_t a_u32Section, uint32_t a_u32Tag)
 {
   if (!m_poscfgimpl)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "null impl...");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "null impl...");
     return nullptr;
   }
   return m_poscfgimpl->Get(a_u32Section, a_u32Tag);
@@ -712,7 +712,7 @@ EOSSTS COsCfg::Set(uint32_t a_u32Section, uint32_t a_u32Tag, const char *a_szVal
 {
   if (!m_poscfgimpl)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "null impl...");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "null impl...");
     return EOSSTS_FAIL;
   }
   return m_poscfgimpl->Set(a_u32Section, a_u32Tag, a_szValue);
@@ -722,7 +722,7 @@ const char *COsCfg::Get(const char *a_szSection, const char *a_szKey)
 {
   if (!m_poscfgimpl)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "null impl...");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "null impl...");
     return nullptr;
   }
   return m_poscfgimpl->Get(a_szSection, a_szKey);
@@ -732,7 +732,7 @@ void COsCfg::Load()
 {
   if (!m_poscfgimpl)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "null impl...");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "null impl...");
     return;
   }
   m_poscfgimpl->Load();
@@ -742,7 +742,7 @@ bool COsCfg::GetVersionChanged()
 {
   if (!m_poscfgimpl)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "null impl...");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "null impl...");
     return false;
   }
   return m_poscfgimpl->GetVersionChanged();
@@ -752,7 +752,7 @@ EOSSTS COsCfg::Dump(const char *a_szFolder)
 {
   if (!g_poscfg || !g_poscfg->m_poscfgimpl)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "null impl...");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "null impl...");
     return EOSSTS_FAIL;
   }
   return g_poscfg->m_poscfgimpl->Dump(a_szFolder);
@@ -762,7 +762,7 @@ void COsCfg::SetModelName(const char *a_szModelName)
 {
   if (!g_poscfg || !g_poscfg->m_poscfgimpl)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "null impl...");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "null impl...");
     return;
   }
   g_poscfg->m_poscfgimpl->SetModelName(a_szModelName);

@@ -272,7 +272,7 @@ EOSSTS COsCfgImpl::Dump(const char *a_szFolder)
   const EOSSTS eosstsCreate = COsFile::Create(szFolder, nullptr);
   if (eosstsCreate != EOSSTS_OK && eosstsCreate != EOSSTS_EXISTS)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "Error creating...<%s>", szFolder);
+    OSCFGLOG(EOSLOGFLAG_ERROR, "Error creating...<%s>", szFolder);
     return EOSSTS_IOERROR;
   }
 
@@ -307,7 +307,7 @@ EOSSTS COsCfgImpl::Dump(const char *a_szFolder)
   COsFile osfile;
   if (osfile.Open(szFile, EOSFILEOPEN_CREATE, EOSFILEACCESS_WRITE, EOSFILESHARE_READWRITE) != EOSSTS_OK)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "Error creating...<%s>", szFile);
+    OSCFGLOG(EOSLOGFLAG_ERROR, "Error creating...<%s>", szFile);
     return EOSSTS_IOERROR;
   }
   DumpEnvironment(&osfile);

@@ -94,22 +94,22 @@ EOSSTS COsCfg::GetEnv(const char *a_szEnvName, const char *a_szDefault, size_t a
 {
   if (!a_szEnvName)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "a_szEnvName is null");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "a_szEnvName is null");
     return EOSSTS_BADARG;
   }
   if (!*a_szEnvName)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "a_szEnvName is empty");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "a_szEnvName is empty");
     return EOSSTS_BADARG;
   }
   if (!a_szValue)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "a_szValue is null...<%s>", a_szEnvName);
+    OSCFGLOG(EOSLOGFLAG_ERROR, "a_szValue is null...<%s>", a_szEnvName);
     return EOSSTS_BADARG;
   }
   if (a_sizetBytes < 2)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "a_sizetBytes <= 1...<%s> %d", a_szEnvName, static_cast<int>(a_sizetBytes));
+    OSCFGLOG(EOSLOGFLAG_ERROR, "a_sizetBytes <= 1...<%s> %d", a_szEnvName, static_cast<int>(a_sizetBytes));
     return EOSSTS_BADARG;
   }
   const char *szText = getenv(a_szEnvName);
@@ -121,7 +121,7 @@ EOSSTS COsCfg::GetEnv(const char *a_szEnvName, const char *a_szDefault, size_t a
   const size_t sizetLength = strlen(szText);
   if (sizetLength > a_sizetBytes)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "GetEnv error...<%s> %d %d", a_szEnvName, static_cast<int>(sizetLength),
+    OSCFGLOG(EOSLOGFLAG_ERROR, "GetEnv error...<%s> %d %d", a_szEnvName, static_cast<int>(sizetLength),
           static_cast<int>(a_sizetBytes));
     return EOSSTS_NOFIT;
   }
@@ -131,7 +131,7 @@ EOSSTS COsCfg::GetEnv(const char *a_szEnvName, const char *a_szDefault, size_t a
   }
   if (strlen(a_szDefault) > a_sizetBytes)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "GetEnv error...<%s> <%s> %d", a_szEnvName, a_szDefault,
+    OSCFGLOG(EOSLOGFLAG_ERROR, "GetEnv error...<%s> <%s> %d", a_szEnvName, a_szDefault,
           static_cast<int>(a_sizetBytes));
     return EOSSTS_NOFIT;
   }
@@ -143,7 +143,7 @@ EOSSTS COsCfg::SetEnv(const char *a_szEnvName, const char *a_szValue)
 {
   if (!a_szEnvName || !*a_szEnvName)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "SetEnv bad arg...");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "SetEnv bad arg...");
     return EOSSTS_BADARG;
   }
   if (!a_szValue)
@@ -153,7 +153,7 @@ EOSSTS COsCfg::SetEnv(const char *a_szEnvName, const char *a_szValue)
   }
   if (setenv(a_szEnvName, a_szValue, 1) != 0)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "SetEnv error...<%s> <%s>", a_szEnvName, a_szValue);
+    OSCFGLOG(EOSLOGFLAG_ERROR, "SetEnv error...<%s> <%s>", a_szEnvName, a_szValue);
     return EOSSTS_NOFIT;
   }
   return EOSSTS_OK;
@@ -169,7 +169,7 @@ EOSSTS COsCfg::ExistEnv(const char *a_szEnvName)
 {
   if (!a_szEnvName)
   {
-    OSLOG(EOSLOGFLAG_ASSERT, "a_szEnvName is null...");
+    OSCFGLOG(EOSLOGFLAG_ASSERT, "a_szEnvName is null...");
     return EOSSTS_FAIL;
   }
   return getenv(a_szEnvName) ? EOSSTS_OK : EOSSTS_FAIL;
@@ -180,7 +180,7 @@ int COsCfg::GetEnvLong(const char *a_szEnvName, int a_iDefault)
 {
   if (!a_szEnvName)
   {
-    OSLOG(EOSLOGFLAG_ASSERT, "a_szEnvName is null...");
+    OSCFGLOG(EOSLOGFLAG_ASSERT, "a_szEnvName is null...");
     return 0;
   }
   char szDefault[32];
@@ -197,7 +197,7 @@ bool COsCfg::GetEnvBool(const char *a_szEnvName, bool a_blDefault)
 {
   if (!a_szEnvName)
   {
-    OSLOG(EOSLOGFLAG_ASSERT, "a_szEnvName is null...");
+    OSCFGLOG(EOSLOGFLAG_ASSERT, "a_szEnvName is null...");
     return false;
   }
   char szValue[16];
@@ -213,7 +213,7 @@ bool COsCfg::GetEnvBool(const char *a_szEnvName, bool a_blDefault)
   {
     return true;
   }
-  OSLOG(EOSLOGFLAG_ASSERT, "unrecognized value...<%s>, returning default...%d", szValue, a_blDefault ? 1 : 0);
+  OSCFGLOG(EOSLOGFLAG_ASSERT, "unrecognized value...<%s>, returning default...%d", szValue, a_blDefault ? 1 : 0);
   return a_blDefault;
 }
 
@@ -227,7 +227,7 @@ char *COsCfg::GetEnvList()
   char *szList = new (std::nothrow) char[sizetBytes];
   if (!szList)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "allocation failed...");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "allocation failed...");
     return nullptr;
   }
   char *szWrite = szList;
@@ -254,7 +254,7 @@ void COsCfg::GetModuleName(const void *a_pvAddress, char *a_szPath, uint32_t a_u
 {
   if (!a_szPath || !a_u32Size)
   {
-    OSLOG(EOSLOGFLAG_ASSERT, "a_szPath is null...");
+    OSCFGLOG(EOSLOGFLAG_ASSERT, "a_szPath is null...");
     return;
   }
   memset(a_szPath, 0, a_u32Size);
@@ -263,7 +263,7 @@ void COsCfg::GetModuleName(const void *a_pvAddress, char *a_szPath, uint32_t a_u
   {
     if (a_blLogFailure)
     {
-      OSLOG(EOSLOGFLAG_ASSERT, "dladdr failed...");
+      OSCFGLOG(EOSLOGFLAG_ASSERT, "dladdr failed...");
     }
     return;
   }
@@ -321,7 +321,7 @@ EOSSTS COsCfg::SetAccess(const char *a_szPath, EOSFILEACCESS a_eosfileaccess)
   struct stat statFile;
   if (!a_szPath || stat(a_szPath, &statFile) != 0)
   {
-    OSLOGDBG("file not found...<%s>", a_szPath ? a_szPath : "(null)");
+    OSCFGLOGDBG("file not found...<%s>", a_szPath ? a_szPath : "(null)");
     return EOSSTS_FAIL;
   }
   mode_t modeNew = statFile.st_mode & 07777;
@@ -340,7 +340,7 @@ EOSSTS COsCfg::SetAccess(const char *a_szPath, EOSFILEACCESS a_eosfileaccess)
       modeNew |= 0110;
       break;
     default:
-      OSLOG(EOSLOGFLAG_ASSERT, "unrecognized a_eosfileaccess...%d", static_cast<int>(a_eosfileaccess));
+      OSCFGLOG(EOSLOGFLAG_ASSERT, "unrecognized a_eosfileaccess...%d", static_cast<int>(a_eosfileaccess));
       return EOSSTS_FAIL;
   }
   const mode_t modeMask = umask(0);
@@ -348,7 +348,7 @@ EOSSTS COsCfg::SetAccess(const char *a_szPath, EOSFILEACCESS a_eosfileaccess)
   umask(modeMask);
   if (iResult != 0)
   {
-    OSLOGDBG("chmod failed...<%s>", a_szPath);
+    OSCFGLOGDBG("chmod failed...<%s>", a_szPath);
     return EOSSTS_FAIL;
   }
   return EOSSTS_OK;

@@ -14,7 +14,27 @@
 #include <cstdint>
 
 #include "os_coscfg.h"
+#include "os_coslog.h"
 #include "os_types.h"
+
+// Every part of the configuration logs under the one source name
+// "os_coscfg", whichever of its files the line comes from.
+#define OSCFGLOG(flag, ...)                                            \
+  do                                                                   \
+  {                                                                    \
+    if (g_poslog)                                                      \
+    {                                                                  \
+      g_poslog->Message("os_coscfg.cpp", __LINE__, flag, __VA_ARGS__); \
+    }                                                                  \
+  } while (0)
+#define OSCFGLOGDBG(...)                                                          \
+  do                                                                              \
+  {                                                                               \
+    if (g_poslog && g_poslog->GetDebugLevel())                                    \
+    {                                                                             \
+      g_poslog->Message("os_coscfg.cpp", __LINE__, EOSLOGFLAG_INFO, __VA_ARGS__); \
+    }                                                                             \
+  } while (0)
 
 // Facts about one processor.
 struct OsCfgProcessor
@@ -131,13 +151,15 @@ public:
 
   // Fills the table: defaults, the configuration file, the derived paths.
   void Load();
-  // Reads a configuration file into the file text buffer and applies it:
-  // 0 read, 257 cannot be opened, 1 nothing could be read.
+  // Reads a configuration file (following symbolic links) into the file
+  // text buffer, at most 64 KiB, and applies it: 0 read, 257 cannot be
+  // opened, 1 nothing could be read.
   EOSSTS LoadFile(const char *a_szFilename);
   // Applies configuration text (changed in place: the values point into it).
   void ParseText(char *a_szText);
 
-  // Writes the configuration report; 0 written, 259 not created.
+  // Writes the configuration report (the folder and the file are reached
+  // through symbolic links like any path); 0 written, 259 not created.
   EOSSTS Dump(const char *a_szFolder);
 
   // System information (os_coscfginfo.cpp).

@@ -141,7 +141,7 @@ void LoadDistribution()
   char *szText = static_cast<char *>(calloc(s_sizetReleaseBuffer + 1, 1));
   if (!szText)
   {
-    OSLOG(EOSLOGFLAG_ASSERT, "calloc failed...");
+    OSCFGLOG(EOSLOGFLAG_ASSERT, "calloc failed...");
     return;
   }
   for (const char *szFile : s_aszReleaseFiles)
@@ -228,7 +228,7 @@ void LoadProcessors()
   OsCfgProcessor *posprocessor = static_cast<OsCfgProcessor *>(calloc(u32Count + 1, sizeof(OsCfgProcessor)));
   if (!posprocessor)
   {
-    OSLOG(EOSLOGFLAG_ASSERT, "calloc failed...");
+    OSCFGLOG(EOSLOGFLAG_ASSERT, "calloc failed...");
     s_oscfgsysteminfo.u32Processors = 1;
     return;
   }

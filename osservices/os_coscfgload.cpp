@@ -288,7 +288,7 @@ EOSSTS COsCfgImpl::ReadProgramPath(char *a_szPath, uint32_t a_u32Size)
   if (sszRead <= 0)
   {
     a_szPath[0] = 0;
-    OSLOG(EOSLOGFLAG_ERROR, "readlink failed...<%s>", "/proc/self/exe");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "readlink failed...<%s>", "/proc/self/exe");
     return EOSSTS_FAIL;
   }
   a_szPath[sszRead] = 0;
@@ -344,7 +344,7 @@ void COsCfgImpl::CreateLogDirectory()
   {
     if (COsCfg::SetAccess(m_szLogDirectory, EOSFILEACCESS_READWRITE) != EOSSTS_OK)
     {
-      OSLOGDBG("SetAccess failed...<%s>", m_szLogDirectory);
+      OSCFGLOGDBG("SetAccess failed...<%s>", m_szLogDirectory);
     }
   }
 }
@@ -654,7 +654,7 @@ EOSSTS COsCfgImpl::LoadFile(const char *a_szFilename)
   fclose(pfile);
   if (sizetRead == 0)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "fread failed...<%s>", a_szFilename);
+    OSCFGLOG(EOSLOGFLAG_ERROR, "fread failed...<%s>", a_szFilename);
     return EOSSTS_FAIL;
   }
   m_szFileData[sizetRead] = 0;
@@ -684,7 +684,7 @@ void COsCfgImpl::EntityFile(uint32_t a_u32Tag, char *a_szBuffer, const char *a_s
     }
     else if (m_eoscfgentity == EOSCFGENTITY_UNKNOWN || m_eoscfgentity > EOSCFGENTITY_DLL)
     {
-      OSLOG(EOSLOGFLAG_ASSERT, "Unrecognized entity...%d", static_cast<int>(m_eoscfgentity));
+      OSCFGLOG(EOSLOGFLAG_ASSERT, "Unrecognized entity...%d", static_cast<int>(m_eoscfgentity));
     }
     JoinPath(a_szBuffer, szDirectory, a_szName);
   }
@@ -729,10 +729,10 @@ void COsCfgImpl::IdentifyProgram()
   const char *szForce = Get(OS_CFGSECTION_MAIN, OS_CFGTAG_FORCEPROGRAMNAME);
   if (szForce[0])
   {
-    OSLOGDBG("Real program is...<%s>", m_szApplication);
+    OSCFGLOGDBG("Real program is...<%s>", m_szApplication);
     COsFile::PathSet(m_szApplication, s_u32Path, szForce);
   }
-  OSLOGDBG("Program is...<%s>", m_szApplication);
+  OSCFGLOGDBG("Program is...<%s>", m_szApplication);
   m_aszTable[OS_CFGSECTION_MAIN][OS_CFGTAG_APPLICATION] = m_szApplication;
 
   // Application flags: the first match only.
@@ -782,11 +782,11 @@ void COsCfgImpl::Load()
   GatherBrand();
   if (SetDirectories(nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0) != EOSSTS_OK)
   {
-    OSLOG(EOSLOGFLAG_ERROR, "SetDirectories failed...");
+    OSCFGLOG(EOSLOGFLAG_ERROR, "SetDirectories failed...");
     memset(static_cast<void *>(m_aszTable), 0, sizeof(m_aszTable));
     return;
   }
-  OSLOGDBG("Setting configuration defaults...");
+  OSCFGLOGDBG("Setting configuration defaults...");
   memset(static_cast<void *>(m_aszTable), 0, sizeof(m_aszTable));
   memset(m_szFileData, 0, sizeof(m_szFileData));
   SetDefaults();
@@ -796,9 +796,9 @@ void COsCfgImpl::Load()
   const EOSSTS eossts = LoadFile(m_szSharedConfigFilenameConstIni);
   if (eossts != EOSSTS_OK && eossts != EOSSTS_FILENOTFOUND)
   {
-    OSLOG(EOSLOGFLAG_ASSERT, "LoadFile failed...");
+    OSCFGLOG(EOSLOGFLAG_ASSERT, "LoadFile failed...");
   }
-  OSLOGDBG("Done setting configuration defaults...");
+  OSCFGLOGDBG("Done setting configuration defaults...");
   if (ReadNumber(Get(OS_CFGSECTION_MAIN, OS_CFGTAG_VERSION_MAJORNUM)) != lMajor ||
       ReadNumber(Get(OS_CFGSECTION_MAIN, OS_CFGTAG_VERSION_MINORNUM)) != lMinor)
   {

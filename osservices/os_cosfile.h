@@ -12,8 +12,10 @@
 //
 // Symbolic links, per function (the process may run as root on trees that
 // ordinary users can write). "Trusted" links belong to root or to the
-// process's effective user; a link of any other user met on the way to a
-// directory that Create, Copy, CopyDirectory or Delete walks fails the call.
+// process's effective user. A link of any other user met on the way to a
+// directory that Create, Copy, CopyDirectory or Delete walks is not passed:
+// Create returns 258, Copy and Delete 1, CopyDirectory fails to make its
+// destination and treats such a source as missing.
 // - Path functions other than PathAbsolute touch only the caller's buffer.
 //   PathAbsolute follows links: its result is the physical directory path.
 // - Open, Exists and FindFirst/FindNext follow links, as the system calls
@@ -23,7 +25,8 @@
 //   through trusted links only, and a link or extra hard link at the target
 //   name is replaced, never written through.
 // - Delete never follows a link: a link met in the tree, or named as the
-//   path, is removed as a link and what it points to is left alone.
+//   path, is removed as a link and what it points to is left alone. It does
+//   not descend into another file system nor more than 256 levels (1).
 // - CopyDirectory follows a link in the source tree only when its target
 //   stays inside the source tree; other links are skipped with an
 //   information line. The destination is never a link, nor is any directory

@@ -108,20 +108,20 @@ public:
                                      uint32_t a_u32Size);
   // Prints a VERSION* resource of a_szFile as "<name>: <dotted version>" on
   // standard output; 3 and "Dump only handles VERSION* resources" for other
-  // names.
+  // names. Follows symbolic links.
   static EOSSTS Dump(const char *a_szFile, const char *a_szName);
 
   // Reads resource a_szName of a_szFile as a version: at most a_u32Size-1
   // bytes, rewritten dotted ("00020000" becomes "0.2"). 0 success; 14 when
   // missing and a_blLocalOnly is set (otherwise the result of
   // GetVersionInfo); 1 when the temporary object cannot be made; 3 bad
-  // argument.
+  // argument. Follows symbolic links.
   [[nodiscard]] static EOSSTS GetVersion(const char *a_szFile, char *a_szVersion, uint32_t a_u32Size,
                                          const char *a_szName, bool a_blLocalOnly);
   // Asks the system tools for the assembly version of a .NET program file:
   // 0 found, 14 not such an assembly, 1 a command failed or gave no
   // "Version:", 3 bad argument (also a path with shell-special quoting
-  // characters). a_u32Flags is reserved (pass 0).
+  // characters). a_u32Flags is reserved (pass 0). Follows symbolic links.
   [[nodiscard]] static EOSSTS GetVersionInfo(const char *a_szFile, char *a_szVersion, uint32_t a_u32Size,
                                              uint32_t a_u32Flags);
 

@@ -147,6 +147,9 @@ TEST(CfgDump, DynamicAreaAndNamesCut)
 TEST(CfgDump, FileNamesByEntityFolderAndEnvironment)
 {
   CfgHome home;
+  home.Make(EOSCFGENTITY_APPLICATION);
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));
+  EXPECT_TRUE(ostest::FileExists(home.Root() + "/log/qrboscfg.txt"));
   home.Make(EOSCFGENTITY_UTILITY);
   ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));  // the log directory
   EXPECT_TRUE(ostest::FileExists(home.Root() + "/log/qrboscfg_scanmodel.txt"));

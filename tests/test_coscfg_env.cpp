@@ -240,6 +240,8 @@ TEST(CfgEnvMessages, FaultsAreLoggedWithTheirValues)
   char szValue[8];
   EXPECT_EQ(EOSSTS_NOFIT, COsCfg::GetEnv(s_szVar, "dflt", 2, szValue));
   EXPECT_EQ("E GetEnv error...<QRB_CFGTEST_VARIABLE> <dflt> 2", capture.Last());
+  // Every part of the configuration logs as "os_coscfg".
+  EXPECT_NE(std::string::npos, capture.Lines().back().find(" os_coscfg "));
   COsCfg::SetEnv(s_szVar, "abcdef");
   EXPECT_EQ(EOSSTS_NOFIT, COsCfg::GetEnv(s_szVar, nullptr, 4, szValue));
   EXPECT_EQ("E GetEnv error...<QRB_CFGTEST_VARIABLE> 6 4", capture.Last());

@@ -371,9 +371,18 @@ TEST_F(LogTest, FlushLevelBitTurnsIntoTheFlushingFlag)
 
 // ---- threads and re-entry ----------------------------------------------------
 
+// Writes the information block from a thread that then ends, so that
+// concurrent messages are not lost while the block is written (the log is
+// hopeless meanwhile) and the slot it used is free again.
+void WarmUp()
+{
+  std::thread([] { g_poslog->Message("t.cpp", 1, EOSLOGFLAG_INFO, "warm up"); }).join();
+}
+
 TEST_F(LogTest, SixtyFifthLiveThreadLosesItsMessages)
 {
   Make(1);
+  WarmUp();
   std::mutex mutex;
   std::condition_variable cv;
   int iLogged = 0;
@@ -409,7 +418,7 @@ TEST_F(LogTest, SixtyFifthLiveThreadLosesItsMessages)
   // The slots of threads that ended are taken again.
   g_poslog->Message("t.cpp", 101, EOSLOGFLAG_INFO, "after");
   std::vector<std::string> vec = Texts();
-  ASSERT_EQ(65u, vec.size());
+  ASSERT_EQ(66u, vec.size());
   EXPECT_EQ(0, std::count(vec.begin(), vec.end(), "lost"));
   EXPECT_EQ("after", vec.back());
 }
@@ -417,6 +426,7 @@ TEST_F(LogTest, SixtyFifthLiveThreadLosesItsMessages)
 TEST_F(LogTest, LinesOfConcurrentThreadsNeverInterleave)
 {
   Make(1);
+  WarmUp();
   constexpr int iThreads = 4;
   constexpr int iEach = 200;
   std::vector<std::thread> vecThread;
@@ -445,7 +455,7 @@ TEST_F(LogTest, LinesOfConcurrentThreadsNeverInterleave)
   }
   EXPECT_EQ(vec.size(), setCounter.size());
   EXPECT_EQ(static_cast<long>(vec.size()) - 1, *setCounter.rbegin());
-  EXPECT_EQ(static_cast<size_t>(iThreads * iEach), Texts().size());
+  EXPECT_EQ(static_cast<size_t>(iThreads * iEach) + 1, Texts().size());
   EXPECT_EQ(1u, setText.count("thread 3 message 199"));
 }
 
