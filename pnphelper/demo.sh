@@ -95,11 +95,17 @@ step "scanner attached: pnphelper action:add"
 run_pnphelper action:add
 print_tree "$mirror"
 
-log_file=$(find "$prefix/log" -name '*.log' -type f 2>/dev/null | LC_ALL=C sort | head -n 1)
-step "last lines of the log ${log_file:-(none)}"
-if [ -n "$log_file" ]; then
-  tail -n 8 "$log_file" | tr -d '\r'
-fi
+log_file=$prefix/log/pnphelper.log
+# The helper's own lines (sources pnphelper and oslinux) of the last run.
+show_log() {
+  step "last lines of the log $log_file (the helper's own lines)"
+  if [ -f "$log_file" ]; then
+    grep -E '^[0-9]+ [0-9]+ (pnphelper|oslinux) ' "$log_file" | tail -n "$1" | tr -d '\r'
+  else
+    echo "(no log)"
+  fi
+}
+show_log 14
 
 step "scanner still attached: pnphelper action:remove keeps the mirror"
 run_pnphelper action:remove
@@ -114,7 +120,4 @@ if [ -e "$mirror" ]; then
 fi
 echo "mirror gone: $mirror"
 print_tree "$writeable"
-if [ -n "$log_file" ]; then
-  step "last lines of the log"
-  tail -n 4 "$log_file" | tr -d '\r'
-fi
+show_log 10

@@ -10,3 +10,34 @@ if(TARGET test_deviceprobe AND TARGET deviceprobe)
   target_compile_definitions(test_deviceprobe PRIVATE DEVICEPROBE_BIN="$<TARGET_FILE:deviceprobe>")
   add_dependencies(test_deviceprobe deviceprobe)
 endif()
+
+# The dev package: another program finds it with find_package(osservices).
+set(OS_CONSUMER_FLAGS "")
+if(OS_BUILD_M32)
+  string(APPEND OS_CONSUMER_FLAGS " -m32")
+endif()
+if(OS_SANITIZE)
+  string(APPEND OS_CONSUMER_FLAGS " -fsanitize=address,undefined")
+endif()
+add_test(NAME OsServicesPackage.FindPackageAndLink
+  COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DWORK=${CMAKE_CURRENT_BINARY_DIR}/package-consumer
+          -DSOURCE=${CMAKE_CURRENT_SOURCE_DIR}/package "-DFLAGS=${OS_CONSUMER_FLAGS}"
+          -P ${CMAKE_CURRENT_SOURCE_DIR}/package/consumer.cmake)
+set_tests_properties(OsServicesPackage.FindPackageAndLink PROPERTIES TIMEOUT 300)
+
+# The install layout and the Debian package of the program.
+if(TARGET pnphelper)
+  add_test(NAME Packaging.InstallLayout
+    COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DWORK=${CMAKE_CURRENT_BINARY_DIR}/install-layout
+            -DXML=${PROJECT_SOURCE_DIR}/pnphelper/pnphelper.xml -DOSRESOURCE=$<TARGET_FILE:osresource>
+            -P ${CMAKE_CURRENT_SOURCE_DIR}/package/install.cmake)
+  find_program(OS_DPKG_DEB dpkg-deb)
+  if(OS_DPKG_DEB)
+    add_test(NAME Packaging.DebianPackage
+      COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DWORK=${CMAKE_CURRENT_BINARY_DIR}/deb
+              -DCPACK=${CMAKE_CPACK_COMMAND} -DDPKG_DEB=${OS_DPKG_DEB}
+              -P ${CMAKE_CURRENT_SOURCE_DIR}/package/deb.cmake)
+    # cpack installs the build into its own stage; one at a time.
+    set_tests_properties(Packaging.DebianPackage Packaging.InstallLayout PROPERTIES RUN_SERIAL TRUE TIMEOUT 300)
+  endif()
+endif()

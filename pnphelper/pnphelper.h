@@ -1,0 +1,72 @@
+// pnphelper.h: the hot-plug helper that the device manager runs when a
+// scanner it serves is attached ("action:add") or detached
+// ("action:remove").
+//
+// Contract: one CPnpHelper handles one event in one process. Run() reads the
+// command line, loads the settings and runs the action; its result is the
+// process's exit status: 0 done, nothing to do or unknown action; 150/160
+// resource PNPHELPER missing or too large; 180-186 a malformed scanner list;
+// 200 the writeable root is missing; 210 copying the model's files failed;
+// 250 removing them failed (main adds 100: the object could not be made).
+// The object owns no heap memory: every buffer is a fixed-size member, filled
+// with zero bytes by the constructor and the destructor.
+//
+// Add and remove runs of several processes on the same writeable root are
+// serialised by an exclusive flock on the root directory itself, held from
+// before the old mirror is deleted until the action ends; a run that cannot
+// take it at once waits.
+#ifndef PNPHELPER_H
+#define PNPHELPER_H
+
+#include <cstdint>
+
+#include "os_cosfile.h"
+#include "os_types.h"
+
+class CPnpHelper
+{
+public:
+  CPnpHelper();
+  ~CPnpHelper();
+  CPnpHelper(const CPnpHelper &) = delete;
+  CPnpHelper &operator=(const CPnpHelper &) = delete;
+
+  // Parses "action:<word>" (the last one wins) and runs the action.
+  uint32_t Run(int a_iArgc, char **a_pszArgv);
+
+  // Fills the paths from the configuration and loads the scanner list from
+  // the resource PNPHELPER: 0, 150, 160 or 180-186.
+  uint32_t InitializeSettings();
+  // Turns the <scanner> section of the resource text into "vid,pid;...":
+  // 0 or 180-186.
+  uint32_t InitializeVidPids();
+
+  // The two actions (oslinux.cpp).
+  uint32_t Add();
+  uint32_t Remove();
+  // True when a listed scanner is attached; runs <lib>/deviceprobe through
+  // the shell once per process. a_blFallback answers when it is missing.
+  bool DeviceConnected(bool a_blFallback);
+
+  // Refreshes the writeable mirror of the model's user-root directory: 0,
+  // 200 or 210.
+  uint32_t WriteableAdd();
+  // Deletes the mirror unless a listed scanner is still attached: 0 or 250.
+  uint32_t WriteableRemove();
+
+private:
+  char m_szWriteablePath[512];       // [dsIdentity] writeable; empty: no override
+  char m_szWriteableModelPath[512];  // writeable path + the model's user-root directory
+  char m_szLibPath[512];             // home directory + "lib": where deviceprobe lives
+  char m_szResource[1024];           // text of the resource PNPHELPER
+  char m_szVidPids[512];             // "vid,pid;vid,pid" in lower-case hexadecimal
+  bool m_blProbeDone;                // deviceprobe ran in this process
+  bool m_blDeviceConnected;          // its answer
+};
+
+// Copy rule of the mirror, handed to COsFile::CopyDirectory: the whole
+// "profiles" directory (6), every ".ini" file and every "usb*.lock" file (0,
+// any case), nothing else (8); other directories are looked into (0).
+EOSSTS WriteableCallBack(OsFileCopyDirectoryInfo *a_posfilecopydirectoryinfo);
+
+#endif  // PNPHELPER_H

@@ -1,0 +1,744 @@
+// test_pnphelper_e2e.cpp: the built pnphelper program run end to end in
+// temporary homes: HOME/bin/pnphelper (a copy of the program, its
+// resources rewritten per test), HOME/const.ini, a fake HOME/lib/deviceprobe
+// that records its argument, a user tree in HOME/user and a writeable root
+// beside HOME. Checks exit statuses, mirrors, the probe's argument and the
+// log lines.
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "os_testutil.h"
+
+extern char **environ;
+
+namespace
+{
+
+const char *const kPnpHelper = PNPHELPER_BIN;
+const char *const kOsResource = OSRESOURCE_BIN;
+
+// The resource directory: the last 3,584 bytes, 64 entries of 56 bytes.
+const size_t kTableSize = 3584;
+const size_t kEntrySize = 56;
+
+const std::string kDefaultList =
+    "<pnphelper><scanner><id>USB\\VID_040A&PID_6020</id><id>USB\\VID_040A&PID_6021</id></scanner></"
+    "pnphelper>";
+
+std::string RealPath(const std::string &a_strPath)
+{
+  char *sz = realpath(a_strPath.c_str(), nullptr);
+  std::string str = sz ? sz : a_strPath;
+  free(sz);
+  return str;
+}
+
+void MakeDirs(const std::string &a_strPath)
+{
+  std::string strSoFar;
+  for (size_t pos = 0; pos != std::string::npos;)
+  {
+    pos = a_strPath.find('/', pos + 1);
+    strSoFar = a_strPath.substr(0, pos);
+    mkdir(strSoFar.c_str(), 0777);
+  }
+}
+
+bool IsDir(const std::string &a_strPath)
+{
+  struct stat st;
+  return lstat(a_strPath.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+// Every path below a_strRoot ("a/b", directories with a trailing "/"),
+// sorted; symbolic links are not followed.
+void ListTree(const std::string &a_strRoot, const std::string &a_strPrefix, std::vector<std::string> *a_pvec)
+{
+  std::vector<std::string> vecNames;
+  if (DIR *pdir = opendir(a_strRoot.c_str()))
+  {
+    while (const dirent *pdirent = readdir(pdir))
+    {
+      if (std::strcmp(pdirent->d_name, ".") && std::strcmp(pdirent->d_name, ".."))
+      {
+        vecNames.push_back(pdirent->d_name);
+      }
+    }
+    closedir(pdir);
+  }
+  for (const std::string &strName : vecNames)
+  {
+    const std::string strPath = a_strRoot + "/" + strName;
+    if (IsDir(strPath))
+    {
+      a_pvec->push_back(a_strPrefix + strName + "/");
+      ListTree(strPath, a_strPrefix + strName + "/", a_pvec);
+    }
+    else
+    {
+      a_pvec->push_back(a_strPrefix + strName);
+    }
+  }
+  std::sort(a_pvec->begin(), a_pvec->end());
+}
+
+std::vector<std::string> Tree(const std::string &a_strRoot)
+{
+  std::vector<std::string> vec;
+  ListTree(a_strRoot, "", &vec);
+  return vec;
+}
+
+// Runs a program with the current environment minus every QRB_ variable;
+// returns its exit status, or 1000 + signal.
+pid_t Spawn(const std::vector<std::string> &a_vecArgs)
+{
+  std::vector<std::string> vecEnv;
+  for (char **psz = environ; *psz; psz++)
+  {
+    if (std::strncmp(*psz, "QRB_", 4) != 0 && std::strncmp(*psz, "DEVICEPROBE_SYSFS=", 18) != 0)
+    {
+      vecEnv.push_back(*psz);
+    }
+  }
+  std::vector<char *> vecArgv;
+  for (const std::string &str : a_vecArgs)
+  {
+    vecArgv.push_back(const_cast<char *>(str.c_str()));
+  }
+  vecArgv.push_back(nullptr);
+  std::vector<char *> vecEnvp;
+  for (const std::string &str : vecEnv)
+  {
+    vecEnvp.push_back(const_cast<char *>(str.c_str()));
+  }
+  vecEnvp.push_back(nullptr);
+  const pid_t pid = fork();
+  if (pid == 0)
+  {
+    execve(vecArgv[0], vecArgv.data(), vecEnvp.data());
+    _exit(127);
+  }
+  return pid;
+}
+
+int Wait(pid_t a_pid)
+{
+  int iStatus = 0;
+  if (a_pid < 0 || waitpid(a_pid, &iStatus, 0) != a_pid)
+  {
+    return -1;
+  }
+  return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 1000 + WTERMSIG(iStatus);
+}
+
+int RunProgram(const std::vector<std::string> &a_vecArgs)
+{
+  return Wait(Spawn(a_vecArgs));
+}
+
+// Truncates a program file to its ELF image: the resource blocks start at
+// the lowest offset that the directory names.
+bool StripResources(const std::string &a_strFile)
+{
+  const std::string strData = ostest::ReadFile(a_strFile);
+  if (strData.size() < kTableSize)
+  {
+    return false;
+  }
+  const char *pTable = strData.data() + strData.size() - kTableSize;
+  if (std::memcmp(pTable + 63 * kEntrySize, "@!@qrb@!@", 9) != 0)
+  {
+    return true;  // nothing appended
+  }
+  size_t sizetImage = strData.size() - kTableSize;
+  for (int ii = 0; ii < 63; ii++)
+  {
+    const char *pEntry = pTable + ii * kEntrySize;
+    if (pEntry[0])
+    {
+      uint32_t u32Offset;
+      std::memcpy(&u32Offset, pEntry + 32, sizeof(u32Offset));
+      sizetImage = std::min<size_t>(sizetImage, u32Offset);
+    }
+  }
+  return truncate(a_strFile.c_str(), static_cast<off_t>(sizetImage)) == 0;
+}
+
+// A temporary installation: home, user tree, writeable root, fake probe.
+class PnpHome
+{
+public:
+  PnpHome()
+      : m_strRoot(RealPath(m_tempdir.Path())),
+        m_strHome(m_strRoot + "/home"),
+        m_strWriteable(m_strRoot + "/writeable")
+  {
+    MakeDirs(m_strHome + "/bin");
+    MakeDirs(m_strHome + "/lib");
+    MakeDirs(m_strHome + "/user");
+    MakeDirs(m_strWriteable);
+    ostest::WriteFile(Program(), ostest::ReadFile(kPnpHelper));
+    chmod(Program().c_str(), 0755);
+    WriteConstIni(m_strWriteable, 1);
+    InstallProbe(1);
+  }
+
+  const std::string &Root() const { return m_strRoot; }
+  const std::string &Home() const { return m_strHome; }
+  const std::string &Writeable() const { return m_strWriteable; }
+  std::string Program() const { return m_strHome + "/bin/pnphelper"; }
+  std::string User() const { return m_strHome + "/user"; }
+  std::string Mirror() const { return m_strWriteable + User(); }
+
+  void WriteConstIni(const std::string &a_strWriteable, int a_iDebug)
+  {
+    ostest::WriteFile(m_strHome + "/const.ini", "[dsIdentity]\nwriteable=" + a_strWriteable +
+                                                    "\nDebug=" + std::to_string(a_iDebug) + "\n");
+  }
+
+  // The fake probe appends its argument, one line per run, and exits with
+  // a_iStatus.
+  void InstallProbe(int a_iStatus)
+  {
+    const std::string strProbe = m_strHome + "/lib/deviceprobe";
+    ostest::WriteFile(strProbe, "#!/bin/sh\nprintf '%s\\n' \"$1\" >>\"" + m_strRoot + "/probe.args\"\nexit " +
+                                    std::to_string(a_iStatus) + "\n");
+    chmod(strProbe.c_str(), 0755);
+  }
+  void RemoveProbe() { unlink((m_strHome + "/lib/deviceprobe").c_str()); }
+  std::vector<std::string> ProbeArgs() const
+  {
+    return ostest::SplitLines(ostest::ReadFile(m_strRoot + "/probe.args"));
+  }
+
+  // Replaces the program's resources: a_strList as PNPHELPER (none when
+  // a_blWithList is false) and a VERSION.
+  void SetResource(const std::string &a_strList, bool a_blWithList = true)
+  {
+    ASSERT_TRUE(StripResources(Program()));
+    const std::string strList = m_strRoot + "/list.xml";
+    const std::string strVersion = m_strRoot + "/version.dat";
+    ostest::WriteFile(strList, a_strList);
+    ostest::WriteFile(strVersion, "01000000");
+    if (a_blWithList)
+    {
+      ASSERT_EQ(0, RunProgram({kOsResource, "add", Program(), "PNPHELPER", strList}));
+    }
+    ASSERT_EQ(0, RunProgram({kOsResource, "add", Program(), "VERSION", strVersion}));
+  }
+
+  int Run(const std::vector<std::string> &a_vecArgs = {}) { return Wait(Start(a_vecArgs)); }
+  pid_t Start(const std::vector<std::string> &a_vecArgs)
+  {
+    std::vector<std::string> vec{Program()};
+    vec.insert(vec.end(), a_vecArgs.begin(), a_vecArgs.end());
+    return Spawn(vec);
+  }
+
+  // The text of every log file below HOME/log.
+  std::string Log() const
+  {
+    std::string strText;
+    for (const std::string &strName : Tree(m_strHome + "/log"))
+    {
+      if (strName.size() > 4 && strName.compare(strName.size() - 4, 4, ".log") == 0)
+      {
+        strText += ostest::ReadFile(m_strHome + "/log/" + strName);
+      }
+    }
+    return strText;
+  }
+  bool LogHas(const std::string &a_strText) const { return Log().find(a_strText) != std::string::npos; }
+
+  void UserFile(const std::string &a_strRelative, const std::string &a_strData = "x")
+  {
+    const std::string strPath = User() + "/" + a_strRelative;
+    MakeDirs(strPath.substr(0, strPath.rfind('/')));
+    ostest::WriteFile(strPath, a_strData);
+  }
+
+private:
+  ostest::TempDir m_tempdir;
+  std::string m_strRoot;
+  std::string m_strHome;
+  std::string m_strWriteable;
+};
+
+class PnpHelperE2E : public ::testing::Test
+{
+protected:
+  PnpHome m_home;
+};
+
+// ---------------------------------------------------------------------------
+// Command line
+
+TEST_F(PnpHelperE2E, NoArgumentIsAnUnknownActionAndSucceeds)
+{
+  m_home.UserFile("a.ini");
+  EXPECT_EQ(0, m_home.Run());
+  EXPECT_TRUE(m_home.LogHas("Action not given or unknown: \r\n"));
+  EXPECT_TRUE(m_home.LogHas("Action completed: 0"));
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
+}
+
+TEST_F(PnpHelperE2E, ActionPrefixAndWordIgnoreCase)
+{
+  m_home.UserFile("a.ini");
+  EXPECT_EQ(0, m_home.Run({"ACTION:ADD"}));
+  EXPECT_TRUE(m_home.LogHas("Action: Add"));
+  EXPECT_TRUE(m_home.LogHas("Action completed: 0"));
+  EXPECT_TRUE(ostest::FileExists(m_home.Mirror() + "/a.ini"));
+
+  EXPECT_EQ(0, m_home.Run({"Action:Remove"}));
+  EXPECT_TRUE(m_home.LogHas("Action: Remove"));
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
+}
+
+TEST_F(PnpHelperE2E, LastActionWinsAndOtherArgumentsAreIgnored)
+{
+  m_home.UserFile("a.ini");
+  EXPECT_EQ(0, m_home.Run({"action:add", "action:bogus"}));
+  EXPECT_TRUE(m_home.LogHas("Action not given or unknown: bogus"));
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
+
+  EXPECT_EQ(0, m_home.Run({"add", "--verbose", "action:add"}));
+  EXPECT_TRUE(m_home.LogHas("Unknown argument: add"));
+  EXPECT_TRUE(m_home.LogHas("Unknown argument: --verbose"));
+  EXPECT_TRUE(ostest::FileExists(m_home.Mirror() + "/a.ini"));
+}
+
+TEST_F(PnpHelperE2E, WordWithoutPrefixOrWithSuffixIsUnknown)
+{
+  m_home.UserFile("a.ini");
+  EXPECT_EQ(0, m_home.Run({"add"}));
+  EXPECT_EQ(0, m_home.Run({"action:add "}));
+  EXPECT_EQ(0, m_home.Run({"action:"}));
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
+}
+
+TEST_F(PnpHelperE2E, LongActionWordIsCutTo63Characters)
+{
+  const std::string strWord(100, 'w');
+  EXPECT_EQ(0, m_home.Run({"action:" + strWord}));
+  EXPECT_TRUE(m_home.LogHas("Action not given or unknown: " + std::string(63, 'w') + "\r\n"));
+}
+
+TEST_F(PnpHelperE2E, InformationLinesOnlyAtDebugLevel)
+{
+  m_home.WriteConstIni(m_home.Writeable(), 0);
+  EXPECT_EQ(0, m_home.Run({"action:add", "extra"}));
+  EXPECT_TRUE(m_home.LogHas("Action completed: 0"));
+  EXPECT_FALSE(m_home.LogHas("Unknown argument"));
+  EXPECT_FALSE(m_home.LogHas("Run() Enter"));
+  EXPECT_FALSE(m_home.LogHas("create pnphelper object"));
+
+  m_home.WriteConstIni(m_home.Writeable(), 1);
+  EXPECT_EQ(0, m_home.Run({"action:add", "extra"}));
+  EXPECT_TRUE(m_home.LogHas("Run() Enter: 3"));
+  EXPECT_TRUE(m_home.LogHas("Unknown argument: extra"));
+  EXPECT_TRUE(m_home.LogHas("Add() Enter for Linux"));
+  EXPECT_TRUE(m_home.LogHas("cleanup pnphelper object"));
+}
+
+TEST_F(PnpHelperE2E, MainLogsItsObjectAtLine522)
+{
+  EXPECT_EQ(0, m_home.Run({"action:nothing"}));
+  const std::vector<std::string> vecLines = ostest::SplitLines(m_home.Log());
+  const auto it = std::find_if(vecLines.begin(), vecLines.end(),
+                               [](const std::string &s)
+                               { return s.find("create pnphelper object") != std::string::npos; });
+  ASSERT_NE(vecLines.end(), it);
+  // Header: counter, time, source (32 columns), line (5 columns).
+  EXPECT_EQ("pnphelper", it->substr(16, 9));
+  EXPECT_EQ("  522", it->substr(49, 5));
+}
+
+// ---------------------------------------------------------------------------
+// Copy rules
+
+TEST_F(PnpHelperE2E, AddMirrorsProfilesIniAndUsbLocksOnly)
+{
+  m_home.UserFile("profiles/Default.xml");
+  m_home.UserFile("profiles/sub/readme.txt");   // inside profiles: copied whatever it is
+  m_home.UserFile("PROFILES2/x.xml");           // a different name: looked into, nothing copied
+  m_home.UserFile("nested/Profiles/kept.bin");  // "Profiles" in any case, at any depth
+  m_home.UserFile("a.ini");
+  m_home.UserFile("b.INI");
+  m_home.UserFile("c.ini.bak");
+  m_home.UserFile("usb1.lock");
+  m_home.UserFile("USB2.LOCK");
+  m_home.UserFile("usb.lock");
+  m_home.UserFile("scanner.lock");
+  m_home.UserFile("xusb.lock");
+  m_home.UserFile("readme.txt");
+  m_home.UserFile("noextension");
+  m_home.UserFile("ini");
+  m_home.UserFile(".ini");
+  m_home.UserFile("deep/er/d.Ini");
+  m_home.UserFile("skipped/only.txt");  // nothing copied: no directory made
+
+  EXPECT_EQ(0, m_home.Run({"action:add"}));
+  const std::vector<std::string> vecExpected{".ini",
+                                             "USB2.LOCK",
+                                             "a.ini",
+                                             "b.INI",
+                                             "deep/",
+                                             "deep/er/",
+                                             "deep/er/d.Ini",
+                                             "nested/",
+                                             "nested/Profiles/",
+                                             "nested/Profiles/kept.bin",
+                                             "profiles/",
+                                             "profiles/Default.xml",
+                                             "profiles/sub/",
+                                             "profiles/sub/readme.txt",
+                                             "usb.lock",
+                                             "usb1.lock"};
+  EXPECT_EQ(vecExpected, Tree(m_home.Mirror()));
+  EXPECT_TRUE(m_home.LogHas("Copy entire directory: " + m_home.User() + "/profiles"));
+  EXPECT_TRUE(m_home.LogHas("OK to look in directory: " + m_home.User() + "/PROFILES2"));
+  EXPECT_TRUE(m_home.LogHas("OK to copy: " + m_home.User() + "/usb1.lock"));
+  EXPECT_TRUE(m_home.LogHas("Do NOT copy: " + m_home.User() + "/noextension"));
+  EXPECT_TRUE(m_home.LogHas("Do NOT copy: " + m_home.User() + "/scanner.lock"));
+}
+
+TEST_F(PnpHelperE2E, AddCopiesContentsAndStartsFromAFreshMirror)
+{
+  m_home.UserFile("settings.ini", "[scan]\nresolution=300\n");
+  EXPECT_EQ(0, m_home.Run({"action:add"}));
+  // A user edit and a stray file in the mirror are both replaced.
+  ostest::WriteFile(m_home.Mirror() + "/settings.ini", "edited");
+  ostest::WriteFile(m_home.Mirror() + "/stray.ini", "stray");
+  EXPECT_EQ(0, m_home.Run({"action:add"}));
+  EXPECT_EQ("[scan]\nresolution=300\n", ostest::ReadFile(m_home.Mirror() + "/settings.ini"));
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror() + "/stray.ini"));
+}
+
+TEST_F(PnpHelperE2E, AddOfAnEmptyUserTreeCreatesNoMirror)
+{
+  m_home.UserFile("only.txt");
+  EXPECT_EQ(0, m_home.Run({"action:add"}));
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
+}
+
+TEST_F(PnpHelperE2E, SymbolicLinkLoopInTheUserTreeEnds)
+{
+  m_home.UserFile("a.ini");
+  ASSERT_EQ(0, symlink(m_home.User().c_str(), (m_home.User() + "/loop").c_str()));
+  const int iStatus = m_home.Run({"action:add"});
+  EXPECT_TRUE(iStatus == 0 || iStatus == 210) << iStatus;
+  EXPECT_TRUE(ostest::FileExists(m_home.Mirror() + "/a.ini"));
+}
+
+// ---------------------------------------------------------------------------
+// Writeable root
+
+TEST_F(PnpHelperE2E, WithoutOverrideBothActionsDoNothing)
+{
+  m_home.WriteConstIni("", 1);
+  m_home.UserFile("a.ini");
+  EXPECT_EQ(0, m_home.Run({"action:add"}));
+  EXPECT_TRUE(m_home.LogHas("no writeable override in const.ini"));
+  EXPECT_TRUE(m_home.LogHas("nothing copied, no override"));
+  EXPECT_EQ(std::vector<std::string>{}, Tree(m_home.Writeable()));
+
+  EXPECT_EQ(0, m_home.Run({"action:remove"}));
+  EXPECT_TRUE(m_home.LogHas("nothing removed, no override"));
+  EXPECT_TRUE(m_home.ProbeArgs().empty());
+}
+
+TEST_F(PnpHelperE2E, MissingWriteableRootFailsAddOnly)
+{
+  m_home.WriteConstIni(m_home.Root() + "/absent", 1);
+  EXPECT_EQ(200, m_home.Run({"action:add"}));
+  EXPECT_TRUE(m_home.LogHas("Writeable path does not exist: " + m_home.Root() + "/absent"));
+  EXPECT_TRUE(m_home.LogHas("Action completed: 200"));
+  EXPECT_FALSE(ostest::FileExists(m_home.Root() + "/absent"));
+
+  EXPECT_EQ(0, m_home.Run({"action:remove"}));
+}
+
+TEST_F(PnpHelperE2E, CopyFailureIs210)
+{
+  m_home.UserFile("a.ini");
+  // A file where the mirror's first directory must go.
+  const std::string strFirst =
+      m_home.Writeable() + "/" + m_home.Root().substr(1, m_home.Root().find('/', 1) - 1);
+  ASSERT_TRUE(ostest::WriteFile(strFirst, "in the way"));
+  EXPECT_EQ(210, m_home.Run({"action:add"}));
+  EXPECT_TRUE(m_home.LogHas("Unable to copy files: <" + m_home.User() + "> <" + m_home.Mirror() + ">"));
+}
+
+TEST_F(PnpHelperE2E, RemoveFailureIs250)
+{
+  // The mirror path names a file: deleting it as a directory fails.
+  MakeDirs(m_home.Mirror().substr(0, m_home.Mirror().rfind('/')));
+  ASSERT_TRUE(ostest::WriteFile(m_home.Mirror(), "not a directory"));
+  EXPECT_EQ(250, m_home.Run({"action:remove"}));
+  EXPECT_TRUE(m_home.LogHas("Unable to remove old files: " + m_home.Mirror()));
+  EXPECT_TRUE(ostest::FileExists(m_home.Mirror()));
+}
+
+TEST_F(PnpHelperE2E, FailedDeleteBeforeCopyIsLoggedAndIgnoredByAdd)
+{
+  m_home.UserFile("a.ini");
+  MakeDirs(m_home.Mirror().substr(0, m_home.Mirror().rfind('/')));
+  ASSERT_TRUE(ostest::WriteFile(m_home.Mirror(), "not a directory"));
+  EXPECT_EQ(210, m_home.Run({"action:add"}));
+  EXPECT_TRUE(m_home.LogHas("Unable to remove old files: " + m_home.Mirror()));
+}
+
+TEST_F(PnpHelperE2E, RemoveNeverFollowsALinkOutOfTheMirror)
+{
+  m_home.UserFile("a.ini");
+  ASSERT_EQ(0, m_home.Run({"action:add"}));
+  const std::string strOutside = m_home.Root() + "/outside";
+  MakeDirs(strOutside);
+  ASSERT_TRUE(ostest::WriteFile(strOutside + "/precious.txt", "keep"));
+  ASSERT_EQ(0, symlink(strOutside.c_str(), (m_home.Mirror() + "/link").c_str()));
+  EXPECT_EQ(0, m_home.Run({"action:remove"}));
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
+  EXPECT_EQ("keep", ostest::ReadFile(strOutside + "/precious.txt"));
+}
+
+// ---------------------------------------------------------------------------
+// Remove and the probe
+
+TEST_F(PnpHelperE2E, RemoveKeepsTheMirrorWhileAListedScannerIsAttached)
+{
+  m_home.UserFile("a.ini");
+  ASSERT_EQ(0, m_home.Run({"action:add"}));
+  m_home.InstallProbe(0);
+  EXPECT_EQ(0, m_home.Run({"action:remove"}));
+  EXPECT_TRUE(ostest::FileExists(m_home.Mirror() + "/a.ini"));
+  EXPECT_EQ(std::vector<std::string>{"40a,6020;40a,6021"}, m_home.ProbeArgs());
+  EXPECT_TRUE(m_home.LogHas("call deviceprobe: " + m_home.Home() + "/lib/deviceprobe \"40a,6020;40a,6021\""));
+  EXPECT_TRUE(m_home.LogHas("device is still connected"));
+  EXPECT_TRUE(m_home.LogHas("DeviceConnected() Exit: 1"));
+}
+
+TEST_F(PnpHelperE2E, RemoveDeletesTheMirrorWhenNoScannerIsAttached)
+{
+  m_home.UserFile("profiles/p.xml");
+  ASSERT_EQ(0, m_home.Run({"action:add"}));
+  m_home.InstallProbe(1);
+  EXPECT_EQ(0, m_home.Run({"action:remove"}));
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
+  EXPECT_TRUE(IsDir(m_home.Writeable()));  // the root itself stays
+  EXPECT_TRUE(m_home.LogHas("DeviceConnected() Exit: 0"));
+  EXPECT_TRUE(m_home.LogHas("WriteableRemove() Exit"));
+}
+
+TEST_F(PnpHelperE2E, AnyNonZeroProbeAnswerMeansDetached)
+{
+  m_home.UserFile("a.ini");
+  ASSERT_EQ(0, m_home.Run({"action:add"}));
+  m_home.InstallProbe(2);
+  EXPECT_EQ(0, m_home.Run({"action:remove"}));
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
+}
+
+TEST_F(PnpHelperE2E, MissingProbeKeepsTheMirror)
+{
+  m_home.UserFile("a.ini");
+  ASSERT_EQ(0, m_home.Run({"action:add"}));
+  m_home.RemoveProbe();
+  EXPECT_EQ(0, m_home.Run({"action:remove"}));
+  EXPECT_TRUE(ostest::FileExists(m_home.Mirror() + "/a.ini"));
+  EXPECT_TRUE(m_home.LogHas("deviceprobe is missing: " + m_home.Home() + "/lib/deviceprobe"));
+  EXPECT_TRUE(m_home.LogHas("device is still connected"));
+}
+
+TEST_F(PnpHelperE2E, ProbeRunsOncePerRemoveAndNeverOnAdd)
+{
+  m_home.UserFile("a.ini");
+  EXPECT_EQ(0, m_home.Run({"action:add"}));
+  EXPECT_TRUE(m_home.ProbeArgs().empty());
+  m_home.InstallProbe(0);
+  EXPECT_EQ(0, m_home.Run({"action:remove", "action:remove"}));
+  EXPECT_EQ(1u, m_home.ProbeArgs().size());
+  EXPECT_EQ(0, m_home.Run({"action:remove"}));
+  EXPECT_EQ(2u, m_home.ProbeArgs().size());
+}
+
+// ---------------------------------------------------------------------------
+// The scanner list resource
+
+struct ResourceCase
+{
+  const char *szName;
+  std::string strResource;
+  int iStatus;
+  const char *szLogLine;
+};
+
+// Names the case in test output instead of dumping its bytes.
+void PrintTo(const ResourceCase &a_rc, std::ostream *a_pos)
+{
+  *a_pos << a_rc.szName;
+}
+
+class PnpHelperResource : public ::testing::TestWithParam<ResourceCase>
+{
+protected:
+  PnpHome m_home;
+};
+
+TEST_P(PnpHelperResource, StatusAndLogLine)
+{
+  const ResourceCase &rc = GetParam();
+  m_home.SetResource(rc.strResource);
+  m_home.UserFile("a.ini");
+  EXPECT_EQ(rc.iStatus, m_home.Run({"action:add"}));
+  EXPECT_TRUE(m_home.LogHas(rc.szLogLine)) << m_home.Log();
+  EXPECT_TRUE(m_home.LogHas("Action completed: " + std::to_string(rc.iStatus)));
+  // A failed load never runs the action.
+  EXPECT_EQ(rc.iStatus == 0, ostest::FileExists(m_home.Mirror() + "/a.ini"));
+}
+
+std::string Scanner(const std::string &a_strIds)
+{
+  return "<pnphelper><scanner>" + a_strIds + "</scanner></pnphelper>";
+}
+
+// A resource of exactly a_sizetSize bytes: a valid list padded with blanks.
+std::string Sized(size_t a_sizetSize)
+{
+  std::string str = Scanner("<id>VID_40a&PID_6020</id>");
+  str.append(a_sizetSize - str.size(), ' ');
+  return str;
+}
+
+// Ids of eight-digit numbers: 18 list characters each, so 29 of them
+// (521 characters) overflow the 511-character list.
+std::string ManyIds(int a_iCount)
+{
+  std::string str;
+  for (int ii = 0; ii < a_iCount; ii++)
+  {
+    str += "<id>VID_ffffffffPID_ffffffff</id>";
+  }
+  return Scanner(str);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Variants, PnpHelperResource,
+    ::testing::Values(
+        ResourceCase{"Valid", kDefaultList, 0, "add Vid/Pid 40a/6021"},
+        ResourceCase{"Exactly1023Bytes", Sized(1023), 0, "GetVidPids() Exit"},
+        ResourceCase{"Exactly1024Bytes", Sized(1024), 160, "Not enough space to load resource..."},
+        ResourceCase{"NoScannerSection", "<pnphelper><id>VID_1&PID_2</id></pnphelper>", 180,
+                     "<scanner> section not found..."},
+        ResourceCase{"NoScannerEnd", "<scanner><id>VID_1&PID_2</id>", 180, "<scanner> section not found..."},
+        ResourceCase{"EmptyId", Scanner("<id>VID_1&PID_2</id><id></id>"), 181, "OsXmlGetContent failed..."},
+        ResourceCase{"UnclosedId", Scanner("<id>VID_1&PID_2"), 181, "OsXmlGetContent failed..."},
+        ResourceCase{"IdOf64Characters", Scanner("<id>VID_1&PID_2" + std::string(53, 'x') + "</id>"), 181,
+                     "OsXmlGetContent failed..."},
+        ResourceCase{"IdOf63Characters", Scanner("<id>VID_1&PID_2" + std::string(52, 'x') + "</id>"), 0,
+                     "add Vid/Pid 1/2"},
+        ResourceCase{"LowerCaseVid", Scanner("<id>vid_040a&PID_6020</id>"), 182, "VID_ missing..."},
+        ResourceCase{"ZeroVid", Scanner("<id>VID_0000&PID_6020</id>"), 183, "VID_ is zero..."},
+        ResourceCase{"VidWithoutDigits", Scanner("<id>VID_&PID_6020</id>"), 183, "VID_ is zero..."},
+        ResourceCase{"NoPid", Scanner("<id>VID_040a</id>"), 184, "PID_ missing..."},
+        ResourceCase{"ZeroPid", Scanner("<id>VID_040a&PID_0</id>"), 185, "PID_ is zero..."},
+        ResourceCase{"SecondIdBad", Scanner("<id>VID_1&PID_2</id><id>VID_3</id>"), 184, "add Vid/Pid 1/2"},
+        ResourceCase{"ListJustFits", ManyIds(28), 0, "GetVidPids() Exit"},
+        ResourceCase{"ListOverflows", ManyIds(29), 186, "Out of space: OsStrCatf failed..."}),
+    [](const ::testing::TestParamInfo<ResourceCase> &info) { return std::string(info.param.szName); });
+
+TEST_F(PnpHelperE2E, MissingResourceIs150)
+{
+  m_home.SetResource("", false);
+  m_home.UserFile("a.ini");
+  EXPECT_EQ(150, m_home.Run({"action:add"}));
+  EXPECT_TRUE(m_home.LogHas("Failed to Open resource...14"));
+  EXPECT_EQ(150, m_home.Run({"action:remove"}));
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
+}
+
+TEST_F(PnpHelperE2E, ProgramWithoutAnyResourceIs150ButUnknownActionsStillSucceed)
+{
+  ASSERT_TRUE(StripResources(m_home.Program()));
+  EXPECT_EQ(150, m_home.Run({"action:add"}));
+  EXPECT_EQ(0, m_home.Run({"action:other"}));
+}
+
+// What the probe is given: the list in order, lower-case hexadecimal
+// without leading zeros; ids after </scanner> are never read.
+TEST_F(PnpHelperE2E, ProbeArgumentIsTheParsedList)
+{
+  m_home.SetResource(
+      "<x><id>VID_9&PID_9</id><scanner>\n <id>USB\\VID_040A&PID_6020&REV_0001</id>\n"
+      " <id>PID_00FF then "
+      "VID_0ABC</id><id><![CDATA[VID_1234&PID_5678]]></id></scanner><id>VID_7&PID_7</id></x>");
+  EXPECT_EQ(0, m_home.Run({"action:remove"}));
+  EXPECT_EQ(std::vector<std::string>{"40a,6020;abc,ff;1234,5678"}, m_home.ProbeArgs());
+}
+
+TEST_F(PnpHelperE2E, EmptyScannerSectionRunsTheProbeWithAnEmptyList)
+{
+  m_home.SetResource("<scanner></scanner>");
+  EXPECT_EQ(0, m_home.Run({"action:remove"}));
+  EXPECT_EQ(std::vector<std::string>{""}, m_home.ProbeArgs());
+  EXPECT_TRUE(m_home.LogHas("call deviceprobe: " + m_home.Home() + "/lib/deviceprobe \"\""));
+}
+
+// ---------------------------------------------------------------------------
+// Concurrent events on one mirror
+
+TEST_F(PnpHelperE2E, ConcurrentAddAndRemoveRunsSerialise)
+{
+  for (int ii = 0; ii < 20; ii++)
+  {
+    m_home.UserFile("profiles/p" + std::to_string(ii) + ".xml", std::string(4096, 'p'));
+    m_home.UserFile("d" + std::to_string(ii) + "/s.ini", "[s]");
+    m_home.UserFile("d" + std::to_string(ii) + "/skip.txt");
+  }
+  m_home.UserFile("usb1.lock");
+  m_home.WriteConstIni(m_home.Writeable(), 0);
+  m_home.InstallProbe(1);
+
+  for (int iRound = 0; iRound < 3; iRound++)
+  {
+    std::vector<pid_t> vecPids;
+    for (int ii = 0; ii < 8; ii++)
+    {
+      vecPids.push_back(m_home.Start({ii % 2 ? "action:remove" : "action:add"}));
+    }
+    for (pid_t pid : vecPids)
+    {
+      EXPECT_EQ(0, Wait(pid));
+    }
+  }
+  ASSERT_EQ(0, m_home.Run({"action:add"}));
+  const std::vector<std::string> vecMirror = Tree(m_home.Mirror());
+  EXPECT_EQ(21u + 20u * 2u + 1u, vecMirror.size());  // profiles/ + 20, 20 x (d/, s.ini), usb1.lock
+  EXPECT_EQ(std::string(4096, 'p'), ostest::ReadFile(m_home.Mirror() + "/profiles/p19.xml"));
+  // The lock is taken on the root itself: nothing but the mirror's first
+  // directory is left in it.
+  const std::string strFirst = m_home.Root().substr(1, m_home.Root().find('/', 1) - 1) + "/";
+  std::vector<std::string> vecTop;
+  for (const std::string &str : Tree(m_home.Writeable()))
+  {
+    if (str.find('/') == std::string::npos || str.find('/') == str.size() - 1)
+    {
+      vecTop.push_back(str);
+    }
+  }
+  EXPECT_EQ(std::vector<std::string>{strFirst}, vecTop);
+}
+
+}  // namespace
