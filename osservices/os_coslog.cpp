@@ -183,6 +183,26 @@ void LogWriteAll(int a_iFd, const char *a_sz, size_t a_sizeLen)
   }
 }
 
+// True when the path may serve as the format of the fallback retry: its only
+// conversions are "%%" and at most one "%s". Any other conversion would read
+// arguments that are not there, so such a path is retried unchanged.
+bool IsFallbackFormat(const char *a_szPath)
+{
+  int iStrings = 0;
+  for (const char *pc = strchr(a_szPath, '%'); pc; pc = strchr(pc + 2, '%'))
+  {
+    if (pc[1] == 's')
+    {
+      iStrings++;
+    }
+    else if (pc[1] != '%')
+    {
+      return false;
+    }
+  }
+  return iStrings <= 1;
+}
+
 }  // namespace
 
 // One per thread that logs: its identity and the scratch state of the line
@@ -306,19 +326,33 @@ COsLogImpl::~COsLogImpl()
   g_poslog = nullptr;
 }
 
-// Clears the switch bits out of the level into their switches.
+// Moves the switch bits out of the level into their switches. A switch is
+// only ever turned on here: a later Setup whose level lacks the bit (the
+// level of a running log has it taken out already) leaves it as it is.
 void COsLogImpl::TakeOutSwitches(bool a_blSetup)
 {
-  m_blDump = (m_iLevel & OSLOG_LEVEL_DUMP) != 0;
-  m_blMdns = (m_iLevel & OSLOG_LEVEL_MDNS) != 0;
-  m_blNetXfer = (m_iLevel & OSLOG_LEVEL_NETXFER) != 0;
-  m_blFind = (m_iLevel & OSLOG_LEVEL_FIND) != 0;
-  m_blErrorsOnly = (m_iLevel & OSLOG_LEVEL_ERRORSONLY) != 0;
-  m_iLevel &= ~(OSLOG_LEVEL_DUMP | OSLOG_LEVEL_MDNS | OSLOG_LEVEL_NETXFER | OSLOG_LEVEL_FIND);
-  if (a_blSetup)
+  const struct
   {
-    m_blKeepOld = (m_iLevel & OSLOG_LEVEL_KEEPOLD) != 0;
-    m_iLevel &= ~OSLOG_LEVEL_KEEPOLD;
+    int iBit;
+    bool *pblSwitch;
+    bool blTakeOut;
+  } aswitch[] = {{OSLOG_LEVEL_DUMP, &m_blDump, true},
+                 {OSLOG_LEVEL_MDNS, &m_blMdns, true},
+                 {OSLOG_LEVEL_NETXFER, &m_blNetXfer, true},
+                 {OSLOG_LEVEL_FIND, &m_blFind, true},
+                 {OSLOG_LEVEL_ERRORSONLY, &m_blErrorsOnly, false},
+                 {OSLOG_LEVEL_KEEPOLD, &m_blKeepOld, true}};
+  for (const auto &sw : aswitch)
+  {
+    if (sw.iBit == OSLOG_LEVEL_KEEPOLD && !a_blSetup)
+    {
+      continue;  // only Setup takes out the level-2 switch
+    }
+    if (m_iLevel & sw.iBit)
+    {
+      *sw.pblSwitch = true;
+      m_iLevel &= sw.blTakeOut ? ~sw.iBit : ~0;
+    }
   }
 }
 
@@ -807,10 +841,13 @@ int COsLogImpl::OpenWithFallback(OsLogSlot *a_poslogslot)
   int iFd = LogOpen(m_szLogFile, O_RDWR | O_APPEND);
   if (iFd < 0)
   {
-    char szRetry[sizeof(m_szLogFile)];
-    szRetry[0] = '\0';
-    COsString::SStrPrintf(szRetry, sizeof(szRetry), m_szLogFile, "/tmp/qrb.log");
-    LogCopy(m_szLogFile, sizeof(m_szLogFile), szRetry);
+    if (IsFallbackFormat(m_szLogFile))
+    {
+      char szRetry[sizeof(m_szLogFile)];
+      szRetry[0] = '\0';
+      COsString::SStrPrintf(szRetry, sizeof(szRetry), m_szLogFile, "/tmp/qrb.log");
+      LogCopy(m_szLogFile, sizeof(m_szLogFile), szRetry);
+    }
     iFd = LogOpen(m_szLogFile, O_RDWR | O_APPEND);
   }
   if (iFd < 0)
@@ -986,8 +1023,9 @@ void COsLogImpl::ConfigVersion(char *a_szVersion, uint32_t a_u32Size)
   bool blEmpty = true;
   for (uint32_t ii = 0; ii < 4; ii++)
   {
-    aszField[ii] = g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_VERSION_MAJORNUM + ii);
-    blEmpty = blEmpty && (!aszField[ii] || !aszField[ii][0]);
+    const char *szField = g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_VERSION_MAJORNUM + ii);
+    aszField[ii] = szField ? szField : "";
+    blEmpty = blEmpty && !aszField[ii][0];
   }
   if (!blEmpty)
   {

@@ -54,7 +54,8 @@ char MemKindLetter(uint32_t a_u32Kind, bool a_blRelease)
 // configuration.
 const char *LogDirectory()
 {
-  return g_poscfg ? g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_LOGDIRECTORY) : "";
+  const char *szDirectory = g_poscfg ? g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_LOGDIRECTORY) : nullptr;
+  return szDirectory ? szDirectory : "";
 }
 
 }  // namespace

@@ -88,7 +88,7 @@ public:
   static uintptr_t StrToHexIntPtr(const char *a_szSrc, uint32_t a_u32Digits);
 
   // Splits "MMmmbbrr" or "a[.b[.c[.d]]]" into four numbers. 0 done, 1 a null
-  // argument, 3 any other text (the outputs are then zero or partial).
+  // argument, 3 any other text (the outputs are then 0).
   [[nodiscard]] static EOSSTS StrConvertVersionToFields(const char *a_szVersion, int *a_piMajor,
                                                         int *a_piMinor, int *a_piBuild, int *a_piRevision);
   // Dotted: "a.b" when c and d are 0, "a.b.c" when only d is 0, else

@@ -116,7 +116,7 @@ EOSSTS COsThread::AffinitySetMaskCurrentThread(long long a_llMask)
   cpu_set_t cpuset;
   if (!a_llMask)
   {
-    if (sched_getaffinity(0, sizeof(cpuset), &cpuset) != 0)
+    if (sched_getaffinity(getpid(), sizeof(cpuset), &cpuset) != 0)
     {
       OSLOG(EOSLOGFLAG_ASSERT, "sched_getaffinity failed...");
       return EOSSTS_FAIL;

@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "os_coscfg.h"
 #include "os_coslog.h"
 #include "os_testutil.h"
 
@@ -341,9 +342,9 @@ TEST_F(LogTest, FindMessagesNeedTheFindSwitchAndBypassTheLevelRules)
 
 TEST_F(LogTest, SwitchBitsAreTakenOutOfTheLevel)
 {
-  Make(0x6103);
+  Make(0x4103);
   EXPECT_TRUE(g_poslog->GetIsDump());
-  EXPECT_TRUE(g_poslog->GetIsMdns());
+  EXPECT_FALSE(g_poslog->GetIsMdns());
   EXPECT_TRUE(g_poslog->GetIsNetXfer());
   // The constructor keeps 0x2: only Setup takes it out.
   EXPECT_EQ(0x3, g_poslog->GetDebugLevel());
@@ -351,10 +352,12 @@ TEST_F(LogTest, SwitchBitsAreTakenOutOfTheLevel)
   EXPECT_FALSE(g_poslog->GetIsNetXfer());
   std::vector<char> vecPath(m_strLog.begin(), m_strLog.end());
   vecPath.push_back('\0');
-  g_poslog->Setup(vecPath.data(), 0x103, nullptr, nullptr);
+  // Setup turns switches on; the ones already on stay on.
+  g_poslog->Setup(vecPath.data(), 0x2003, nullptr, nullptr);
   EXPECT_EQ(0x1, g_poslog->GetDebugLevel());
   EXPECT_TRUE(g_poslog->GetIsDump());
-  EXPECT_FALSE(g_poslog->GetIsMdns());
+  EXPECT_TRUE(g_poslog->GetIsMdns());
+  EXPECT_FALSE(g_poslog->GetIsNetXfer());
   g_poslog->SetDebugLevel(0x6100);
   EXPECT_EQ(0x6100, g_poslog->GetDebugLevel());
 }
@@ -682,6 +685,22 @@ TEST_F(LogTest, PathWithAConversionIsRetriedWithTheFallbackName)
   EXPECT_EQ(0, g_poslog->SetHopeless(0));
 }
 
+TEST_F(LogTest, PathWithOtherConversionsIsRetriedUnchanged)
+{
+  std::string strWork = m_tempdir / "work";
+  ASSERT_EQ(0, mkdir(strWork.c_str(), 0777));
+  // A "%n" or "%d" in the path must never reach the formatter as a format.
+  std::string strPath = m_tempdir / "x%n%d%s";
+  ASSERT_EQ(0, mkdir(strPath.c_str(), 0777));
+  ScopedCwd scopedcwd(strWork);
+  Make(1, nullptr, strPath.c_str());
+  g_poslog->Message("a.cpp", 1, EOSLOGFLAG_INFO, "lost");
+  EXPECT_EQ(1, g_poslog->SetHopeless(0));
+  char szPath[512];
+  g_poslog->GetFilename(szPath, sizeof(szPath));
+  EXPECT_EQ(strPath, szPath);
+}
+
 // ---- the general information block --------------------------------------------
 
 TEST_F(LogTest, NewLogReplacesTheOldContentsWithTheBlock)
@@ -715,6 +734,38 @@ TEST_F(LogTest, NewLogReplacesTheOldContentsWithTheBlock)
   }
   EXPECT_TRUE(blAppInfo);
   EXPECT_EQ("new", vec.back().strText);
+}
+
+TEST_F(LogTest, BlockDescribesTheMachineTheSystemAndTheProgram)
+{
+  Make(1);
+  g_poslog->Message("a.cpp", 1, EOSLOGFLAG_INFO, "first");
+  std::vector<LogLine> vec = Lines();
+  ASSERT_GE(vec.size(), 5u);
+  char szSystem[128];
+  snprintf(szSystem, sizeof(szSystem), R"(### systemInfo <arch:\d+ ps:%u pmask:0x[0-9a-f]{8,} ncpu:%d )",
+           static_cast<unsigned>(sysconf(_SC_PAGESIZE)), COsCfg::NumberOfProcessors());
+  std::string strTail =
+      R"(cputype:\d+ cpulevel:\d+ cpurev:\d+ bits:proc-(32|64)/mach-(32|64) spd:~-?\d+ pid:)" +
+      std::to_string(getpid()) + R"( pmem:\d+/\d+ vmem:\d+/\d+ memload:\d+ integrity:[46]>)";
+  EXPECT_TRUE(std::regex_match(vec[1].strText, std::regex(szSystem + strTail))) << vec[1].strText;
+  EXPECT_TRUE(std::regex_match(vec[2].strText, std::regex(R"(### osInfo <Os:\S+ Kernel:\d{8}>)")))
+      << vec[2].strText;
+  EXPECT_EQ(0u, vec[3].strText.find("### appInfo <"));
+  size_t sizeBlock = 4;
+  if (COsCfg::IsLibrary())
+  {
+    // Inside a library the program's versions come from its command line
+    // path and the library names itself.
+    EXPECT_TRUE(std::regex_match(vec[4].strText,
+                                 std::regex(R"(### dllInfo <.+> versioncfg=\(none\) versionresource=\(n/a\) )"
+                                            R"(versionsimple=\(n/a\))")))
+        << vec[4].strText;
+    sizeBlock = 5;
+  }
+  ASSERT_EQ(sizeBlock + 1, vec.size());
+  EXPECT_EQ("first", vec.back().strText);
+  EXPECT_EQ(static_cast<long>(sizeBlock), vec.back().lCounter);
 }
 
 TEST_F(LogTest, Level2SwitchAppendsTheBlockToTheOldContents)

@@ -5,11 +5,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <regex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "os_coslog.h"
@@ -156,6 +158,7 @@ TEST_F(MemTest, SizeZeroIsReportedAndStillAllocated)
 TEST_F(MemTest, ForeignPointerIsReportedAndLeftAlone)
 {
   static char s_acNotOurs[32];
+  errno = 0;
   g_posmem->Free(s_acNotOurs, "foreign.cpp", 5, EOSLOGFLAG_MEM, true);
   EXPECT_EQ((std::vector<std::string>{"A mem>>> Can't find managed item..." + Pointer(s_acNotOurs),
                                       "E mem>>> The error occurred here..."}),
@@ -211,6 +214,34 @@ TEST_F(MemTest, FullTableGivesAnUntrackedBlock)
     g_posmem->Free(pv, "c.cpp", 6, EOSLOGFLAG_MEM, true);
   }
   EXPECT_EQ(sizeLines, Texts().size());
+}
+
+TEST_F(MemTest, LockedAllocationsFromThreadsKeepTheTotalsExact)
+{
+  g_poslog->SetDebugLevel(0x10);  // no trace lines while the threads run
+  std::vector<std::thread> vecThread;
+  for (int ii = 0; ii < 4; ii++)
+  {
+    vecThread.emplace_back(
+        []
+        {
+          for (int jj = 0; jj < 500; jj++)
+          {
+            void *pv = g_posmem->Alloc(16, "t.cpp", 1, EOSLOGFLAG_MEM, true, nullptr);
+            g_posmem->Free(pv, "t.cpp", 2, EOSLOGFLAG_MEM, true);
+          }
+        });
+  }
+  for (std::thread &thread : vecThread)
+  {
+    thread.join();
+  }
+  g_poslog->SetDebugLevel(1);
+  void *pv = g_posmem->Alloc(16, "t.cpp", 3, EOSLOGFLAG_MEM, true, "last");
+  std::vector<std::string> vec = Texts();
+  ASSERT_EQ(1u, vec.size());
+  EXPECT_NE(std::string::npos, vec[0].find("AC:2001    FC:2000    CC:1       CB:80  ")) << vec[0];
+  g_posmem->Free(pv, "t.cpp", 4, EOSLOGFLAG_MEM, true);
 }
 
 TEST_F(MemTest, SharedTraceBlocksAreWholeZeroedPages)

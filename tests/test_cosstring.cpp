@@ -361,6 +361,7 @@ TEST(VersionToFields, Errors)
 {
   int a = -1, b = -1, c = -1, d = -1;
   EXPECT_EQ(3u, COsString::StrConvertVersionToFields("1.2.3.4.5", &a, &b, &c, &d));
+  EXPECT_EQ(0, a + b + c + d);  // no partial fields
   EXPECT_EQ(3u, COsString::StrConvertVersionToFields("1.x", &a, &b, &c, &d));
   EXPECT_EQ(3u, COsString::StrConvertVersionToFields("v1", &a, &b, &c, &d));
   EXPECT_EQ(1u, COsString::StrConvertVersionToFields(nullptr, &a, &b, &c, &d));
