@@ -190,15 +190,18 @@ TEST_F(ServicesTest, DriverCreatesEveryServiceAndPublishesItsBlock)
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
 
-  // The block is filled from the configuration but not published.
-  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTS"));
-  // The model line carries the real model directory (the home name).
+  // The block is filled from the configuration and published at start-up;
+  // the model line carries the real model directory (the home name).
   const std::string strExpected =
       BlockWithModel(Root(), LogDirectory(), HomeName(), 0, "svcdriver", false, false, ExecutablePath());
-  EXPECT_EQ(strExpected, Published());
+  EXPECT_EQ(strExpected, Env("QRB_OSSERVICESARGUMENTS"));
   EXPECT_EQ(strExpected, Env(ProcessThreadName().c_str()));
   EXPECT_EQ(strExpected, Env("QRB_OSSERVICESARGUMENTSUNICODE"));
   EXPECT_EQ(HomeName(), CfgGet(OS_CFGTAG_MODELDIRECTORY));
+  OsServicesStop();
+  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTS"));
+  EXPECT_EQ("<unset>", Env(ProcessThreadName().c_str()));
+  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTSUNICODE"));
 }
 
 TEST_F(ServicesTest, DriverIgnoresAnInheritedBlock)
