@@ -1,10 +1,14 @@
 # End-to-end tests of pnphelper and deviceprobe: they run the built
 # programs, so they learn their paths here and build after them.
 if(TARGET test_pnphelper_e2e AND TARGET pnphelper)
+  # Preloaded to make the helper object's allocation fail.
+  add_library(pnphelper_failnew SHARED ${CMAKE_CURRENT_SOURCE_DIR}/package/failnew.cpp)
+  target_include_directories(pnphelper_failnew PRIVATE ${PROJECT_SOURCE_DIR}/pnphelper ${PROJECT_SOURCE_DIR}/osservices)
   target_compile_definitions(test_pnphelper_e2e PRIVATE
     PNPHELPER_BIN="$<TARGET_FILE:pnphelper>"
-    OSRESOURCE_BIN="$<TARGET_FILE:osresource>")
-  add_dependencies(test_pnphelper_e2e pnphelper osresource)
+    OSRESOURCE_BIN="$<TARGET_FILE:osresource>"
+    FAILNEW_LIB="$<TARGET_FILE:pnphelper_failnew>")
+  add_dependencies(test_pnphelper_e2e pnphelper osresource pnphelper_failnew)
 endif()
 if(TARGET test_deviceprobe AND TARGET deviceprobe)
   target_compile_definitions(test_deviceprobe PRIVATE DEVICEPROBE_BIN="$<TARGET_FILE:deviceprobe>")
@@ -23,7 +27,7 @@ add_test(NAME OsServicesPackage.FindPackageAndLink
   COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DWORK=${CMAKE_CURRENT_BINARY_DIR}/package-consumer
           -DSOURCE=${CMAKE_CURRENT_SOURCE_DIR}/package "-DFLAGS=${OS_CONSUMER_FLAGS}"
           -P ${CMAKE_CURRENT_SOURCE_DIR}/package/consumer.cmake)
-set_tests_properties(OsServicesPackage.FindPackageAndLink PROPERTIES TIMEOUT 300)
+set_tests_properties(OsServicesPackage.FindPackageAndLink PROPERTIES TIMEOUT 300 RUN_SERIAL TRUE)
 
 # The install layout and the Debian package of the program.
 if(TARGET pnphelper)

@@ -100,18 +100,24 @@ std::vector<std::string> Tree(const std::string &a_strRoot)
   return vec;
 }
 
-// Runs a program with the current environment minus every QRB_ variable;
-// returns its exit status, or 1000 + signal.
-pid_t Spawn(const std::vector<std::string> &a_vecArgs)
+// Starts a program with the current environment minus every QRB_ variable,
+// plus a_vecExtraEnv ("NAME=value", replacing a variable of that name).
+pid_t Spawn(const std::vector<std::string> &a_vecArgs, const std::vector<std::string> &a_vecExtraEnv = {})
 {
   std::vector<std::string> vecEnv;
   for (char **psz = environ; *psz; psz++)
   {
-    if (std::strncmp(*psz, "QRB_", 4) != 0 && std::strncmp(*psz, "DEVICEPROBE_SYSFS=", 18) != 0)
+    const std::string strEntry = *psz;
+    const std::string strName = strEntry.substr(0, strEntry.find('=') + 1);
+    const bool blReplaced =
+        std::any_of(a_vecExtraEnv.begin(), a_vecExtraEnv.end(),
+                    [&](const std::string &s) { return s.compare(0, strName.size(), strName) == 0; });
+    if (strName.compare(0, 4, "QRB_") != 0 && strName != "DEVICEPROBE_SYSFS=" && !blReplaced)
     {
-      vecEnv.push_back(*psz);
+      vecEnv.push_back(strEntry);
     }
   }
+  vecEnv.insert(vecEnv.end(), a_vecExtraEnv.begin(), a_vecExtraEnv.end());
   std::vector<char *> vecArgv;
   for (const std::string &str : a_vecArgs)
   {
@@ -133,6 +139,7 @@ pid_t Spawn(const std::vector<std::string> &a_vecArgs)
   return pid;
 }
 
+// The exit status, or 1000 + the signal that ended the program.
 int Wait(pid_t a_pid)
 {
   int iStatus = 0;
@@ -239,12 +246,15 @@ public:
     ASSERT_EQ(0, RunProgram({kOsResource, "add", Program(), "VERSION", strVersion}));
   }
 
-  int Run(const std::vector<std::string> &a_vecArgs = {}) { return Wait(Start(a_vecArgs)); }
-  pid_t Start(const std::vector<std::string> &a_vecArgs)
+  int Run(const std::vector<std::string> &a_vecArgs = {}, const std::vector<std::string> &a_vecEnv = {})
+  {
+    return Wait(Start(a_vecArgs, a_vecEnv));
+  }
+  pid_t Start(const std::vector<std::string> &a_vecArgs, const std::vector<std::string> &a_vecEnv = {})
   {
     std::vector<std::string> vec{Program()};
     vec.insert(vec.end(), a_vecArgs.begin(), a_vecArgs.end());
-    return Spawn(vec);
+    return Spawn(vec, a_vecEnv);
   }
 
   // The text of every log file below HOME/log.
@@ -366,6 +376,19 @@ TEST_F(PnpHelperE2E, MainLogsItsObjectAtLine522)
   EXPECT_EQ("  522", it->substr(49, 5));
 }
 
+TEST_F(PnpHelperE2E, ObjectThatCannotBeMadeIs100)
+{
+  m_home.UserFile("a.ini");
+  // The sanitizer runtime would refuse a library preloaded before it.
+  const char *szAsan = std::getenv("ASAN_OPTIONS");
+  const std::string strAsan =
+      std::string("ASAN_OPTIONS=") + (szAsan ? szAsan : "") + ":verify_asan_link_order=0";
+  EXPECT_EQ(100, m_home.Run({"action:add"}, {std::string("LD_PRELOAD=") + FAILNEW_LIB, strAsan}));
+  EXPECT_TRUE(m_home.LogHas("Unable to create object"));
+  EXPECT_FALSE(m_home.LogHas("Action: Add"));
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
+}
+
 // ---------------------------------------------------------------------------
 // Copy rules
 
@@ -445,6 +468,21 @@ TEST_F(PnpHelperE2E, SymbolicLinkLoopInTheUserTreeEnds)
 
 // ---------------------------------------------------------------------------
 // Writeable root
+
+// The per-user root R comes from QRB_SHGETFOLDERPATH: R/user is mirrored
+// below the writeable root and the log is R/log/pnphelper.log.
+TEST_F(PnpHelperE2E, UserRootFollowsTheFolderPathVariable)
+{
+  const std::string strRoot = m_home.Root() + "/folders";
+  MakeDirs(strRoot + "/user/profiles");
+  ostest::WriteFile(strRoot + "/user/profiles/p.xml", "p");
+  m_home.UserFile("home.ini");
+  EXPECT_EQ(0, m_home.Run({"action:add"}, {"QRB_SHGETFOLDERPATH=" + strRoot}));
+  EXPECT_EQ((std::vector<std::string>{"profiles/", "profiles/p.xml"}),
+            Tree(m_home.Writeable() + strRoot + "/user"));
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
+  EXPECT_NE(std::string::npos, ostest::ReadFile(strRoot + "/log/pnphelper.log").find("Action completed: 0"));
+}
 
 TEST_F(PnpHelperE2E, WithoutOverrideBothActionsDoNothing)
 {
