@@ -62,6 +62,14 @@ file(SIZE "${s}/bin/pnphelper" stripped_size)
 if(NOT stripped_size LESS plain_size)
   message(FATAL_ERROR "the stripped program is not smaller (${stripped_size} >= ${plain_size})")
 endif()
+# The stripped program runs from its install: the sample const.ini has no
+# override, so an add reads the scanner list and then has nothing to do.
+run(${CMAKE_COMMAND} -E env --unset=QRB_SHGETFOLDERPATH --unset=QRB_OVERRIDEINI --unset=QRB_LOGDIR
+    --unset=QRB_DEBUGDIR --unset=QRB_DEBUG "${s}/bin/pnphelper" action:add)
+file(READ "${s}/log/pnphelper.log" log)
+if(NOT log MATCHES "Action completed: 0")
+  message(FATAL_ERROR "the installed program did not complete its action:\n${log}")
+endif()
 
 # Staged install: the rules are also linked into the stage's /usr.
 set(stage "${WORK}/stage")
