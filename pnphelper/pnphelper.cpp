@@ -21,9 +21,11 @@
 
 // The program's own module description, read by services start-up.
 const char *g_szOsXml =
-    "<arguments>\n\t<uniquename>pnphelper</uniquename>\n\t<entity>driver</entity>\n\t<loglevel>0</"
-    "loglevel>\n</"
-    "arguments>";
+    "<arguments>\n"
+    "\t<uniquename>pnphelper</uniquename>\n"
+    "\t<entity>driver</entity>\n"
+    "\t<loglevel>0</loglevel>\n"
+    "</arguments>";
 
 namespace
 {
@@ -51,8 +53,8 @@ const uint32_t kTagUserRootDirectory = 13;
 
 // The program's one private configuration value, [dsIdentity] writeable,
 // described to the configuration service through the arguments block.
-OsCfgLookup s_oscfgsectionlookup[] = {{"dsIdentity", 1001}, {nullptr, 1000}};
-OsCfgLookup s_oscfgtaglookup[] = {{"writeable", 1001}, {nullptr, 1000}};
+OsCfgLookup s_oscfgsectionlookup[] = {{"dsIdentity", kSectionDsIdentity}, {nullptr, 1000}};
+OsCfgLookup s_oscfgtaglookup[] = {{"writeable", kTagWriteable}, {nullptr, 1000}};
 // (1 section + 1) x (1 tag + 1) cells; the last is (1001, 1001).
 const char *s_aszcfgdata[4];
 
@@ -396,8 +398,11 @@ int main(int argc, char **argv)
 
   char szArguments[256];
   COsString::SStrPrintf(szArguments, sizeof(szArguments),
-                        "<arguments>\n\t<cfgsectionptr>%p</cfgsectionptr>\n\t<cfgtagptr>%p</cfgtagptr>\n\t<"
-                        "cfgdataptr>%p</cfgdataptr>\n</arguments>",
+                        "<arguments>\n"
+                        "\t<cfgsectionptr>%p</cfgsectionptr>\n"
+                        "\t<cfgtagptr>%p</cfgtagptr>\n"
+                        "\t<cfgdataptr>%p</cfgdataptr>\n"
+                        "</arguments>",
                         static_cast<void *>(s_oscfgsectionlookup), static_cast<void *>(s_oscfgtaglookup),
                         static_cast<void *>(s_aszcfgdata));
   g_OsCfgHinstance = g_szOsCfgApplicationMarker;
