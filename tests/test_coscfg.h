@@ -10,7 +10,6 @@
 #include <sys/stat.h>
 
 #include <cstdio>
-#include <initializer_list>
 #include <memory>
 #include <string>
 
@@ -80,9 +79,10 @@ public:
   }
   std::string Get(uint32_t a_u32Section, uint32_t a_u32Tag) { return m_poscfg->Get(a_u32Section, a_u32Tag); }
   std::string Main(uint32_t a_u32Tag) { return Get(OS_CFGSECTION_MAIN, a_u32Tag); }
-  void Expect(std::initializer_list<CfgWant> a_listWant)
+  template <size_t N>
+  void Expect(const CfgWant (&a_awant)[N])
   {
-    for (const CfgWant &want : a_listWant)
+    for (const CfgWant &want : a_awant)
     {
       EXPECT_EQ(want.strValue, Get(want.u32Section, want.u32Tag))
           << "section " << want.u32Section << " tag " << want.u32Tag;

@@ -83,36 +83,22 @@ TEST(CfgDefaults, SpotChecks)
 {
   CfgHome home;
   home.Make();
-  home.Expect({{OS_CFGTAG_DEBUGREQUEST, "0"},
-               {OS_CFGTAG_LOGBACKUP, "3"},
-               {OS_CFGTAG_EVENTSSAVED, "500"},
-               {OS_CFGTAG_EVENTSRELATIVETIME, "-1"},
-               {OS_CFGTAG_FORCEIMAGECACHEMEMORY, "177592500"},
-               {OS_CFGTAG_FORCEDESKTOP, "WinSta0\\Default"},
-               {OS_CFGTAG_FORCEFILECHUNKSIZE, "16777216"},
-               {OS_CFGTAG_FORCEFILECREATIONMASK, "511"},
-               {OS_CFGTAG_FORCEMOTOREXEMAXMEMORY, "1800000000"},
+  // clang-format off
+  home.Expect({{OS_CFGTAG_DEBUGREQUEST, "0"}, {OS_CFGTAG_LOGBACKUP, "3"}, {OS_CFGTAG_EVENTSSAVED, "500"},
+               {OS_CFGTAG_EVENTSRELATIVETIME, "-1"}, {OS_CFGTAG_FORCEIMAGECACHEMEMORY, "177592500"},
+               {OS_CFGTAG_FORCEDESKTOP, "WinSta0\\Default"}, {OS_CFGTAG_FORCEFILECHUNKSIZE, "16777216"},
+               {OS_CFGTAG_FORCEFILECREATIONMASK, "511"}, {OS_CFGTAG_FORCEMOTOREXEMAXMEMORY, "1800000000"},
                {OS_CFGTAG_FORCEPINGFORMATWINDOWS, "ping.exe -n 1 -w 10000 %s"},
-               {OS_CFGTAG_FORCETHREADAFFINITY, "0"},
-               {OS_CFGTAG_FORCENETTIMEOUTMGRINREAD, "120000"},
-               {OS_CFGTAG_FORCENETADAPTERCHECKDELAY, "99999"},
-               {OS_CFGTAG_FORCEUSEDNSSD, "2"},
-               {OS_CFGTAG_APPLICATIONTAMARIND, "0"},
-               {OS_CFGTAG_APPLICATIONPORTICO, "1"},
+               {OS_CFGTAG_FORCETHREADAFFINITY, "0"}, {OS_CFGTAG_FORCENETTIMEOUTMGRINREAD, "120000"},
+               {OS_CFGTAG_FORCENETADAPTERCHECKDELAY, "99999"}, {OS_CFGTAG_FORCEUSEDNSSD, "2"},
+               {OS_CFGTAG_APPLICATIONTAMARIND, "0"}, {OS_CFGTAG_APPLICATIONPORTICO, "1"},
                // Empty defaults and tags without a default both read as empty.
-               {OS_CFGTAG_VERSION_INFO, ""},
-               {OS_CFGTAG_FORCELIBCURL, ""},
-               {OS_CFGTAG_FORCEBARCODESUBCOMMANDOFF, ""},
-               {OS_CFGTAG_APPLICATIONWHQL, ""},
-               {OS_CFGTAG_DRIVERDIRECTORY, ""},
+               {OS_CFGTAG_VERSION_INFO, ""}, {OS_CFGTAG_FORCELIBCURL, ""}, {OS_CFGTAG_APPLICATIONWHQL, ""},
+               {OS_CFGTAG_FORCEBARCODESUBCOMMANDOFF, ""}, {OS_CFGTAG_DRIVERDIRECTORY, ""},
                // The numeric buffers of the constructor.
-               {OS_CFGTAG_DEBUG, "0"},
-               {OS_CFGTAG_DEBUGFILTER, ""},
-               {OS_CFGTAG_DEBUGDISPLAYLENGTH, "512"},
-               {OS_CFGTAG_UITIMEOUT, "0"},
-               {OS_CFGTAG_FORCESOCKETMONITORTIMEOUT, "10"},
-               {OS_CFGTAG_FORCEUSBMONITORTIMEOUT, "10"},
-               // Other sections.
+               {OS_CFGTAG_DEBUG, "0"}, {OS_CFGTAG_DEBUGFILTER, ""}, {OS_CFGTAG_DEBUGDISPLAYLENGTH, "512"},
+               {OS_CFGTAG_UITIMEOUT, "0"}, {OS_CFGTAG_FORCESOCKETMONITORTIMEOUT, "10"},
+               {OS_CFGTAG_FORCEUSBMONITORTIMEOUT, "10"}, {OS_CFGTAG_MANUFACTURER, "QRB Imaging"},
                {OS_CFGTAG_SIMFLATBED, "0", OS_CFGSECTION_SIMULATION},
                {OS_CFGTAG_SIMULATION, "false", OS_CFGSECTION_SIMULATION},
                {OS_CFGTAG_SIMPRINTER, "", OS_CFGSECTION_SIMULATION},
@@ -120,8 +106,8 @@ TEST(CfgDefaults, SpotChecks)
                {OS_CFGTAG_COMPANYNAMESHORT, "qrb", OS_CFGSECTION_BRAND},
                {OS_CFGTAG_PRODUCTFAMILY, "QRB Scanner Driver", OS_CFGSECTION_BRAND},
                {OS_CFGTAG_PRODUCTNAME, "QRB Hot-Plug Helper", OS_CFGSECTION_BRAND},
-               {OS_CFGTAG_MANUFACTURER, "QRB Imaging"},
                {OS_CFGTAG_JPEGQUANTIZATION_Y_45, "", OS_CFGSECTION_QRB_ALL}});
+  // clang-format on
 }
 
 TEST(CfgDefaults, JpegTables)

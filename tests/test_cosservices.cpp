@@ -31,8 +31,7 @@ const char s_szDriverXml[] =
     "<arguments>\n\t<uniquename>svcdriver</uniquename>\n\t<entity>driver</entity>\n\t<loglevel>0</loglevel>\n"
     "</arguments>";
 const char s_szDriverDebugXml[] =
-    "<arguments>\n\t<uniquename>svcdriver</uniquename>\n\t<entity>driver</entity>\n\t<loglevel>1</loglevel>\n"
-    "</arguments>";
+    "<arguments><uniquename>svcdriver</uniquename><entity>driver</entity><loglevel>1</loglevel></arguments>";
 const char s_szUtilityXml[] =
     "<arguments><uniquename>svcutil</uniquename><entity>utility</entity></arguments>";
 const char s_szAppUtilityXml[] =
@@ -41,6 +40,9 @@ const char s_szAppUtilityXml[] =
 const char s_szUnknownXml[] =
     "<arguments><uniquename>svcunknown</uniquename><entity>Driver</entity></arguments>";
 const char s_szUnset[] = "<unset>";
+const std::string s_strArgs = "QRB_OSSERVICESARGUMENTS";
+const std::string s_strUnicode = "QRB_OSSERVICESARGUMENTSUNICODE";
+const std::string s_strDisabled = "QRB_OSSERVICESARGUMENTSDISABLED";
 
 std::string Env(const std::string &a_strName)
 {
@@ -59,6 +61,12 @@ bool IsDirectory(const std::string &a_strPath)
   return stat(a_strPath.c_str(), &statPath) == 0 && S_ISDIR(statPath.st_mode);
 }
 
+int LiveServices()
+{
+  return (g_posstring != nullptr) + (g_poslog != nullptr) + (g_posmem != nullptr) + (g_poscfg != nullptr) +
+         (g_poslocale != nullptr);
+}
+
 std::string ProcessThreadName()
 {
   char szName[128];
@@ -66,6 +74,14 @@ std::string ProcessThreadName()
            static_cast<unsigned long long>(getpid()),
            static_cast<unsigned long long>(COsThread::GetThreadId()));
   return szName;
+}
+
+void ExpectUnset(std::initializer_list<std::string> a_listNames)
+{
+  for (const std::string &strName : a_listNames)
+  {
+    EXPECT_EQ(s_szUnset, Env(strName)) << strName;
+  }
 }
 
 std::string ExecutablePath()
@@ -106,14 +122,7 @@ std::string Published()
 {
   COsCfg::OsCfgServicesArgumentsSetAndLock(true);
   COsCfg::OsCfgServicesArgumentsSetAndLock(false);
-  return Env("QRB_OSSERVICESARGUMENTS");
-}
-
-// An inherited block as a parent process would publish it.
-std::string ParentBlock(const std::string &a_strLogPath)
-{
-  return Block("/srv/writeable", a_strLogPath, "parentmodel", 3, "parentapp", false, false,
-               "/opt/parent/bin/parentapp");
+  return Env(s_strArgs);
 }
 
 // Every test runs in a fresh root, with the services' environment cleared
@@ -121,23 +130,34 @@ std::string ParentBlock(const std::string &a_strLogPath)
 class ServicesTest : public ::testing::Test
 {
 protected:
-  ServicesTest() : m_envRoot("QRB_SHGETFOLDERPATH", m_tempdir.Path().c_str()), m_szOsXmlOld(g_szOsXml)
+  ServicesTest() : m_szOsXmlOld(g_szOsXml)
   {
+    SetEnv("QRB_SHGETFOLDERPATH", m_tempdir.Path().c_str());
     for (const std::string &strName :
          {std::string("QRB_DEBUG"), std::string("QRB_LOGDIR"), std::string("QRB_DEBUGDIR"),
-          std::string("QRB_OSCFGDIR"), std::string("QRB_OVERRIDEINI"), std::string("QRB_OSSERVICESARGUMENTS"),
-          std::string("QRB_OSSERVICESARGUMENTSUNICODE"), std::string("QRB_OSSERVICESARGUMENTSDISABLED"),
-          ProcessThreadName()})
+          std::string("QRB_OSCFGDIR"), std::string("QRB_OVERRIDEINI"), s_strArgs, s_strUnicode,
+          s_strDisabled})
     {
-      m_vecEnv.emplace_back(new ostest::ScopedEnv(strName.c_str(), nullptr));
+      SetEnv(strName, nullptr);
     }
+    SetEnv(ProcessThreadName(), nullptr);
   }
   ~ServicesTest() override
   {
     OsServicesStop();
     g_szOsXml = m_szOsXmlOld;
+    while (!m_vecEnv.empty())  // newest first, so that the oldest value wins
+    {
+      m_vecEnv.pop_back();
+    }
   }
 
+  // Sets a variable for the rest of the test.
+  void SetEnv(const std::string &a_strName, const char *a_szValue)
+  {
+    m_vecEnv.emplace_back(new ostest::ScopedEnv(a_strName.c_str(), a_szValue));
+  }
+  void SetParent() { SetEnv(s_strArgs, ParentBlock().c_str()); }
   void Start(const char *a_szXml)
   {
     g_szOsXml = a_szXml;
@@ -160,10 +180,15 @@ protected:
   {
     return Block(Root(), LogDirectory(), HomeName(), 0, "svcdriver", false, false, ExecutablePath());
   }
+  // An inherited block as a parent process would publish it.
+  std::string ParentBlock() const
+  {
+    return Block("/srv/writeable", Path("parentlogs"), "parentmodel", 3, "parentapp", false, false,
+                 "/opt/parent/bin/parentapp");
+  }
 
 private:
   ostest::TempDir m_tempdir;
-  ostest::ScopedEnv m_envRoot;
   std::vector<std::unique_ptr<ostest::ScopedEnv>> m_vecEnv;
   const char *m_szOsXmlOld;
 };
@@ -174,63 +199,44 @@ TEST_F(ServicesTest, DriverPublishesItsOwnBlockAndStopWithdrawsEverything)
 {
   // A driver ignores an inherited block; stop removes every spelling of the
   // block's variables but leaves the override in place.
-  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", ParentBlock(Path("parentlogs")).c_str());
-  ostest::ScopedEnv envOdd("QRB_OSSERVICESARGUMENTS_1a2b_3c4d", "x");
-  ostest::ScopedEnv envLower("qrb_osservicesarguments", "y");
-  ostest::ScopedEnv envDisabled("QRB_OSSERVICESARGUMENTSDISABLED", "0");
-  ostest::ScopedEnv envShort("QRB_OSSERVICESARGUMENT", "kept");
-  ostest::ScopedEnv envOverride("QRB_OVERRIDEINI", Path("none.ini").c_str());
+  SetParent();
+  SetEnv("QRB_OSSERVICESARGUMENTS_1a2b_3c4d", "x");
+  SetEnv("qrb_osservicesarguments", "y");
+  SetEnv(s_strDisabled, "0");
+  SetEnv("QRB_OSSERVICESARGUMENT", "kept");
+  SetEnv("QRB_OVERRIDEINI", Path("none.ini").c_str());
   Start(s_szDriverXml);
-  ASSERT_NE(nullptr, g_posstring);
-  ASSERT_NE(nullptr, g_poslog);
-  ASSERT_NE(nullptr, g_posmem);
-  ASSERT_NE(nullptr, g_poscfg);
-  ASSERT_NE(nullptr, g_poslocale);
+  ASSERT_EQ(5, LiveServices());
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
   EXPECT_STREQ("", OsServicesGetWriteableRootPath());
   EXPECT_FALSE(IsDirectory(Path("parentlogs")));
   EXPECT_EQ(HomeName(), CfgGet(OS_CFGTAG_MODELDIRECTORY));
-  for (const std::string &strName : {std::string("QRB_OSSERVICESARGUMENTS"), ProcessThreadName(),
-                                     std::string("QRB_OSSERVICESARGUMENTSUNICODE")})
-  {
-    EXPECT_EQ(DriverBlock(), Env(strName)) << strName;
-  }
+  EXPECT_EQ(DriverBlock(), Env(s_strArgs));
+  EXPECT_EQ(DriverBlock(), Env(ProcessThreadName()));
+  EXPECT_EQ(DriverBlock(), Env(s_strUnicode));
   EXPECT_FALSE(ostest::FileExists(LogDirectory() + "/qrboscfg.txt"));  // no dump at level 0
   ASSERT_TRUE(IsDirectory(LogDirectory()));
 
   OsServicesStop();
-  EXPECT_EQ(nullptr, g_posstring);
-  EXPECT_EQ(nullptr, g_poslog);
-  EXPECT_EQ(nullptr, g_posmem);
-  EXPECT_EQ(nullptr, g_poscfg);
-  EXPECT_EQ(nullptr, g_poslocale);
-  for (const std::string &strName :
-       {std::string("QRB_OSSERVICESARGUMENTS"), ProcessThreadName(),
-        std::string("QRB_OSSERVICESARGUMENTSUNICODE"), std::string("QRB_OSSERVICESARGUMENTS_1a2b_3c4d"),
-        std::string("qrb_osservicesarguments"), std::string("QRB_OSSERVICESARGUMENTSDISABLED")})
-  {
-    EXPECT_EQ(s_szUnset, Env(strName)) << strName;
-  }
+  EXPECT_EQ(0, LiveServices());
+  ExpectUnset({s_strArgs, ProcessThreadName(), s_strUnicode, "QRB_OSSERVICESARGUMENTS_1a2b_3c4d",
+               "qrb_osservicesarguments", s_strDisabled});
   EXPECT_EQ("kept", Env("QRB_OSSERVICESARGUMENT"));
   EXPECT_EQ(Path("none.ini"), Env("QRB_OVERRIDEINI"));
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
-  // The top-most owner removes its log directory when it is empty.
-  EXPECT_FALSE(IsDirectory(LogDirectory()));
+  EXPECT_FALSE(IsDirectory(LogDirectory()));  // the top-most owner removes it when empty
 }
 
 TEST_F(ServicesTest, ApplicationAndLibraryBlocksHaveNoModelLine)
 {
   Start("<arguments><uniquename>svcapp</uniquename><entity>application</entity></arguments>");
-  ASSERT_NE(nullptr, g_poscfg);
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_EQ(Block(Root(), LogDirectory(), "", 0, "svcapp", false, false, ExecutablePath()), Published());
   OsServicesStop();
-
   // A library is top-most like an application, whatever it inherits.
-  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", ParentBlock(Path("parentlogs")).c_str());
+  SetParent();
   Start("<arguments><uniquename>svcdll</uniquename><entity>dll</entity></arguments>");
-  ASSERT_NE(nullptr, g_poscfg);
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_EQ(Block(Root(), LogDirectory(), "", 0, "svcdll", false, false, ExecutablePath()), Published());
 }
@@ -238,20 +244,19 @@ TEST_F(ServicesTest, ApplicationAndLibraryBlocksHaveNoModelLine)
 TEST_F(ServicesTest, TopMostUtilityPublishesABlockForItsChildren)
 {
   Start(s_szUtilityXml);
-  ASSERT_NE(nullptr, g_poscfg);
+  ASSERT_EQ(5, LiveServices());
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   // Composed before the configuration existed: the arguments themselves.
   EXPECT_EQ(Block("", LogDirectory() + "/" + HomeName() + "/isis/log", HomeName(), 0, "svcutil", false, false,
                   "(null oscfg)"),
-            Env("QRB_OSSERVICESARGUMENTS"));
+            Env(s_strArgs));
 }
 
 TEST_F(ServicesTest, AppUtilityInheritsTheParentsBlock)
 {
-  const std::string strBlock = ParentBlock(Path("parentlogs"));
-  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", strBlock.c_str());
+  SetParent();
   Start(s_szAppUtilityXml);
-  ASSERT_NE(nullptr, g_poscfg);
+  ASSERT_EQ(5, LiveServices());
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("parentapp", OsServicesGetUniqueNameCaller());
   EXPECT_STREQ("/srv/writeable", OsServicesGetWriteableRootPath());
@@ -261,43 +266,39 @@ TEST_F(ServicesTest, AppUtilityInheritsTheParentsBlock)
   // keep-old-contents switch, so 3 leaves 1.
   EXPECT_EQ(1, g_poslog->GetDebugLevel());
   EXPECT_EQ("/opt/parent/bin/parentapp", CfgGet(OS_CFGTAG_APPLICATION));
-  // Nothing is published again.
-  EXPECT_EQ(strBlock, Env("QRB_OSSERVICESARGUMENTS"));
+  EXPECT_EQ(ParentBlock(), Env(s_strArgs));  // not published again
   OsServicesStop();
   EXPECT_TRUE(IsDirectory(LogDirectory()));  // not the owner: it stays
-  EXPECT_EQ(s_szUnset, Env("QRB_OSSERVICESARGUMENTS"));
+  ExpectUnset({s_strArgs});
 }
 
 TEST_F(ServicesTest, DisabledSwitchDropsTheInheritedBlockBeforeReading)
 {
-  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", ParentBlock(Path("parentlogs")).c_str());
-  ostest::ScopedEnv envDisabled("QRB_OSSERVICESARGUMENTSDISABLED", "1");
+  SetParent();
+  SetEnv(s_strDisabled, "1");
   Start(s_szAppUtilityXml);
-  ASSERT_NE(nullptr, g_poscfg);
+  ASSERT_EQ(5, LiveServices());
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
   EXPECT_FALSE(IsDirectory(Path("parentlogs")));
-  EXPECT_EQ(s_szUnset, Env("QRB_OSSERVICESARGUMENTSDISABLED"));
+  ExpectUnset({s_strDisabled});
   // Without a parent the utility is top-most and publishes its own block.
-  EXPECT_TRUE(Has(Env("QRB_OSSERVICESARGUMENTS"), "<callersuniquename>svcapputil<"));
+  EXPECT_TRUE(Has(Env(s_strArgs), "<callersuniquename>svcapputil<"));
 }
 
 TEST_F(ServicesTest, UnknownEntityStartsTheServicesButPublishesNothing)
 {
   Start(s_szUnknownXml);
-  ASSERT_NE(nullptr, g_poscfg);
-  ASSERT_NE(nullptr, g_poslocale);
+  ASSERT_EQ(5, LiveServices());
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
-  EXPECT_EQ(s_szUnset, Env("QRB_OSSERVICESARGUMENTS"));
+  ExpectUnset({s_strArgs});
   EXPECT_EQ("0", CfgGet(OS_CFGTAG_DEBUG));
   EXPECT_EQ(0, g_poslog->GetDebugLevel());
   OsServicesStop();
   EXPECT_TRUE(IsDirectory(LogDirectory()));  // not the owner: the empty directory stays
-
   // QRB_DEBUG is OR-ed with the module's level; Debug "0" becomes "1".
-  ostest::ScopedEnv envDebug("QRB_DEBUG", "16");
+  SetEnv("QRB_DEBUG", "16");
   Start("<arguments><uniquename>svcunknown</uniquename><loglevel>1</loglevel></arguments>");
-  ASSERT_NE(nullptr, g_poscfg);
   EXPECT_EQ("1", CfgGet(OS_CFGTAG_DEBUG));
   EXPECT_EQ(17, g_poslog->GetDebugLevel());
 }
@@ -305,47 +306,41 @@ TEST_F(ServicesTest, UnknownEntityStartsTheServicesButPublishesNothing)
 TEST_F(ServicesTest, StarredUniqueNameAndVersionFields)
 {
   Start("<arguments><uniquename>*</uniquename><entity>driver</entity></arguments>");
-  ASSERT_NE(nullptr, g_poscfg);
   EXPECT_TRUE(Has(Published(), "<callersuniquename>test_cosservices<"));
   EXPECT_EQ(LogDirectory() + "/test_cosservices.log", CfgGet(OS_CFGTAG_QRB_LOG));
   OsServicesStop();
-
   // The version fields count only with the version tag.
   Start(
       "<arguments><uniquename>svcver</uniquename><entity>application</entity><version></version>"
       "<major>8</major><minor>13</minor><year>24</year></arguments>");
-  EXPECT_EQ("08", CfgGet(OS_CFGTAG_VERSION_MAJORNUM));
-  EXPECT_EQ("13", CfgGet(OS_CFGTAG_VERSION_MINORNUM));
-  EXPECT_EQ("00", CfgGet(OS_CFGTAG_VERSION_PATCHNUM));
-  EXPECT_EQ("0024", CfgGet(OS_CFGTAG_VERSION_YEAR));
+  EXPECT_EQ("08.13.00.0024", CfgGet(OS_CFGTAG_VERSION_MAJORNUM) + "." + CfgGet(OS_CFGTAG_VERSION_MINORNUM) +
+                                 "." + CfgGet(OS_CFGTAG_VERSION_PATCHNUM) + "." +
+                                 CfgGet(OS_CFGTAG_VERSION_YEAR));
   OsServicesStop();
   Start("<arguments><uniquename>svcver</uniquename><entity>application</entity><major>8</major></arguments>");
-  EXPECT_EQ("00", CfgGet(OS_CFGTAG_VERSION_MAJORNUM));
-  EXPECT_EQ("0000", CfgGet(OS_CFGTAG_VERSION_YEAR));
+  EXPECT_EQ("00.0000", CfgGet(OS_CFGTAG_VERSION_MAJORNUM) + "." + CfgGet(OS_CFGTAG_VERSION_YEAR));
 }
 
 TEST_F(ServicesTest, StartStopStartStopBehavesTheSameTwice)
 {
   OsServicesStop();  // without a start: harmless
-  EXPECT_EQ(nullptr, g_poscfg);
-  {
-    ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", ParentBlock(Path("parentlogs")).c_str());
-    Start(s_szAppUtilityXml);
-    EXPECT_STREQ("parentapp", OsServicesGetUniqueNameCaller());
-    OsServicesStop();
-  }
+  EXPECT_EQ(0, LiveServices());
+  SetParent();
+  Start(s_szAppUtilityXml);
+  EXPECT_STREQ("parentapp", OsServicesGetUniqueNameCaller());
+  OsServicesStop();
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
   EXPECT_STREQ("", OsServicesGetWriteableRootPath());
   for (int iRound = 0; iRound < 2; iRound++)
   {
     SCOPED_TRACE(iRound);
     Start(s_szDriverXml);
-    ASSERT_NE(nullptr, g_poscfg);
+    ASSERT_EQ(5, LiveServices());
     EXPECT_TRUE(OsServicesIsTopMostInvocation());
     EXPECT_EQ(DriverBlock(), Published());
     OsServicesStop();
-    EXPECT_EQ(nullptr, g_poscfg);
-    EXPECT_EQ(s_szUnset, Env("QRB_OSSERVICESARGUMENTS"));
+    EXPECT_EQ(0, LiveServices());
+    ExpectUnset({s_strArgs});
   }
 }
 
@@ -355,27 +350,23 @@ TEST_F(ServicesTest, CoreDumpBitAloneLiftsTheCoreLimit)
 {
   struct rlimit rlimitOld;
   ASSERT_EQ(0, getrlimit(RLIMIT_CORE, &rlimitOld));
+  // Only a privileged user can raise the hard limit.
   const bool blCanRaise = rlimitOld.rlim_max == RLIM_INFINITY || geteuid() == 0;
-  const struct
+  for (const char *szDebug : {"4095", "4096"})
   {
-    const char *szDebug;
-    bool blLifted;
-  } acase[] = {{"4095", false}, {"4096", true}};
-  for (const auto &c : acase)
-  {
-    SCOPED_TRACE(c.szDebug);
+    SCOPED_TRACE(szDebug);
     struct rlimit rlimitNow = {0, rlimitOld.rlim_max};
     ASSERT_EQ(0, setrlimit(RLIMIT_CORE, &rlimitNow));
-    ostest::ScopedEnv envDebug("QRB_DEBUG", c.szDebug);
+    SetEnv("QRB_DEBUG", szDebug);
     Start(s_szUnknownXml);
     ASSERT_EQ(0, getrlimit(RLIMIT_CORE, &rlimitNow));
     OsServicesStop();
     setrlimit(RLIMIT_CORE, &rlimitOld);
-    if (!c.blLifted)
+    if (std::string(szDebug) == "4095")
     {
       EXPECT_EQ(0u, rlimitNow.rlim_cur);
     }
-    else if (blCanRaise)  // the hard limit can only be raised by a privileged user
+    else if (blCanRaise)
     {
       EXPECT_EQ(RLIM_INFINITY, rlimitNow.rlim_cur);
       EXPECT_EQ(RLIM_INFINITY, rlimitNow.rlim_max);
@@ -386,7 +377,6 @@ TEST_F(ServicesTest, CoreDumpBitAloneLiftsTheCoreLimit)
 TEST_F(ServicesTest, DumpAndArgumentLinesAtANonZeroLevel)
 {
   Start(s_szDriverDebugXml);
-  ASSERT_NE(nullptr, g_poscfg);
   const std::string strDump = ostest::ReadFile(LogDirectory() + "/qrboscfg.txt");
   EXPECT_EQ(0u, strDump.find("\r\n*** Environmentals ***"));
   EXPECT_TRUE(Has(strDump, "QRB_SHGETFOLDERPATH=" + Root() + "\r\n"));
@@ -402,17 +392,19 @@ TEST_F(ServicesTest, FreshLogBeginsWithTheGeneralInformation)
 {
   const std::vector<std::string> vecLines = StartOverOldLog();
   ASSERT_GE(vecLines.size(), 5u);
-  EXPECT_EQ(0u, vecLines[0].find("00000 "));
-  EXPECT_TRUE(Has(vecLines[0], " VP ### ("));
-  EXPECT_TRUE(Has(vecLines[0], ") Debug=1 DebugFilter=<> Version=~8.13.0.0"));
-  EXPECT_EQ(0u, vecLines[1].find("00001 "));
-  EXPECT_TRUE(Has(vecLines[1], " VP ### systemInfo <arch:"));
-  EXPECT_TRUE(Has(vecLines[1], " pid:" + std::to_string(getpid()) + " "));
-  EXPECT_TRUE(Has(vecLines[2], " VP ### osInfo <Os:"));
   const std::string strCommandLine = ostest::ReadFile("/proc/self/cmdline");
-  EXPECT_TRUE(Has(vecLines[3], " VP ### appInfo <" + strCommandLine.substr(0, strCommandLine.find('\0')) +
-                                   "> versioncfg="));
-  EXPECT_EQ(0u, vecLines[4].find("00004 "));  // the first message follows
+  const std::string strCommand = strCommandLine.substr(0, strCommandLine.find('\0'));
+  const char *aszStarts[] = {"00000 ", "00001 ", "00002 ", "00003 ", "00004 "};  // the first message follows
+  const std::string astrParts[] = {
+      ") Debug=1 DebugFilter=<> Version=~8.13.0.0", " pid:" + std::to_string(getpid()) + " ",
+      " VP ### osInfo <Os:", " VP ### appInfo <" + strCommand + "> versioncfg=", ""};
+  for (size_t i = 0; i < 5; i++)
+  {
+    EXPECT_EQ(0u, vecLines[i].find(aszStarts[i])) << vecLines[i];
+    EXPECT_TRUE(Has(vecLines[i], astrParts[i])) << vecLines[i];
+  }
+  EXPECT_TRUE(Has(vecLines[0], " VP ### ("));
+  EXPECT_TRUE(Has(vecLines[1], " VP ### systemInfo <arch:"));
   for (const std::string &strLine : vecLines)
   {
     EXPECT_FALSE(Has(strLine, "OLD LINE"));
@@ -421,7 +413,7 @@ TEST_F(ServicesTest, FreshLogBeginsWithTheGeneralInformation)
 
 TEST_F(ServicesTest, LevelTwoSwitchKeepsTheOldLog)
 {
-  ostest::ScopedEnv envDebug("QRB_DEBUG", "2");
+  SetEnv("QRB_DEBUG", "2");
   const std::vector<std::string> vecLines = StartOverOldLog();
   ASSERT_GE(vecLines.size(), 2u);
   EXPECT_EQ("OLD LINE", vecLines[0]);
@@ -432,15 +424,15 @@ TEST_F(ServicesTest, LevelTwoSwitchKeepsTheOldLog)
 TEST_F(ServicesTest, ForceThreadAffinityPinsTheThread)
 {
   cpu_set_t cpusetOld;
+  cpu_set_t cpusetNow;
   ASSERT_EQ(0, sched_getaffinity(0, sizeof(cpusetOld), &cpusetOld));
   if (CPU_COUNT(&cpusetOld) < 2 || !CPU_ISSET(0, &cpusetOld))
   {
     GTEST_SKIP() << "needs processors 0 and another one";
   }
   ASSERT_TRUE(ostest::WriteFile(Path("override.ini"), "[dsIdentity]\nForceThreadAffinity=0x1\n"));
-  ostest::ScopedEnv envOverride("QRB_OVERRIDEINI", Path("override.ini").c_str());
+  SetEnv("QRB_OVERRIDEINI", Path("override.ini").c_str());
   Start(s_szDriverDebugXml);
-  cpu_set_t cpusetNow;
   ASSERT_EQ(0, sched_getaffinity(0, sizeof(cpusetNow), &cpusetNow));
   sched_setaffinity(0, sizeof(cpusetOld), &cpusetOld);
   EXPECT_EQ(1, CPU_COUNT(&cpusetNow));
@@ -452,66 +444,52 @@ TEST_F(ServicesTest, ForceThreadAffinityPinsTheThread)
 
 TEST_F(ServicesTest, ArgumentsGetTakesTheFirstCompleteBlock)
 {
-  // Process-thread variable, then the plain one, then the wide one.
-  const char *aszCases[][4] = {{"<arguments>own</arguments>", "<arguments>plain</arguments>",
-                                "<arguments>wide</arguments>", "<arguments>own</arguments>"},
-                               {"<arguments>no end", "no start</arguments>", "<arguments>wide</arguments>",
-                                "<arguments>wide</arguments>"}};
-  for (const auto &aszCase : aszCases)
-  {
-    ostest::ScopedEnv envOwn(ProcessThreadName().c_str(), aszCase[0]);
-    ostest::ScopedEnv envPlain("QRB_OSSERVICESARGUMENTS", aszCase[1]);
-    ostest::ScopedEnv envWide("QRB_OSSERVICESARGUMENTSUNICODE", aszCase[2]);
-    char szBlock[64];
-    EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
-    EXPECT_STREQ(aszCase[3], szBlock);
-  }
-}
-
-TEST_F(ServicesTest, ArgumentsGetWithNothingLeavesTheBufferEmpty)
-{
+  // The process-thread variable, then the plain one, then the wide one.
   char szBlock[64] = "stale";
   EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
   EXPECT_STREQ("", szBlock);
+  SetEnv(s_strUnicode, "<arguments>wide</arguments>");
+  SetEnv(ProcessThreadName(), "<arguments>no end");
+  SetEnv(s_strArgs, "no start</arguments>");
+  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
+  EXPECT_STREQ("<arguments>wide</arguments>", szBlock);
+  SetEnv(s_strArgs, "<arguments>plain</arguments>");
+  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
+  EXPECT_STREQ("<arguments>plain</arguments>", szBlock);
+  SetEnv(ProcessThreadName(), "<arguments>own</arguments>");
+  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
+  EXPECT_STREQ("<arguments>own</arguments>", szBlock);
+  EXPECT_EQ(EOSSTS_BADARG, COsCfg::OsCfgServicesArgumentsGet(szBlock, 1));
   // A block longer than the buffer is cut, loses its end marker and is not taken.
-  ostest::ScopedEnv envPlain("QRB_OSSERVICESARGUMENTS", "<arguments>0123456789</arguments>");
   char szSmall[20] = "stale";
   EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szSmall, sizeof(szSmall)));
   EXPECT_STREQ("", szSmall);
-  EXPECT_EQ(EOSSTS_BADARG, COsCfg::OsCfgServicesArgumentsGet(szSmall, 1));
 }
 
 TEST_F(ServicesTest, ArgumentsGetHonoursTheDisabledSwitch)
 {
-  ostest::ScopedEnv envPlain("QRB_OSSERVICESARGUMENTS", "<arguments>plain</arguments>");
+  SetEnv(s_strArgs, "<arguments>plain</arguments>");
+  SetEnv(s_strDisabled, "0");
   char szBlock[64] = "stale";
-  {
-    ostest::ScopedEnv envDisabled("QRB_OSSERVICESARGUMENTSDISABLED", "0");
-    EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
-    EXPECT_STREQ("<arguments>plain</arguments>", szBlock);
-  }
-  ostest::ScopedEnv envOwn(ProcessThreadName().c_str(), "<arguments>own</arguments>");
-  ostest::ScopedEnv envWide("QRB_OSSERVICESARGUMENTSUNICODE", "<arguments>wide</arguments>");
-  ostest::ScopedEnv envDisabled("QRB_OSSERVICESARGUMENTSDISABLED", "1yes");
+  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
+  EXPECT_STREQ("<arguments>plain</arguments>", szBlock);
+  SetEnv(ProcessThreadName(), "<arguments>own</arguments>");
+  SetEnv(s_strUnicode, "<arguments>wide</arguments>");
+  SetEnv(s_strDisabled, "1yes");
   EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
   EXPECT_STREQ("", szBlock);
-  for (const std::string &strName :
-       {std::string("QRB_OSSERVICESARGUMENTS"), std::string("QRB_OSSERVICESARGUMENTSUNICODE"),
-        ProcessThreadName(), std::string("QRB_OSSERVICESARGUMENTSDISABLED")})
-  {
-    EXPECT_EQ(s_szUnset, Env(strName)) << strName;
-  }
+  ExpectUnset({s_strArgs, s_strUnicode, ProcessThreadName(), s_strDisabled});
 }
 
 TEST_F(ServicesTest, NullBufferReadsIntoTheGlobalBlock)
 {
   {
-    ostest::ScopedEnv envPlain("QRB_OSSERVICESARGUMENTS", "<arguments>global</arguments>");
+    ostest::ScopedEnv envPlain(s_strArgs.c_str(), "<arguments>global</arguments>");
     EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(nullptr, 0));
   }
   EXPECT_EQ("<arguments>global</arguments>", Published());
   EXPECT_EQ("<arguments>global</arguments>", Env(ProcessThreadName()));
-  EXPECT_EQ("<arguments>global</arguments>", Env("QRB_OSSERVICESARGUMENTSUNICODE"));
+  EXPECT_EQ("<arguments>global</arguments>", Env(s_strUnicode));
   COsCfg::OsCfgServicesArgumentsClear();
   EXPECT_EQ("", Published());
 }
@@ -523,19 +501,18 @@ TEST_F(ServicesTest, SetArgumentsWithoutConfigurationUsesTheArguments)
   OsServicesSetArguments("/l", "model", "7", nullptr, "/r", true, true);
   EXPECT_EQ(Block("/r", "/l", "model", 7, "", true, true, "(null oscfg)"), Published());
   OsServicesSetArguments(nullptr, "", nullptr, nullptr, nullptr, false, false);
-  EXPECT_EQ(Block("", "", "", 0, "", false, false, "(null oscfg)"), Published());
-
+  const std::string strEmpty = Block("", "", "", 0, "", false, false, "(null oscfg)");
+  EXPECT_EQ(strEmpty, Published());
   // With inheritance off nothing changes.
   g_szOsXml = "<arguments><inherit>false</inherit></arguments>";
   OsServicesSetArguments("/l", "model", "7", nullptr, "/r", true, true);
   OsServicesSetArguments(nullptr, nullptr, nullptr, "<arguments>second</arguments>", nullptr, false, false);
-  EXPECT_EQ(Block("", "", "", 0, "", false, false, "(null oscfg)"), Published());
+  EXPECT_EQ(strEmpty, Published());
 }
 
-TEST_F(ServicesTest, SetArgumentsAppliesAGivenBlock)
+TEST_F(ServicesTest, SetArgumentsAppliesAGivenBlockOrTheSwitches)
 {
   Start(s_szDriverXml);
-  ASSERT_NE(nullptr, g_poscfg);
   const std::string strBlock =
       "<arguments><logfile>_T(\"" + Path("x.log") +
       "\")</logfile><logmodel>_T(\"scanmodel\")</logmodel><loglevel>5</loglevel></arguments>";
@@ -545,29 +522,23 @@ TEST_F(ServicesTest, SetArgumentsAppliesAGivenBlock)
   EXPECT_EQ(0, g_poslog->GetDebugLevel());
   EXPECT_EQ(strBlock, Published());
   OsServicesSetArguments("", "", "", strBlock.c_str(), nullptr, false, false);
-  EXPECT_EQ(Path("x.log"), CfgGet(OS_CFGTAG_LOGDIRECTORY));
-  EXPECT_EQ("scanmodel", CfgGet(OS_CFGTAG_MODELDIRECTORY));
+  EXPECT_EQ(Path("x.log") + "|scanmodel",
+            CfgGet(OS_CFGTAG_LOGDIRECTORY) + "|" + CfgGet(OS_CFGTAG_MODELDIRECTORY));
   EXPECT_EQ(5, g_poslog->GetDebugLevel());
   // "NULL" in any case, and "0", mean no value.
   OsServicesSetArguments("", "", "",
                          "<arguments><logfile>_T(\"nUlL\")</logfile><loglevel>0</loglevel></arguments>",
                          nullptr, false, false);
-  EXPECT_EQ("", CfgGet(OS_CFGTAG_LOGDIRECTORY));
-  EXPECT_EQ("", CfgGet(OS_CFGTAG_MODELDIRECTORY));
+  EXPECT_EQ("|", CfgGet(OS_CFGTAG_LOGDIRECTORY) + "|" + CfgGet(OS_CFGTAG_MODELDIRECTORY));
   EXPECT_EQ(0, g_poslog->GetDebugLevel());
-}
-
-TEST_F(ServicesTest, SetArgumentsStoresACopyIntoTheConfiguration)
-{
-  Start(s_szDriverXml);
-  ASSERT_NE(nullptr, g_poscfg);
+  // Plain switches are stored as copies; the configuration, not the root
+  // argument, gives the root path.
   std::string strLogPath = Path("scans");
   OsServicesSetArguments(strLogPath.c_str(), "flatbed", "0x3", nullptr, "/ignored", false, true);
   strLogPath.back() = 'X';
-  EXPECT_EQ(Path("scans"), CfgGet(OS_CFGTAG_LOGDIRECTORY));
-  EXPECT_EQ("flatbed", CfgGet(OS_CFGTAG_MODELDIRECTORY));
+  EXPECT_EQ(Path("scans") + "|flatbed",
+            CfgGet(OS_CFGTAG_LOGDIRECTORY) + "|" + CfgGet(OS_CFGTAG_MODELDIRECTORY));
   EXPECT_EQ(3, g_poslog->GetDebugLevel());
-  // The configuration, not the root argument, gives the root path.
   EXPECT_EQ(Block(Root(), Path("scans"), "flatbed", 3, "svcdriver", false, true, ExecutablePath()),
             Published());
 }
@@ -585,60 +556,52 @@ protected:
   // The published block's log path, with its time stamp checked and cut.
   std::string PublishedLogPath()
   {
-    const std::string strBlock = Env("QRB_OSSERVICESARGUMENTS");
-    const size_t sizetStart = strBlock.find("<logpath>");
-    const size_t sizetEnd = strBlock.find("</logpath>");
-    if (sizetStart == std::string::npos || sizetEnd == std::string::npos)
-    {
-      return "<none>";
-    }
-    const std::string strLogPath = strBlock.substr(sizetStart + 9, sizetEnd - sizetStart - 9);
+    const std::string strBlock = Env(s_strArgs);
+    const size_t sizetStart = strBlock.find("<logpath>") + 9;
+    const std::string strLogPath = strBlock.substr(sizetStart, strBlock.find("</logpath>") - sizetStart);
     const size_t sizetStamp = strLogPath.rfind("/log.");
-    EXPECT_NE(std::string::npos, sizetStamp);
     EXPECT_EQ(17u, strLogPath.size() - sizetStamp - 5) << strLogPath;
     return strLogPath.substr(0, sizetStamp);
   }
   // Opens with a fresh environment and returns the published level.
   int LevelAfterOpen(const char *a_szText)
   {
-    unsetenv("QRB_OSSERVICESARGUMENTS");  // else the last open's block counts as inherited
+    unsetenv(s_strArgs.c_str());  // else the last open's block counts as inherited
     OsServicesProcessInterfaceOpen(a_szText);
-    const std::string strBlock = Env("QRB_OSSERVICESARGUMENTS");
+    const std::string strBlock = Env(s_strArgs);
     const size_t sizetStart = strBlock.find("<loglevel>");
     return sizetStart == std::string::npos ? -1 : atoi(strBlock.c_str() + sizetStart + 10);
   }
 };
 
-TEST_F(InterfaceOpenTest, TextWithoutTheMarkerIsIgnored)
-{
-  OsServicesProcessInterfaceOpen("<callername>scanapp</callername><logging>on</logging>");
-  OsServicesProcessInterfaceOpen(nullptr);
-  EXPECT_EQ(s_szUnset, Env("QRB_OSSERVICESARGUMENTS"));
-  EXPECT_FALSE(OsServicesIsTopMostInvocation());
-}
-
 TEST_F(InterfaceOpenTest, CallerWithoutConfigurationGetsALogBesideIt)
 {
+  // Text without the marker is ignored.
+  EXPECT_EQ(-1, LevelAfterOpen("<callername>scanapp</callername><logging>on</logging>"));
+  EXPECT_EQ(-1, LevelAfterOpen(nullptr));
+  EXPECT_FALSE(OsServicesIsTopMostInvocation());
+
   EXPECT_EQ(1, LevelAfterOpen("<interfaceopen><callername>scanapp</callername><logging>on</logging>"));
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
-  const std::string strBlock = Env("QRB_OSSERVICESARGUMENTS");
+  const std::string strBlock = Env(s_strArgs);
   EXPECT_EQ(0u, strBlock.find("<arguments>\n\t<rootpath>" + Root() + "</rootpath>\n\t<logpath>"));
-  EXPECT_TRUE(Has(strBlock, "<logmodel>" + HomeName() + "</logmodel>"));
-  EXPECT_TRUE(Has(strBlock, "<callersuniquename>scanapp</callersuniquename>"));
-  EXPECT_TRUE(Has(strBlock, "<frominterfaceopen>true</frominterfaceopen>"));
-  EXPECT_TRUE(Has(strBlock, "<forcesetaccess>false</forcesetaccess>"));
+  for (const std::string &strPart : {"<logmodel>" + HomeName() + "</logmodel>",
+                                     std::string("<callersuniquename>scanapp</callersuniquename>"),
+                                     std::string("<frominterfaceopen>true</frominterfaceopen>"),
+                                     std::string("<forcesetaccess>false</forcesetaccess>")})
+  {
+    EXPECT_TRUE(Has(strBlock, strPart)) << strPart;
+  }
   EXPECT_EQ(strBlock, Env(ProcessThreadName()));
 
   // A utility started for that caller works under its name and publishes
   // nothing new; its own block names the parent of the log directory.
   Start(s_szUtilityXml);
-  ASSERT_NE(nullptr, g_poscfg);
   EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
   const std::string strOwn = Published();
-  EXPECT_TRUE(Has(strOwn, "<logpath>" + Root() + "</logpath>"));
-  EXPECT_TRUE(Has(strOwn, "<frominterfaceopen>true<"));
-  EXPECT_TRUE(Has(strOwn, "<callersuniquename>scanapp<"));
+  EXPECT_TRUE(Has(strOwn, "<logpath>" + Root() + "</logpath>\n\t<logmodel>"));
+  EXPECT_TRUE(Has(strOwn, "<callersuniquename>scanapp</callersuniquename>\n\t<frominterfaceopen>true<"));
 }
 
 TEST_F(InterfaceOpenTest, LevelFromTheLoggingTagsAndTheCallersConstIni)
@@ -649,8 +612,7 @@ TEST_F(InterfaceOpenTest, LevelFromTheLoggingTagsAndTheCallersConstIni)
   EXPECT_EQ(0, LevelAfterOpen("<interfaceopen><logging>maybe</logging>"));
   EXPECT_EQ(4, LevelAfterOpen(
                    "<interfaceopen><logginglevel>4</logginglevel><forcesetaccess>true</forcesetaccess>"));
-  EXPECT_TRUE(Has(Env("QRB_OSSERVICESARGUMENTS"), "<forcesetaccess>true</forcesetaccess>"));
-
+  EXPECT_TRUE(Has(Env(s_strArgs), "<forcesetaccess>true</forcesetaccess>"));
   ASSERT_EQ(0, system(("mkdir -p '" + CallerDirectory("scanapp") + "'").c_str()));
   ASSERT_TRUE(ostest::WriteFile(CallerDirectory("scanapp") + "/const.ini", "[dsIdentity]\r\nDEBUG=6\r\n"));
   EXPECT_EQ(6, LevelAfterOpen("<interfaceopen><callername>scanapp</callername><logging>off</logging>"));
@@ -658,14 +620,13 @@ TEST_F(InterfaceOpenTest, LevelFromTheLoggingTagsAndTheCallersConstIni)
 
 TEST_F(InterfaceOpenTest, InheritedBlockStaysUnlessInheritanceIsOff)
 {
-  const std::string strBlock = ParentBlock(Path("parentlogs"));
-  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", strBlock.c_str());
+  SetParent();
   OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><inherit>no</inherit>");
-  EXPECT_EQ(strBlock, Env("QRB_OSSERVICESARGUMENTS"));
+  EXPECT_EQ(ParentBlock(), Env(s_strArgs));
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
   OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><inherit>FALSE</inherit>");
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  EXPECT_TRUE(Has(Env("QRB_OSSERVICESARGUMENTS"), "<callersuniquename>scanapp<"));
+  EXPECT_TRUE(Has(Env(s_strArgs), "<callersuniquename>scanapp<"));
 }
 
 }  // namespace
