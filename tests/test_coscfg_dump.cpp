@@ -1,6 +1,6 @@
 // test_coscfg_dump.cpp: the configuration report: its file name, its
 // sections in order, the names of unnamed tags and the dynamic area.
-#include <dirent.h>
+#include <glob.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -152,21 +152,13 @@ TEST(CfgDump, FileNamesByEntityFolderAndEnvironment)
   mkdir(strDir.c_str(), 0777);
   ostest::ScopedEnv env("QRB_OSCFGDIR", strDir.c_str());
   ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));
-  std::vector<std::string> vecNames;
-  DIR *pdir = opendir(strDir.c_str());
-  ASSERT_NE(nullptr, pdir);
-  for (struct dirent *pdirent = readdir(pdir); pdirent; pdirent = readdir(pdir))
-  {
-    if (pdirent->d_name[0] != '.')
-    {
-      vecNames.push_back(pdirent->d_name);
-    }
-  }
-  closedir(pdir);
-  ASSERT_EQ(1u, vecNames.size());
-  EXPECT_EQ(0u, vecNames[0].find("qrboscfg_"));
-  EXPECT_EQ(strlen("qrboscfg_") + 17 + strlen(".txt"), vecNames[0].size());
-  EXPECT_EQ(".txt", vecNames[0].substr(vecNames[0].size() - 4));
+  glob_t globNames;
+  ASSERT_EQ(0, glob((strDir + "/*").c_str(), 0, nullptr, &globNames));
+  const std::string strName = globNames.gl_pathc == 1 ? globNames.gl_pathv[0] + strDir.size() + 1 : "";
+  globfree(&globNames);
+  EXPECT_EQ(0u, strName.find("qrboscfg_"));
+  EXPECT_EQ(strlen("qrboscfg_") + 17 + strlen(".txt"), strName.size());
+  EXPECT_EQ(".txt", strName.substr(strName.size() - 4));
 }
 
 TEST(CfgDump, FolderThatCannotBeMade)

@@ -41,7 +41,7 @@ int Entries(const char *a_szList)
 
 }  // namespace
 
-TEST(CfgGetEnv, BadArguments)
+TEST(CfgGetEnv, BadArgumentsAndValueLengthBoundary)
 {
   char szValue[8];
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(nullptr, "d", sizeof(szValue), szValue));
@@ -49,11 +49,6 @@ TEST(CfgGetEnv, BadArguments)
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(s_szVar, "d", sizeof(szValue), nullptr));
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(s_szVar, "d", 1, szValue));
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(s_szVar, "d", 0, szValue));
-}
-
-TEST(CfgGetEnv, ValueLengthBoundary)
-{
-  char szValue[8];
   ostest::ScopedEnv env(s_szVar, "abcd");
   // Exactly the size: accepted and silently cut by one character.
   EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, nullptr, 4, szValue));

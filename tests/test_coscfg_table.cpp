@@ -107,6 +107,7 @@ TEST(CfgTable, FileFillsTheDynamicAreaAndNamesFindIt)
   // Names of the fixed area.
   EXPECT_STREQ("false", poscfg->Get("simulation", "SIMULATION"));
   EXPECT_STREQ("", poscfg->Get("Nowhere", "ForceProbe"));
+  EXPECT_STREQ("", poscfg->Get("dsIdentity", "NoSuchKey"));
   EXPECT_STREQ("", poscfg->Get(nullptr, nullptr));
 }
 

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -27,18 +28,6 @@
 namespace
 {
 
-const char s_szDriverXml[] =
-    "<arguments>\n\t<uniquename>svcdriver</uniquename>\n\t<entity>driver</entity>\n\t<loglevel>0</loglevel>\n"
-    "</arguments>";
-const char s_szDriverDebugXml[] =
-    "<arguments><uniquename>svcdriver</uniquename><entity>driver</entity><loglevel>1</loglevel></arguments>";
-const char s_szUtilityXml[] =
-    "<arguments><uniquename>svcutil</uniquename><entity>utility</entity></arguments>";
-const char s_szAppUtilityXml[] =
-    "<arguments><uniquename>svcapputil</uniquename><entity>apputility</entity></arguments>";
-// Entity names are case-sensitive: "Driver" is not a driver.
-const char s_szUnknownXml[] =
-    "<arguments><uniquename>svcunknown</uniquename><entity>Driver</entity></arguments>";
 const char s_szUnset[] = "<unset>";
 const std::string s_strArgs = "QRB_OSSERVICESARGUMENTS";
 const std::string s_strUnicode = "QRB_OSSERVICESARGUMENTSUNICODE";
@@ -46,8 +35,7 @@ const std::string s_strDisabled = "QRB_OSSERVICESARGUMENTSDISABLED";
 
 std::string Env(const std::string &a_strName)
 {
-  const char *szValue = getenv(a_strName.c_str());
-  return szValue ? szValue : s_szUnset;
+  return getenv(a_strName.c_str()) ? getenv(a_strName.c_str()) : s_szUnset;
 }
 
 bool Has(const std::string &a_strText, const std::string &a_strPart)
@@ -88,13 +76,13 @@ std::string ExecutablePath()
 {
   char szPath[512];
   const ssize_t sszLength = readlink("/proc/self/exe", szPath, sizeof(szPath) - 1);
-  return sszLength > 0 ? std::string(szPath, static_cast<size_t>(sszLength)) : std::string();
+  return std::string(szPath, static_cast<size_t>(std::max<ssize_t>(sszLength, 0)));
 }
 
+// The home name is the name of the executable's directory.
 std::string HomeName()
 {
-  const std::string strExe = ExecutablePath();
-  const std::string strDirectory = strExe.substr(0, strExe.rfind('/'));
+  const std::string strDirectory = ExecutablePath().substr(0, ExecutablePath().rfind('/'));
   return strDirectory.substr(strDirectory.rfind('/') + 1);
 }
 
@@ -158,17 +146,24 @@ protected:
     m_vecEnv.emplace_back(new ostest::ScopedEnv(a_strName.c_str(), a_szValue));
   }
   void SetParent() { SetEnv(s_strArgs, ParentBlock().c_str()); }
-  void Start(const char *a_szXml)
+  void StartXml(const std::string &a_strXml)
   {
-    g_szOsXml = a_szXml;
+    m_strXml = a_strXml;
+    g_szOsXml = m_strXml.c_str();
     OsServicesStart(nullptr);
+  }
+  // Entity names are case-sensitive: "Driver" is not a driver.
+  void Start(const char *a_szName, const char *a_szEntity, const char *a_szMore = "<loglevel>0</loglevel>")
+  {
+    StartXml(std::string("<arguments>\n\t<uniquename>") + a_szName + "</uniquename>\n\t<entity>" +
+             a_szEntity + "</entity>\n\t" + a_szMore + "\n</arguments>");
   }
   // Starts a driver at level 1 over a log that already holds a line.
   std::vector<std::string> StartOverOldLog()
   {
     EXPECT_EQ(0, mkdir(LogDirectory().c_str(), 0777));
     EXPECT_TRUE(ostest::WriteFile(LogDirectory() + "/svcdriver.log", "OLD LINE\r\n"));
-    Start(s_szDriverDebugXml);
+    Start("svcdriver", "driver", "<loglevel>1</loglevel>");
     EXPECT_NE(nullptr, g_poslog);
     return ostest::SplitLines(ostest::ReadFile(LogDirectory() + "/svcdriver.log"));
   }
@@ -191,6 +186,7 @@ private:
   ostest::TempDir m_tempdir;
   std::vector<std::unique_ptr<ostest::ScopedEnv>> m_vecEnv;
   const char *m_szOsXmlOld;
+  std::string m_strXml;
 };
 
 // --- Start-up by entity and shut-down -------------------------------------------
@@ -205,7 +201,7 @@ TEST_F(ServicesTest, DriverPublishesItsOwnBlockAndStopWithdrawsEverything)
   SetEnv(s_strDisabled, "0");
   SetEnv("QRB_OSSERVICESARGUMENT", "kept");
   SetEnv("QRB_OVERRIDEINI", Path("none.ini").c_str());
-  Start(s_szDriverXml);
+  Start("svcdriver", "driver");
   ASSERT_EQ(5, LiveServices());
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
@@ -230,20 +226,20 @@ TEST_F(ServicesTest, DriverPublishesItsOwnBlockAndStopWithdrawsEverything)
 
 TEST_F(ServicesTest, ApplicationAndLibraryBlocksHaveNoModelLine)
 {
-  Start("<arguments><uniquename>svcapp</uniquename><entity>application</entity></arguments>");
+  Start("svcapp", "application");
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_EQ(Block(Root(), LogDirectory(), "", 0, "svcapp", false, false, ExecutablePath()), Published());
   OsServicesStop();
   // A library is top-most like an application, whatever it inherits.
   SetParent();
-  Start("<arguments><uniquename>svcdll</uniquename><entity>dll</entity></arguments>");
+  Start("svcdll", "dll");
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_EQ(Block(Root(), LogDirectory(), "", 0, "svcdll", false, false, ExecutablePath()), Published());
 }
 
 TEST_F(ServicesTest, TopMostUtilityPublishesABlockForItsChildren)
 {
-  Start(s_szUtilityXml);
+  Start("svcutil", "utility");
   ASSERT_EQ(5, LiveServices());
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   // Composed before the configuration existed: the arguments themselves.
@@ -255,7 +251,7 @@ TEST_F(ServicesTest, TopMostUtilityPublishesABlockForItsChildren)
 TEST_F(ServicesTest, AppUtilityInheritsTheParentsBlock)
 {
   SetParent();
-  Start(s_szAppUtilityXml);
+  Start("svcapputil", "apputility");
   ASSERT_EQ(5, LiveServices());
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("parentapp", OsServicesGetUniqueNameCaller());
@@ -276,7 +272,7 @@ TEST_F(ServicesTest, DisabledSwitchDropsTheInheritedBlockBeforeReading)
 {
   SetParent();
   SetEnv(s_strDisabled, "1");
-  Start(s_szAppUtilityXml);
+  Start("svcapputil", "apputility");
   ASSERT_EQ(5, LiveServices());
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
@@ -288,7 +284,7 @@ TEST_F(ServicesTest, DisabledSwitchDropsTheInheritedBlockBeforeReading)
 
 TEST_F(ServicesTest, UnknownEntityStartsTheServicesButPublishesNothing)
 {
-  Start(s_szUnknownXml);
+  Start("svcunknown", "Driver");
   ASSERT_EQ(5, LiveServices());
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
   ExpectUnset({s_strArgs});
@@ -298,26 +294,24 @@ TEST_F(ServicesTest, UnknownEntityStartsTheServicesButPublishesNothing)
   EXPECT_TRUE(IsDirectory(LogDirectory()));  // not the owner: the empty directory stays
   // QRB_DEBUG is OR-ed with the module's level; Debug "0" becomes "1".
   SetEnv("QRB_DEBUG", "16");
-  Start("<arguments><uniquename>svcunknown</uniquename><loglevel>1</loglevel></arguments>");
+  StartXml("<arguments><uniquename>svcunknown</uniquename><loglevel>1</loglevel></arguments>");
   EXPECT_EQ("1", CfgGet(OS_CFGTAG_DEBUG));
   EXPECT_EQ(17, g_poslog->GetDebugLevel());
 }
 
 TEST_F(ServicesTest, StarredUniqueNameAndVersionFields)
 {
-  Start("<arguments><uniquename>*</uniquename><entity>driver</entity></arguments>");
+  Start("*", "driver");
   EXPECT_TRUE(Has(Published(), "<callersuniquename>test_cosservices<"));
   EXPECT_EQ(LogDirectory() + "/test_cosservices.log", CfgGet(OS_CFGTAG_QRB_LOG));
   OsServicesStop();
   // The version fields count only with the version tag.
-  Start(
-      "<arguments><uniquename>svcver</uniquename><entity>application</entity><version></version>"
-      "<major>8</major><minor>13</minor><year>24</year></arguments>");
+  Start("svcver", "application", "<version></version><major>8</major><minor>13</minor><year>24</year>");
   EXPECT_EQ("08.13.00.0024", CfgGet(OS_CFGTAG_VERSION_MAJORNUM) + "." + CfgGet(OS_CFGTAG_VERSION_MINORNUM) +
                                  "." + CfgGet(OS_CFGTAG_VERSION_PATCHNUM) + "." +
                                  CfgGet(OS_CFGTAG_VERSION_YEAR));
   OsServicesStop();
-  Start("<arguments><uniquename>svcver</uniquename><entity>application</entity><major>8</major></arguments>");
+  Start("svcver", "application", "<major>8</major>");
   EXPECT_EQ("00.0000", CfgGet(OS_CFGTAG_VERSION_MAJORNUM) + "." + CfgGet(OS_CFGTAG_VERSION_YEAR));
 }
 
@@ -326,7 +320,7 @@ TEST_F(ServicesTest, StartStopStartStopBehavesTheSameTwice)
   OsServicesStop();  // without a start: harmless
   EXPECT_EQ(0, LiveServices());
   SetParent();
-  Start(s_szAppUtilityXml);
+  Start("svcapputil", "apputility");
   EXPECT_STREQ("parentapp", OsServicesGetUniqueNameCaller());
   OsServicesStop();
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
@@ -334,7 +328,7 @@ TEST_F(ServicesTest, StartStopStartStopBehavesTheSameTwice)
   for (int iRound = 0; iRound < 2; iRound++)
   {
     SCOPED_TRACE(iRound);
-    Start(s_szDriverXml);
+    Start("svcdriver", "driver");
     ASSERT_EQ(5, LiveServices());
     EXPECT_TRUE(OsServicesIsTopMostInvocation());
     EXPECT_EQ(DriverBlock(), Published());
@@ -358,7 +352,7 @@ TEST_F(ServicesTest, CoreDumpBitAloneLiftsTheCoreLimit)
     struct rlimit rlimitNow = {0, rlimitOld.rlim_max};
     ASSERT_EQ(0, setrlimit(RLIMIT_CORE, &rlimitNow));
     SetEnv("QRB_DEBUG", szDebug);
-    Start(s_szUnknownXml);
+    Start("svcunknown", "Driver");
     ASSERT_EQ(0, getrlimit(RLIMIT_CORE, &rlimitNow));
     OsServicesStop();
     setrlimit(RLIMIT_CORE, &rlimitOld);
@@ -376,7 +370,7 @@ TEST_F(ServicesTest, CoreDumpBitAloneLiftsTheCoreLimit)
 
 TEST_F(ServicesTest, DumpAndArgumentLinesAtANonZeroLevel)
 {
-  Start(s_szDriverDebugXml);
+  Start("svcdriver", "driver", "<loglevel>1</loglevel>");
   const std::string strDump = ostest::ReadFile(LogDirectory() + "/qrboscfg.txt");
   EXPECT_EQ(0u, strDump.find("\r\n*** Environmentals ***"));
   EXPECT_TRUE(Has(strDump, "QRB_SHGETFOLDERPATH=" + Root() + "\r\n"));
@@ -432,7 +426,7 @@ TEST_F(ServicesTest, ForceThreadAffinityPinsTheThread)
   }
   ASSERT_TRUE(ostest::WriteFile(Path("override.ini"), "[dsIdentity]\nForceThreadAffinity=0x1\n"));
   SetEnv("QRB_OVERRIDEINI", Path("override.ini").c_str());
-  Start(s_szDriverDebugXml);
+  Start("svcdriver", "driver", "<loglevel>1</loglevel>");
   ASSERT_EQ(0, sched_getaffinity(0, sizeof(cpusetNow), &cpusetNow));
   sched_setaffinity(0, sizeof(cpusetOld), &cpusetOld);
   EXPECT_EQ(1, CPU_COUNT(&cpusetNow));
@@ -501,18 +495,19 @@ TEST_F(ServicesTest, SetArgumentsWithoutConfigurationUsesTheArguments)
   OsServicesSetArguments("/l", "model", "7", nullptr, "/r", true, true);
   EXPECT_EQ(Block("/r", "/l", "model", 7, "", true, true, "(null oscfg)"), Published());
   OsServicesSetArguments(nullptr, "", nullptr, nullptr, nullptr, false, false);
-  const std::string strEmpty = Block("", "", "", 0, "", false, false, "(null oscfg)");
-  EXPECT_EQ(strEmpty, Published());
+  EXPECT_EQ(Block("", "", "", 0, "", false, false, "(null oscfg)"), Published());
+  OsServicesSetArguments(nullptr, nullptr, nullptr, "<arguments>first</arguments>", nullptr, false, false);
+  EXPECT_EQ("<arguments>first</arguments>", Published());
   // With inheritance off nothing changes.
   g_szOsXml = "<arguments><inherit>false</inherit></arguments>";
   OsServicesSetArguments("/l", "model", "7", nullptr, "/r", true, true);
   OsServicesSetArguments(nullptr, nullptr, nullptr, "<arguments>second</arguments>", nullptr, false, false);
-  EXPECT_EQ(strEmpty, Published());
+  EXPECT_EQ("<arguments>first</arguments>", Published());
 }
 
 TEST_F(ServicesTest, SetArgumentsAppliesAGivenBlockOrTheSwitches)
 {
-  Start(s_szDriverXml);
+  Start("svcdriver", "driver");
   const std::string strBlock =
       "<arguments><logfile>_T(\"" + Path("x.log") +
       "\")</logfile><logmodel>_T(\"scanmodel\")</logmodel><loglevel>5</loglevel></arguments>";
@@ -597,7 +592,7 @@ TEST_F(InterfaceOpenTest, CallerWithoutConfigurationGetsALogBesideIt)
 
   // A utility started for that caller works under its name and publishes
   // nothing new; its own block names the parent of the log directory.
-  Start(s_szUtilityXml);
+  Start("svcutil", "utility");
   EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
   const std::string strOwn = Published();
   EXPECT_TRUE(Has(strOwn, "<logpath>" + Root() + "</logpath>\n\t<logmodel>"));
