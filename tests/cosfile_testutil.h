@@ -10,6 +10,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -48,6 +50,18 @@ private:
   COsLog *m_poslogOld;
   std::string m_strLog;
 };
+
+// The path with every link resolved; empty when it is missing.
+inline std::string Physical(const std::string &a_strPath)
+{
+  char sz[PATH_MAX];
+  return realpath(a_strPath.c_str(), sz) ? sz : "";
+}
+
+inline bool MakeDirectory(const std::string &a_strPath)
+{
+  return mkdir(a_strPath.c_str(), 0755) == 0;
+}
 
 // Permission bits of a path (links not followed); -1 when it is missing.
 inline int ModeOf(const std::string &a_strPath)

@@ -19,28 +19,17 @@
 namespace
 {
 
-std::string Physical(const std::string &a_strPath)
-{
-  char sz[PATH_MAX];
-  return realpath(a_strPath.c_str(), sz) ? sz : "";
-}
-
-bool MakeDirectory(const std::string &a_strPath)
-{
-  return mkdir(a_strPath.c_str(), 0755) == 0;
-}
-
 // --- Directory search ---------------------------------------------------------
 
 TEST(CosFileFind, PathWithoutWildcardNamesOneEntry)
 {
   ostest::TempDir tempdir;
-  ASSERT_TRUE(MakeDirectory(tempdir / "sub"));
+  ASSERT_TRUE(ostest::MakeDirectory(tempdir / "sub"));
   OsFileInfo osfileinfo;
   memset(&osfileinfo, 0, sizeof(osfileinfo));
   ASSERT_EQ(0u, COsFile::FindFirst((tempdir / "sub").c_str(), &osfileinfo));
   EXPECT_STREQ("sub", osfileinfo.szName);
-  EXPECT_EQ(Physical(tempdir / "sub"), osfileinfo.szFullPath);
+  EXPECT_EQ(ostest::Physical(tempdir / "sub"), osfileinfo.szFullPath);
   EXPECT_EQ(1u, osfileinfo.eosfiletype);
   EXPECT_EQ(nullptr, osfileinfo.pvDirectory);
   EXPECT_EQ(257u, COsFile::FindNext(&osfileinfo));
@@ -92,7 +81,7 @@ std::set<std::string> Names(const std::string &a_strDirectory, const char *a_szP
        eossts = COsFile::FindNext(&osfileinfo))
   {
     setNames.insert(osfileinfo.szName);
-    EXPECT_EQ(Physical(a_strDirectory) + "/" + osfileinfo.szName, osfileinfo.szFullPath);
+    EXPECT_EQ(ostest::Physical(a_strDirectory) + "/" + osfileinfo.szName, osfileinfo.szFullPath);
     EXPECT_STREQ(a_szPattern, osfileinfo.szPattern);
   }
   EXPECT_EQ(nullptr, osfileinfo.pvDirectory);
@@ -248,7 +237,7 @@ protected:
   {
     for (const char *sz : {"", "sub", "sub/deeper", "empty"})
     {
-      ASSERT_TRUE(MakeDirectory(Src(sz)));
+      ASSERT_TRUE(ostest::MakeDirectory(Src(sz)));
     }
     for (const char *sz : {"a.ini", "b.txt", "sub/c.ini", "sub/deeper/d.txt"})
     {
@@ -319,11 +308,11 @@ TEST_F(CosFileCopyDirectory, CallbackVerdicts)
   EXPECT_EQ("d", ostest::ReadFile(m_tempdir / "dst0/sub/deeper/d.txt"));
   EXPECT_EQ(0777, ostest::ModeOf(m_tempdir / "dst0/empty"));
   EXPECT_TRUE(m_services.Logged("Unexpected callback status: 6"));
-  EXPECT_TRUE(
-      m_services.Logged("OsFileCopy failed...<" + Physical(Src()) + "/b.txt> <" + m_tempdir / "dst5/b.txt>"));
+  EXPECT_TRUE(m_services.Logged("OsFileCopy failed...<" + ostest::Physical(Src()) + "/b.txt> <" +
+                                m_tempdir / "dst5/b.txt>"));
   // Without a callback an empty source still makes the destination.
   std::string strEmpty = m_tempdir / "nothing";
-  ASSERT_TRUE(MakeDirectory(strEmpty));
+  ASSERT_TRUE(ostest::MakeDirectory(strEmpty));
   EXPECT_EQ(0u, COsFile::CopyDirectory(strEmpty.c_str(), Dst().c_str(), true, nullptr, nullptr));
   EXPECT_TRUE(ostest::IsDirectory(Dst()));
 }
@@ -335,7 +324,7 @@ TEST_F(CosFileCopyDirectory, RecordCarriesContextAndAbsolutePaths)
   EXPECT_FALSE(recorder.blBadRecord);
   std::set<std::string> setFiles(recorder.vecFiles.begin(), recorder.vecFiles.end());
   EXPECT_EQ((std::set<std::string>{"a.ini", "b.txt", "c.ini", "d.txt"}), setFiles);
-  std::string strSource = Physical(Src());
+  std::string strSource = ostest::Physical(Src());
   std::set<std::string> setDirectories(recorder.vecDirectories.begin(), recorder.vecDirectories.end());
   EXPECT_EQ((std::set<std::string>{strSource + "/sub", strSource + "/sub/deeper", strSource + "/empty"}),
             setDirectories);
@@ -359,13 +348,13 @@ TEST_F(CosFileCopyDirectory, FirstFailureWins)
 
 TEST_F(CosFileCopyDirectory, ExistingDestinationIsOverwrittenNotFollowed)
 {
-  ASSERT_TRUE(MakeDirectory(Dst()));
+  ASSERT_TRUE(ostest::MakeDirectory(Dst()));
   ASSERT_TRUE(ostest::WriteFile(Dst("a.ini"), "old and long"));
   std::string strVictim = m_tempdir / "victim";
   ASSERT_TRUE(ostest::WriteFile(strVictim, "precious"));
   ASSERT_EQ(0, symlink(strVictim.c_str(), Dst("b.txt").c_str()));
   std::string strOutside = m_tempdir / "outside";
-  ASSERT_TRUE(MakeDirectory(strOutside));
+  ASSERT_TRUE(ostest::MakeDirectory(strOutside));
   ASSERT_EQ(0, symlink(strOutside.c_str(), Dst("sub").c_str()));
   EOSSTS eossts = Run(true, nullptr);
   EXPECT_EQ("a", ostest::ReadFile(Dst("a.ini")));
@@ -379,7 +368,7 @@ TEST_F(CosFileCopyDirectory, ExistingDestinationIsOverwrittenNotFollowed)
 TEST_F(CosFileCopyDirectory, DestinationThatIsALinkIsRefused)
 {
   std::string strOutside = m_tempdir / "outside";
-  ASSERT_TRUE(MakeDirectory(strOutside));
+  ASSERT_TRUE(ostest::MakeDirectory(strOutside));
   ASSERT_EQ(0, symlink(strOutside.c_str(), (m_tempdir / "dst").c_str()));
   EXPECT_NE(0u, Run(true, nullptr));
   EXPECT_TRUE(m_services.Logged("OsFileCreateDirectory failed...<"));
@@ -389,7 +378,7 @@ TEST_F(CosFileCopyDirectory, DestinationThatIsALinkIsRefused)
 TEST_F(CosFileCopyDirectory, LinksInsideTheTreeAreFollowedLinksOutsideSkipped)
 {
   std::string strOutside = m_tempdir / "outside";
-  ASSERT_TRUE(MakeDirectory(strOutside));
+  ASSERT_TRUE(ostest::MakeDirectory(strOutside));
   ASSERT_TRUE(ostest::WriteFile(strOutside + "/secret.ini", "secret"));
   ASSERT_EQ(0, symlink(strOutside.c_str(), Src("outdir").c_str()));
   ASSERT_EQ(0, symlink((strOutside + "/secret.ini").c_str(), Src("outfile.ini").c_str()));
@@ -401,7 +390,7 @@ TEST_F(CosFileCopyDirectory, LinksInsideTheTreeAreFollowedLinksOutsideSkipped)
   EXPECT_EQ((std::vector<std::string>{"a.ini", "b.txt", "indir/", "indir/d.txt", "sub/", "sub/c.ini",
                                       "sub/deeper/", "sub/deeper/d.txt", "sub/inside.ini"}),
             ostest::Listing(Dst()));
-  EXPECT_TRUE(m_services.Logged("<" + Physical(Src()) + "/outfile.ini>"));
+  EXPECT_TRUE(m_services.Logged("<" + ostest::Physical(Src()) + "/outfile.ini>"));
   EXPECT_EQ("a", ostest::ReadFile(Dst("sub/inside.ini")));
   for (const std::string &str : recorder.vecFiles)
   {
@@ -425,7 +414,7 @@ TEST_F(CosFileCopyDirectory, TooDeepTreeTerminatesWithAFailure)
   std::string strPath = Src("deep");
   for (int ii = 0; ii < 80; ii++)
   {
-    ASSERT_TRUE(MakeDirectory(strPath)) << strPath;
+    ASSERT_TRUE(ostest::MakeDirectory(strPath)) << strPath;
     ASSERT_TRUE(ostest::WriteFile(strPath + "/f.ini", "f"));
     strPath += "/d";
   }
@@ -442,7 +431,7 @@ TEST_F(CosFileCopyDirectory, PathsLongerThanTheBuffersAreFailures)
   for (int ii = 0; ii < 6; ii++)
   {
     strPath += "/" + strName;
-    ASSERT_TRUE(MakeDirectory(strPath));
+    ASSERT_TRUE(ostest::MakeDirectory(strPath));
     ASSERT_TRUE(ostest::WriteFile(strPath + "/f.ini", "f"));
   }
   EXPECT_EQ(2u, Run(true, nullptr));
@@ -456,7 +445,7 @@ TEST_F(CosFileCopyDirectory, FifoIsReportedNotRead)
   ASSERT_EQ(0, mkfifo(Src("pipe").c_str(), 0600));
   Recorder recorder;
   EXPECT_EQ(1u, Run(true, &recorder));
-  EXPECT_TRUE(m_services.Logged("OsFileCopy failed...<" + Physical(Src()) + "/pipe>"));
+  EXPECT_TRUE(m_services.Logged("OsFileCopy failed...<" + ostest::Physical(Src()) + "/pipe>"));
   EXPECT_EQ("a", ostest::ReadFile(Dst("a.ini")));
 }
 
@@ -476,7 +465,8 @@ class CosFileDelete : public ::testing::Test
 protected:
   void SetUp() override
   {
-    ASSERT_TRUE(MakeDirectory(Tree()) && MakeDirectory(Tree("sub")) && MakeDirectory(Outside()));
+    ASSERT_TRUE(ostest::MakeDirectory(Tree()) && ostest::MakeDirectory(Tree("sub")) &&
+                ostest::MakeDirectory(Outside()));
     for (const char *sz : {"f.log", "g.txt", "sub/h.log"})
     {
       ASSERT_TRUE(ostest::WriteFile(Tree(sz), "x"));
@@ -509,14 +499,14 @@ TEST_F(CosFileDelete, DirectoryNeedsTheRecursiveFlagWhenNotEmpty)
   EXPECT_EQ(1u, COsFile::Delete(Tree().c_str(), 1, 0, false));
   EXPECT_TRUE(m_services.Logged("RemoveDirectory failed..."));
   EXPECT_TRUE(ostest::FileExists(Tree("g.txt")));
-  ASSERT_TRUE(MakeDirectory(Tree("void")));
+  ASSERT_TRUE(ostest::MakeDirectory(Tree("void")));
   EXPECT_EQ(0u, COsFile::Delete(Tree("void").c_str(), 1, 0, false));
   ASSERT_EQ(0, mkfifo(Tree("sub/fifo").c_str(), 0600));
   ASSERT_EQ(0, symlink("nowhere", Tree("sub/dangling").c_str()));
   std::string strPath = Tree("deep");
   for (int ii = 0; ii < 100; ii++)
   {
-    ASSERT_TRUE(MakeDirectory(strPath));
+    ASSERT_TRUE(ostest::MakeDirectory(strPath));
     strPath += "/d";
   }
   EXPECT_EQ(0u, COsFile::Delete((Tree() + "/").c_str(), 1, 1, false));
@@ -585,8 +575,8 @@ protected:
     {
       GTEST_SKIP() << "handing a link to another user needs root";
     }
-    ASSERT_TRUE(MakeDirectory(m_tempdir / "outside"));
-    ASSERT_TRUE(MakeDirectory(m_tempdir / "outside/tree"));
+    ASSERT_TRUE(ostest::MakeDirectory(m_tempdir / "outside"));
+    ASSERT_TRUE(ostest::MakeDirectory(m_tempdir / "outside/tree"));
     ASSERT_TRUE(ostest::WriteFile(m_tempdir / "outside/tree/keep", "keep"));
     ASSERT_EQ(0, symlink((m_tempdir / "outside").c_str(), (m_tempdir / "mine").c_str()));
     ASSERT_EQ(0, symlink((m_tempdir / "outside").c_str(), (m_tempdir / "theirs").c_str()));
@@ -610,7 +600,7 @@ TEST_F(CosFileForeignLink, CreateAndCopyDoNotGoThroughIt)
   EXPECT_EQ(258u, COsFile::Create((m_tempdir / "theirs/new/dir").c_str(), nullptr));
   EXPECT_FALSE(ostest::FileExists(m_tempdir / "outside/new"));
   std::string strSource = m_tempdir / "source";
-  ASSERT_TRUE(MakeDirectory(strSource));
+  ASSERT_TRUE(ostest::MakeDirectory(strSource));
   ASSERT_TRUE(ostest::WriteFile(strSource + "/a.ini", "a"));
   EXPECT_EQ(258u, COsFile::CopyDirectory(strSource.c_str(), (m_tempdir / "theirs/copy").c_str(), true,
                                          nullptr, nullptr));

@@ -25,12 +25,6 @@ std::string Normalized(const char *a_szPath, char a_cSeparator = '/')
   return sz;
 }
 
-std::string Physical(const std::string &a_strPath)
-{
-  char sz[PATH_MAX];
-  return realpath(a_strPath.c_str(), sz) ? sz : "";
-}
-
 TEST(CosFilePath, NormalizeMergesRunsAndKeepsOnlyALeadingPairOfBackslashes)
 {
   EXPECT_EQ("a/b/c/", Normalized("a//b\\c/"));
@@ -146,9 +140,9 @@ TEST(CosFilePath, AbsoluteOfRelativeNames)
   ASSERT_TRUE(ostest::WriteFile(tempdir / "f", "x"));
   ostest::ScopedCwd cwd(tempdir.Path());
   ASSERT_TRUE(cwd.Changed());
-  const std::string strHere = Physical(tempdir.Path());
+  const std::string strHere = ostest::Physical(tempdir.Path());
   for (const auto &c : {std::make_pair("f", strHere + "/f"), std::make_pair(".", strHere),
-                        std::make_pair("..", Physical(tempdir.Path() + "/.."))})
+                        std::make_pair("..", ostest::Physical(tempdir.Path() + "/.."))})
   {
     char sz[512];
     ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), c.first));
@@ -169,7 +163,7 @@ TEST(CosFilePath, AbsoluteResolvesLinksInTheDirectoryPartOnly)
   ASSERT_TRUE(ostest::WriteFile(tempdir / "real/f", "x"));
   ASSERT_EQ(0, symlink("real", (tempdir / "link").c_str()));
   ASSERT_EQ(0, symlink("f", (tempdir / "real/flink").c_str()));
-  std::string strReal = Physical(tempdir / "real");
+  std::string strReal = ostest::Physical(tempdir / "real");
   for (const auto &c : {std::make_pair("link//f", strReal + "/f"), std::make_pair("link", strReal),
                         std::make_pair("link/flink", strReal + "/flink")})
   {
@@ -218,7 +212,7 @@ TEST(CosFilePath, AbsoluteFailures)
   // An output too small for the result fails rather than truncating, whether
   // the directory or only the name does not fit.
   ASSERT_TRUE(ostest::WriteFile(tempdir / "file", "x"));
-  std::string strDirectory = Physical(tempdir.Path());
+  std::string strDirectory = ostest::Physical(tempdir.Path());
   char szSmall[512];
   EXPECT_EQ(1u, COsFile::PathAbsolute(szSmall, 4, (tempdir / "file").c_str()));
   EXPECT_EQ(1u, COsFile::PathAbsolute(szSmall, static_cast<uint32_t>(strDirectory.size() + 3),

@@ -71,24 +71,26 @@ private:
   std::string m_str;
 };
 
-std::string Read(const std::string &a_strFile, const char *a_szName, EOSSTS *a_peossts)
+// The status of opening a_szName; a failed open hands out nothing.
+EOSSTS OpenStatus(const std::string &a_strFile, const char *a_szName)
 {
   COsResource osresource;
-  *a_peossts = osresource.Open(a_strFile.c_str(), a_szName, EOSRESOURCETYPE_DATA);
-  if (*a_peossts != EOSSTS_OK)
+  EOSSTS eossts = osresource.Open(a_strFile.c_str(), a_szName, EOSRESOURCETYPE_DATA);
+  if (eossts != EOSSTS_OK)
   {
     EXPECT_EQ(nullptr, osresource.GetPointer());
     EXPECT_EQ(0u, osresource.GetSize());
-    return "";
   }
-  return std::string(static_cast<const char *>(osresource.GetPointer()), osresource.GetSize());
+  return eossts;
 }
 
-EOSSTS OpenStatus(const std::string &a_strFile, const char *a_szName)
+// The block a_szName, which must open.
+std::string Read(const std::string &a_strFile, const char *a_szName)
 {
-  EOSSTS eossts = 0;
-  Read(a_strFile, a_szName, &eossts);
-  return eossts;
+  COsResource osresource;
+  EXPECT_EQ(EOSSTS_OK, osresource.Open(a_strFile.c_str(), a_szName, EOSRESOURCETYPE_DATA)) << a_szName;
+  const char *sz = static_cast<const char *>(osresource.GetPointer());
+  return sz ? std::string(sz, osresource.GetSize()) : "<not open>";
 }
 
 EOSSTS Add(const std::string &a_strFile, const char *a_szName, const std::string &a_strData)
@@ -97,13 +99,15 @@ EOSSTS Add(const std::string &a_strFile, const char *a_szName, const std::string
                              static_cast<uint32_t>(a_strData.size()));
 }
 
-std::vector<OsResourceInfo> Walk(const std::string &a_strFile, EOSSTS *a_peossts)
+// Every entry the walk yields; its first step must give a_eosstsFirst.
+std::vector<OsResourceInfo> Walk(const std::string &a_strFile, EOSSTS a_eosstsFirst = EOSSTS_OK)
 {
   std::vector<OsResourceInfo> vec;
   COsResource osresource;
   OsResourceInfo osresourceinfo;
-  *a_peossts = osresource.FindFirst(a_strFile.c_str(), &osresourceinfo);
-  for (EOSSTS eossts = *a_peossts; eossts == EOSSTS_OK; eossts = osresource.FindNext(&osresourceinfo))
+  EOSSTS eossts = osresource.FindFirst(a_strFile.c_str(), &osresourceinfo);
+  EXPECT_EQ(a_eosstsFirst, eossts);
+  for (; eossts == EOSSTS_OK; eossts = osresource.FindNext(&osresourceinfo))
   {
     vec.push_back(osresourceinfo);
   }
@@ -151,10 +155,8 @@ TEST_F(Resource, UpdateLaysOutImageBlocksAndTable)
   EXPECT_EQ(0u, GetLe32(str, entry(60) + OS_RESOURCE_OFFSETHIGHFIELD));
   EXPECT_EQ("00020000", str.substr(sizetTable - 8, 8));
   // Names compare without regard to case, and whole.
-  EOSSTS eossts = 1;
-  EXPECT_EQ(s_szScanners, Read(m_strFile, "pnphelper", &eossts));
-  EXPECT_EQ(EOSSTS_OK, eossts);
-  EXPECT_EQ("<brand/>", Read(m_strFile, "Brand", &eossts));
+  EXPECT_EQ(s_szScanners, Read(m_strFile, "pnphelper"));
+  EXPECT_EQ("<brand/>", Read(m_strFile, "Brand"));
   EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "VERSIONS"));
   EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "PNPHELPE"));
 }
@@ -166,12 +168,10 @@ TEST_F(Resource, ReplaceKeepsTheOthersAndTheirOrder)
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "C", "third"));
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "b", "a much longer second block"));
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "A", ""));
-  EOSSTS eossts = 1;
-  EXPECT_EQ("", Read(m_strFile, "A", &eossts));
-  EXPECT_EQ(EOSSTS_OK, eossts);
-  EXPECT_EQ("a much longer second block", Read(m_strFile, "B", &eossts));
-  EXPECT_EQ("third", Read(m_strFile, "C", &eossts));
-  std::vector<OsResourceInfo> vec = Walk(m_strFile, &eossts);
+  EXPECT_EQ("", Read(m_strFile, "A"));
+  EXPECT_EQ("a much longer second block", Read(m_strFile, "B"));
+  EXPECT_EQ("third", Read(m_strFile, "C"));
+  std::vector<OsResourceInfo> vec = Walk(m_strFile);
   ASSERT_EQ(3u, vec.size());
   EXPECT_STREQ("A", vec[0].szName);
   EXPECT_EQ(62u, vec[0].u32Index);
@@ -200,8 +200,7 @@ TEST_F(Resource, UpdateRefusesBadArgumentsLinksAndCorruptTables)
   ASSERT_EQ(0, chmod(m_strFile.c_str(), 0751));
   std::string strName(31, 'N');
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, strName.c_str(), "x"));
-  EOSSTS eossts = 1;
-  EXPECT_EQ("x", Read(m_strFile, strName.c_str(), &eossts));
+  EXPECT_EQ("x", Read(m_strFile, strName.c_str()));
   struct stat statFile;
   ASSERT_EQ(0, stat(m_strFile.c_str(), &statFile));
   EXPECT_EQ(0751u, statFile.st_mode & 07777u);
@@ -222,13 +221,11 @@ TEST_F(Resource, FullTableRefusesANewNameAndFallsBackToEntryZero)
   EXPECT_EQ(EOSSTS_NOFIT, Add(m_strFile, "ONEMORE", "x"));
   // Replacing in a full table still works.
   EXPECT_EQ(EOSSTS_OK, Add(m_strFile, "R30", "new30"));
-  EOSSTS eossts = 1;
-  EXPECT_EQ("new30", Read(m_strFile, "r30", &eossts));
-  EXPECT_EQ("data0", Read(m_strFile, "R0", &eossts));
+  EXPECT_EQ("new30", Read(m_strFile, "r30"));
+  EXPECT_EQ("data0", Read(m_strFile, "R0"));
   // Any unknown name yields the bottom entry of a full table.
-  EXPECT_EQ("data0", Read(m_strFile, "NOSUCHNAME", &eossts));
-  EXPECT_EQ(EOSSTS_OK, eossts);
-  std::vector<OsResourceInfo> vec = Walk(m_strFile, &eossts);
+  EXPECT_EQ("data0", Read(m_strFile, "NOSUCHNAME"));
+  std::vector<OsResourceInfo> vec = Walk(m_strFile);
   ASSERT_EQ(63u, vec.size());
   EXPECT_EQ(0u, vec.back().u32Index);
 }
@@ -255,11 +252,8 @@ TEST_F(Resource, ObjectIsReusableButNotOpenTwice)
 TEST_F(Resource, FileWithoutTableOrTooShort)
 {
   EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "A"));
-  EOSSTS eossts = 0;
-  EXPECT_TRUE(Walk(m_strFile, &eossts).empty());
-  EXPECT_EQ(EOSSTS_NOTFOUND, eossts);
-  EXPECT_TRUE(Walk(m_tempdir / "missing", &eossts).empty());
-  EXPECT_EQ(EOSSTS_FAIL, eossts);
+  EXPECT_TRUE(Walk(m_strFile, EOSSTS_NOTFOUND).empty());
+  EXPECT_TRUE(Walk(m_tempdir / "missing", EOSSTS_FAIL).empty());
   // No marker in entry 63, although entry 62 looks fine.
   ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + RawTable(false).Entry(62, "A", 0, 4).Bytes()));
   EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "A"));
@@ -299,11 +293,9 @@ TEST_F(Resource, EntriesOutsideTheFileAreNotFound)
   {
     EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, szName)) << szName;
   }
-  EOSSTS eossts = 1;
-  EXPECT_EQ("", Read(m_strFile, "EMPTY", &eossts));
-  EXPECT_EQ(EOSSTS_OK, eossts);
+  EXPECT_EQ("", Read(m_strFile, "EMPTY"));
   // The walk skips the bad entries and goes on.
-  std::vector<OsResourceInfo> vec = Walk(m_strFile, &eossts);
+  std::vector<OsResourceInfo> vec = Walk(m_strFile);
   ASSERT_EQ(2u, vec.size());
   EXPECT_STREQ("EXACT", vec[0].szName);
   EXPECT_EQ(u32End - 10, vec[0].u32Offset);
@@ -316,19 +308,17 @@ TEST_F(Resource, AnEmptyEntryEndsTheSearchAndNamesMayFillTheirField)
   // Entry 62 empty: entry 61 is never reached, by Open nor by the walk.
   ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + RawTable().Entry(61, "A", 0, 4).Bytes()));
   EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "A"));
-  EOSSTS eossts = 0;
-  EXPECT_TRUE(Walk(m_strFile, &eossts).empty());
-  EXPECT_EQ(EOSSTS_NOTFOUND, eossts);
+  EXPECT_TRUE(Walk(m_strFile, EOSSTS_NOTFOUND).empty());
   // A 32-character name has no terminator in its field.
   std::string strName(32, 'W');
   ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + RawTable().Entry(62, strName, 0, 4).Bytes()));
-  EXPECT_EQ("abcd", Read(m_strFile, strName.c_str(), &eossts));
-  std::vector<OsResourceInfo> vec = Walk(m_strFile, &eossts);
+  EXPECT_EQ("abcd", Read(m_strFile, strName.c_str()));
+  std::vector<OsResourceInfo> vec = Walk(m_strFile);
   ASSERT_EQ(1u, vec.size());
   EXPECT_EQ(strName, vec[0].szName);
 }
 
-TEST_F(Resource, GetVersionConvertsTheText)
+TEST_F(Resource, GetVersionConvertsTheTextAndDumpPrintsIt)
 {
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "VERSION", "00020000"));
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "VERSIONSIMPLE", "01020304"));
@@ -349,11 +339,7 @@ TEST_F(Resource, GetVersionConvertsTheText)
   EXPECT_STREQ("", szVersion);
   EXPECT_EQ(EOSSTS_BADARG, COsResource::GetVersion(m_strFile.c_str(), nullptr, 8, "VERSION", true));
   EXPECT_EQ(EOSSTS_BADARG, COsResource::GetVersion(m_strFile.c_str(), szVersion, 0, "VERSION", true));
-}
-
-TEST_F(Resource, DumpHandlesOnlyVersions)
-{
-  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "VERSION", "00020000"));
+  // Dump handles only versions.
   EXPECT_EQ(EOSSTS_BADARG, COsResource::Dump(m_strFile.c_str(), "PNPHELPER"));
   testing::internal::CaptureStdout();
   EOSSTS eossts = COsResource::Dump(m_strFile.c_str(), "VERSION");
@@ -416,9 +402,7 @@ TEST(LocalResource, ReadsTheProgramsOwnFile)
 {
   if (getenv("OSTEST_LOCAL_RESOURCE"))
   {
-    EOSSTS eossts = 1;
-    EXPECT_EQ(s_szScanners, Read(OS_RESOURCE_LOCAL, "PNPHELPER", &eossts));
-    EXPECT_EQ(EOSSTS_OK, eossts);
+    EXPECT_EQ(s_szScanners, Read(OS_RESOURCE_LOCAL, "PNPHELPER"));
     return;
   }
   EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(OS_RESOURCE_LOCAL, "PNPHELPER"));

@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "os_testutil.h"
+#include "cosfile_testutil.h"
 
 extern char **environ;
 
@@ -36,14 +36,6 @@ const std::string kDefaultList =
     "<pnphelper><scanner><id>USB\\VID_040A&PID_6020</id><id>USB\\VID_040A&PID_6021</id></scanner></"
     "pnphelper>";
 
-std::string RealPath(const std::string &a_strPath)
-{
-  char *sz = realpath(a_strPath.c_str(), nullptr);
-  std::string str = sz ? sz : a_strPath;
-  free(sz);
-  return str;
-}
-
 void MakeDirs(const std::string &a_strPath)
 {
   for (size_t pos = 0; pos != std::string::npos;)
@@ -51,41 +43,6 @@ void MakeDirs(const std::string &a_strPath)
     pos = a_strPath.find('/', pos + 1);
     mkdir(a_strPath.substr(0, pos).c_str(), 0777);
   }
-}
-
-bool IsDir(const std::string &a_strPath)
-{
-  struct stat st;
-  return lstat(a_strPath.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
-}
-
-// Every path below a_strRoot ("a/b", directories with a trailing "/"),
-// sorted; symbolic links are not followed.
-std::vector<std::string> Tree(const std::string &a_strRoot, const std::string &a_strPrefix = "")
-{
-  std::vector<std::string> vec;
-  DIR *pdir = opendir(a_strRoot.c_str());
-  for (const dirent *pdirent = pdir ? readdir(pdir) : nullptr; pdirent; pdirent = readdir(pdir))
-  {
-    const std::string strName = pdirent->d_name;
-    if (strName == "." || strName == "..")
-    {
-      continue;
-    }
-    const bool blDir = IsDir(a_strRoot + "/" + strName);
-    vec.push_back(a_strPrefix + strName + (blDir ? "/" : ""));
-    if (blDir)
-    {
-      const std::vector<std::string> vecSub = Tree(a_strRoot + "/" + strName, vec.back());
-      vec.insert(vec.end(), vecSub.begin(), vecSub.end());
-    }
-  }
-  if (pdir)
-  {
-    closedir(pdir);
-  }
-  std::sort(vec.begin(), vec.end());
-  return vec;
 }
 
 // Starts a program with the current environment minus every QRB_ variable,
@@ -171,7 +128,7 @@ class PnpHome
 {
 public:
   PnpHome()
-      : m_strRoot(RealPath(m_tempdir.Path())),
+      : m_strRoot(ostest::Physical(m_tempdir.Path())),
         m_strHome(m_strRoot + "/home"),
         m_strWriteable(m_strRoot + "/writeable")
   {
@@ -244,7 +201,7 @@ public:
   std::string Log() const
   {
     std::string strText;
-    for (const std::string &strName : Tree(m_strHome + "/log"))
+    for (const std::string &strName : ostest::Listing(m_strHome + "/log"))
     {
       if (strName.size() > 4 && strName.compare(strName.size() - 4, 4, ".log") == 0)
       {
@@ -387,7 +344,7 @@ TEST_F(PnpHelperE2E, AddMirrorsProfilesIniAndUsbLocksOnly)
                                              "profiles/sub/readme.txt",
                                              "usb.lock",
                                              "usb1.lock"};
-  EXPECT_EQ(vecExpected, Tree(m_home.Mirror()));
+  EXPECT_EQ(vecExpected, ostest::Listing(m_home.Mirror()));
   for (const std::string &str :
        {"Copy entire directory: " + m_home.User() + "/profiles",
         "OK to look in directory: " + m_home.User() + "/PROFILES2",
@@ -435,7 +392,7 @@ TEST_F(PnpHelperE2E, UserRootFollowsTheFolderPathVariable)
   m_home.UserFile("home.ini");
   EXPECT_EQ(0, m_home.Run({"action:add"}, {"QRB_SHGETFOLDERPATH=" + strRoot}));
   EXPECT_EQ((std::vector<std::string>{"profiles/", "profiles/p.xml"}),
-            Tree(m_home.Writeable() + strRoot + "/user"));
+            ostest::Listing(m_home.Writeable() + strRoot + "/user"));
   EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
   EXPECT_NE(std::string::npos, ostest::ReadFile(strRoot + "/log/pnphelper.log").find("Action completed: 0"));
 }
@@ -447,7 +404,7 @@ TEST_F(PnpHelperE2E, WithoutOverrideBothActionsDoNothing)
   EXPECT_EQ(0, m_home.Run({"action:add"}));
   EXPECT_TRUE(m_home.LogHas("no writeable override in const.ini"));
   EXPECT_TRUE(m_home.LogHas("nothing copied, no override"));
-  EXPECT_EQ(std::vector<std::string>{}, Tree(m_home.Writeable()));
+  EXPECT_EQ(std::vector<std::string>{}, ostest::Listing(m_home.Writeable()));
   EXPECT_EQ(0, m_home.Run({"action:remove"}));
   EXPECT_TRUE(m_home.LogHas("nothing removed, no override"));
   EXPECT_TRUE(m_home.ProbeArgs().empty());
@@ -528,7 +485,7 @@ TEST(PnpHelperProbe, RemoveFollowsTheProbesAnswer)
     EXPECT_EQ(0, home.Run({"Action:Remove"}));
     EXPECT_TRUE(home.LogHas("Action: Remove"));
     EXPECT_EQ(c.blKept, ostest::FileExists(home.Mirror() + "/profiles/p.xml"));
-    EXPECT_TRUE(IsDir(home.Writeable()));  // the root itself stays
+    EXPECT_TRUE(ostest::IsDirectory(home.Writeable()));  // the root itself stays
     EXPECT_TRUE(home.LogHas(c.szLogLine)) << home.Log();
     EXPECT_EQ(c.blKept, home.LogHas("device is still connected"));
     if (c.iProbe >= 0)
@@ -677,14 +634,14 @@ TEST_F(PnpHelperE2E, ConcurrentAddAndRemoveRunsSerialise)
     }
   }
   ASSERT_EQ(0, m_home.Run({"action:add"}));
-  const std::vector<std::string> vecMirror = Tree(m_home.Mirror());
+  const std::vector<std::string> vecMirror = ostest::Listing(m_home.Mirror());
   EXPECT_EQ(21u + 20u * 2u + 1u, vecMirror.size());  // profiles/ + 20, 20 x (d/, s.ini), usb1.lock
   EXPECT_EQ(std::string(4096, 'p'), ostest::ReadFile(m_home.Mirror() + "/profiles/p19.xml"));
   // The lock is taken on the root itself: nothing but the mirror's first
   // directory is left in it.
   const std::string strFirst = m_home.Root().substr(1, m_home.Root().find('/', 1) - 1) + "/";
   std::vector<std::string> vecTop;
-  for (const std::string &str : Tree(m_home.Writeable()))
+  for (const std::string &str : ostest::Listing(m_home.Writeable()))
   {
     if (str.find('/') == std::string::npos || str.find('/') == str.size() - 1)
     {
