@@ -21,22 +21,7 @@ namespace
 
 // --- Directory search ---------------------------------------------------------
 
-TEST(CosFileFind, PathWithoutWildcardNamesOneEntry)
-{
-  ostest::TempDir tempdir;
-  ASSERT_TRUE(ostest::MakeDirectory(tempdir / "sub"));
-  OsFileInfo osfileinfo;
-  memset(&osfileinfo, 0, sizeof(osfileinfo));
-  ASSERT_EQ(0u, COsFile::FindFirst((tempdir / "sub").c_str(), &osfileinfo));
-  EXPECT_STREQ("sub", osfileinfo.szName);
-  EXPECT_EQ(ostest::Physical(tempdir / "sub"), osfileinfo.szFullPath);
-  EXPECT_EQ(1u, osfileinfo.eosfiletype);
-  EXPECT_EQ(nullptr, osfileinfo.pvDirectory);
-  EXPECT_EQ(257u, COsFile::FindNext(&osfileinfo));
-  EXPECT_EQ(0u, COsFile::FindClose(&osfileinfo));
-}
-
-TEST(CosFileFind, RecordDescribesTheEntry)
+TEST(CosFileFind, PathWithoutWildcardDescribesOneEntry)
 {
   ostest::TempDir tempdir;
   std::string strFile = tempdir / "Data.TXT";
@@ -46,8 +31,7 @@ TEST(CosFileFind, RecordDescribesTheEntry)
   // 13:14:15 UTC (a Thursday).
   struct timeval atimeval[2] = {{1000000000, 0}, {1709212455, 0}};
   ASSERT_EQ(0, utimes(strFile.c_str(), atimeval));
-  OsFileInfo osfileinfo;
-  memset(&osfileinfo, 0, sizeof(osfileinfo));
+  OsFileInfo osfileinfo{};
   ASSERT_EQ(0u, COsFile::FindFirst(strFile.c_str(), &osfileinfo));
   EXPECT_STREQ("Data.TXT", osfileinfo.szName);
   EXPECT_STREQ("data.txt", osfileinfo.szNameLower);
@@ -67,15 +51,22 @@ TEST(CosFileFind, RecordDescribesTheEntry)
   ASSERT_EQ(0, mkfifo((tempdir / "fifo").c_str(), 0600));
   ASSERT_EQ(0u, COsFile::FindFirst((tempdir / "fifo").c_str(), &osfileinfo));
   EXPECT_EQ(3u, osfileinfo.eosfiletype);
-  COsFile::FindClose(&osfileinfo);
+  // A path without wildcard names one entry and holds no stream.
+  ASSERT_TRUE(ostest::MakeDirectory(tempdir / "sub"));
+  ASSERT_EQ(0u, COsFile::FindFirst((tempdir / "sub").c_str(), &osfileinfo));
+  EXPECT_STREQ("sub", osfileinfo.szName);
+  EXPECT_EQ(ostest::Physical(tempdir / "sub"), osfileinfo.szFullPath);
+  EXPECT_EQ(1u, osfileinfo.eosfiletype);
+  EXPECT_EQ(nullptr, osfileinfo.pvDirectory);
+  EXPECT_EQ(257u, COsFile::FindNext(&osfileinfo));
+  EXPECT_EQ(0u, COsFile::FindClose(&osfileinfo));
 }
 
 // The names a wildcard walk yields; each full path must lie in the searched
 // directory, and the stream is closed at the end.
 std::set<std::string> Names(const std::string &a_strDirectory, const char *a_szPattern)
 {
-  OsFileInfo osfileinfo;
-  memset(&osfileinfo, 0, sizeof(osfileinfo));
+  OsFileInfo osfileinfo{};
   std::set<std::string> setNames;
   for (EOSSTS eossts = COsFile::FindFirst((a_strDirectory + "/" + a_szPattern).c_str(), &osfileinfo); !eossts;
        eossts = COsFile::FindNext(&osfileinfo))
@@ -100,15 +91,13 @@ TEST(CosFileFind, WildcardWalksMatchingEntriesAndCloseClearsTheRecord)
   EXPECT_EQ((std::set<std::string>{".", "..", "a.txt", "b.txt", "c.log", "d.txt.bak"}),
             Names(tempdir.Path(), "*"));
   // Reuse with an open stream, then close half-way.
-  OsFileInfo osfileinfo;
-  memset(&osfileinfo, 0, sizeof(osfileinfo));
+  OsFileInfo osfileinfo{};
   ASSERT_EQ(0u, COsFile::FindFirst((tempdir / "*").c_str(), &osfileinfo));
   ASSERT_NE(nullptr, osfileinfo.pvDirectory);
   ASSERT_EQ(0u, COsFile::FindFirst((tempdir / "c*").c_str(), &osfileinfo));
   EXPECT_STREQ("c.log", osfileinfo.szName);
   EXPECT_EQ(0u, COsFile::FindClose(&osfileinfo));
-  OsFileInfo osfileinfoZero;
-  memset(&osfileinfoZero, 0, sizeof(osfileinfoZero));
+  OsFileInfo osfileinfoZero{};
   EXPECT_EQ(0, memcmp(&osfileinfo, &osfileinfoZero, sizeof(osfileinfo)));
   EXPECT_EQ(0u, COsFile::FindClose(&osfileinfo));
 }
@@ -117,8 +106,7 @@ TEST(CosFileFind, NothingFoundAndBadArguments)
 {
   ostest::ScopedFileServices services;
   ostest::TempDir tempdir;
-  OsFileInfo osfileinfo;
-  memset(&osfileinfo, 0, sizeof(osfileinfo));
+  OsFileInfo osfileinfo{};
   EXPECT_EQ(257u, COsFile::FindFirst((tempdir / "*.none").c_str(), &osfileinfo));
   EXPECT_TRUE(services.Logged("readdir failed...<"));
   EXPECT_EQ(nullptr, osfileinfo.pvDirectory);
