@@ -37,13 +37,10 @@ std::vector<std::string> Split(const uint8_t *a_pu8, size_t a_sizet)
     }
     vec.back().push_back(a_pu8[ii] ? static_cast<char>(a_pu8[ii]) : ' ');
   }
-  if (vec.size() < 2)
+  const char *aszDefault[] = {"", "<a>", "</a>"};
+  while (vec.size() < 3)
   {
-    vec.push_back("<a>");
-  }
-  if (vec.size() < 3)
-  {
-    vec.push_back("</a>");
+    vec.push_back(aszDefault[vec.size()]);
   }
   return vec;
 }
@@ -81,13 +78,11 @@ void InPlaceMode(const std::string &a_strDoc, const std::string &a_strStart, con
 void WideMode(const std::string &a_strDoc, const std::string &a_strStart, const std::string &a_strEnd,
               uint32_t a_u32Size, bool a_blCdata)
 {
-  std::wstring wstrDoc(a_strDoc.begin(), a_strDoc.end());
-  std::wstring wstrStart(a_strStart.begin(), a_strStart.end());
-  std::wstring wstrEnd(a_strEnd.begin(), a_strEnd.end());
-  size_t sizetOut = a_u32Size ? a_u32Size : wstrDoc.size() + 1;
+  auto widen = [](const std::string &a_str) { return std::wstring(a_str.begin(), a_str.end()); };
+  size_t sizetOut = a_u32Size ? a_u32Size : a_strDoc.size() + 1;
   std::vector<wchar_t> vecOut(sizetOut, L'Z');
-  COsXml::GetContent(wstrDoc.c_str(), wstrStart.c_str(), wstrEnd.c_str(), vecOut.data(), a_u32Size,
-                     a_blCdata);
+  COsXml::GetContent(widen(a_strDoc).c_str(), widen(a_strStart).c_str(), widen(a_strEnd).c_str(),
+                     vecOut.data(), a_u32Size, a_blCdata);
   Check(wcsnlen(vecOut.data(), sizetOut) < sizetOut);
 }
 
@@ -111,10 +106,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *a_pu8Data, size_t a_sizetSi
     return 0;
   }
   bool blCdata = a_pu8Data[0] & 1;
-  bool blInPlace = a_pu8Data[0] & 2;
   uint32_t u32Size = a_pu8Data[1];
   std::vector<std::string> vec = Split(a_pu8Data + 2, a_sizetSize - 2);
-  if (blInPlace)
+  if (a_pu8Data[0] & 2)
   {
     InPlaceMode(vec[0], vec[1], vec[2], u32Size);
   }

@@ -7,7 +7,7 @@
 // length of the zero padding before the rest, in units of 128 bytes (so
 // files shorter and longer than two pages both occur), then the file's tail,
 // whose last 3,584 bytes are the table.
-#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstddef>
@@ -32,11 +32,8 @@ void Check(bool a_blCondition)
 
 const std::string &Scratch()
 {
-  static const std::string s_str = []
-  {
-    const char *szDir = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    return std::string(szDir) + "/fuzz_resource." + std::to_string(getpid());
-  }();
+  static const std::string s_str = std::string(access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp") +
+                                   "/fuzz_resource." + std::to_string(getpid());
   return s_str;
 }
 
@@ -109,15 +106,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *a_pu8Data, size_t a_sizetSi
   static const char s_szData[] = "<scanner><id>VID_1&PID_2</id></scanner>";
   EOSSTS eossts =
       COsResource::Update(Scratch().c_str(), "FUZZ", EOSRESOURCETYPE_DATA, s_szData, sizeof(s_szData));
-  if (eossts == EOSSTS_OK && access(Scratch().c_str(), F_OK) == 0)
+  struct stat statFile;
+  if (eossts == EOSSTS_OK && stat(Scratch().c_str(), &statFile) == 0)
   {
-    long lPage = sysconf(_SC_PAGESIZE);
-    FILE *pfile = fopen(Scratch().c_str(), "rbe");
-    Check(pfile != nullptr);
-    fseek(pfile, 0, SEEK_END);
-    long lSize = ftell(pfile);
-    fclose(pfile);
-    if (lSize >= 2 * lPage)
+    if (statFile.st_size >= 2 * sysconf(_SC_PAGESIZE))
     {
       Check(ReadBlock("fuzz", &str) == EOSSTS_OK);
       Check(str == std::string(s_szData, sizeof(s_szData)));

@@ -1,13 +1,19 @@
 // cosfile_testutil.h: fixtures of the file-service tests: a log writing into
 // a temporary file (so a test can look for a message) and a memory service,
-// both installed in the globals for the life of the object and removed again.
+// both installed in the globals for the life of the object and removed
+// again; small lstat-based queries and a tree listing.
 #ifndef COSFILE_TESTUTIL_H
 #define COSFILE_TESTUTIL_H
 
+#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "os_coslog.h"
 #include "os_cosmem.h"
@@ -45,6 +51,18 @@ private:
   std::string m_strLog;
 };
 
+// The path with every link resolved; empty when it is missing.
+inline std::string Physical(const std::string &a_strPath)
+{
+  char sz[PATH_MAX];
+  return realpath(a_strPath.c_str(), sz) ? sz : "";
+}
+
+inline bool MakeDirectory(const std::string &a_strPath)
+{
+  return mkdir(a_strPath.c_str(), 0755) == 0;
+}
+
 // Permission bits of a path (links not followed); -1 when it is missing.
 inline int ModeOf(const std::string &a_strPath)
 {
@@ -62,6 +80,35 @@ inline bool IsDirectory(const std::string &a_strPath)
 {
   struct stat statPath;
   return !lstat(a_strPath.c_str(), &statPath) && S_ISDIR(statPath.st_mode);
+}
+
+// Every path below a_strRoot ("a/b", directories with a trailing "/"),
+// sorted; links are listed, not followed. Empty when a_strRoot is missing.
+inline std::vector<std::string> Listing(const std::string &a_strRoot, const std::string &a_strPrefix = "")
+{
+  std::vector<std::string> vec;
+  DIR *pdir = opendir(a_strRoot.c_str());
+  for (const dirent *pdirent = pdir ? readdir(pdir) : nullptr; pdirent; pdirent = readdir(pdir))
+  {
+    const std::string strName = pdirent->d_name;
+    if (strName == "." || strName == "..")
+    {
+      continue;
+    }
+    const bool blDirectory = IsDirectory(a_strRoot + "/" + strName);
+    vec.push_back(a_strPrefix + strName + (blDirectory ? "/" : ""));
+    if (blDirectory)
+    {
+      const std::vector<std::string> vecSub = Listing(a_strRoot + "/" + strName, vec.back());
+      vec.insert(vec.end(), vecSub.begin(), vecSub.end());
+    }
+  }
+  if (pdir)
+  {
+    closedir(pdir);
+  }
+  std::sort(vec.begin(), vec.end());
+  return vec;
 }
 
 // The working directory, restored when the object goes.

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -63,38 +64,28 @@ TEST(CosFileOpen, ModesTable)
   ostest::ScopedFileServices services;
   for (const OpenCase &c : kaopencase)
   {
+    SCOPED_TRACE("open " + std::to_string(c.eosfileopen) + " access " + std::to_string(c.eosfileaccess) +
+                 (c.blExisting ? " existing" : " missing"));
     ostest::TempDir tempdir;
     std::string strFile = tempdir / "f";
-    if (c.blExisting)
-    {
-      ASSERT_TRUE(ostest::WriteFile(strFile, kContent));
-    }
-    std::string strCase = "open " + std::to_string(c.eosfileopen) + " access " +
-                          std::to_string(c.eosfileaccess) + (c.blExisting ? " existing" : " missing");
+    ASSERT_TRUE(!c.blExisting || ostest::WriteFile(strFile, kContent));
     COsFile osfile;
-    EXPECT_EQ(c.eosstsExpected, osfile.Open(strFile.c_str(), c.eosfileopen, c.eosfileaccess, 2)) << strCase;
+    EXPECT_EQ(c.eosstsExpected, osfile.Open(strFile.c_str(), c.eosfileopen, c.eosfileaccess, 2));
     uint32_t u32Written = 0;
     bool blOpen = (c.eosstsExpected == 0);
-    EXPECT_EQ(blOpen ? 0u : 3u, osfile.Write("HE", 2, &u32Written)) << strCase;
+    EXPECT_EQ(blOpen ? 0u : 3u, osfile.Write("HE", 2, &u32Written));
     EXPECT_EQ(0u, osfile.Close());
-    if (c.szAfter)
+    // A read-only stream takes no bytes.
+    if (blOpen && (c.eosfileaccess == EOSFILEACCESS_READ) && (c.eosfileopen != EOSFILEOPEN_CREATE))
     {
-      std::string strExpected = c.szAfter;
-      // A read-only stream takes no bytes.
-      if (blOpen && (c.eosfileaccess == EOSFILEACCESS_READ) && (c.eosfileopen != EOSFILEOPEN_CREATE))
-      {
-        EXPECT_EQ(0u, u32Written) << strCase;
-      }
-      EXPECT_EQ(strExpected, ostest::ReadFile(strFile)) << strCase;
+      EXPECT_EQ(0u, u32Written);
     }
-    else
-    {
-      EXPECT_FALSE(ostest::FileExists(strFile)) << strCase;
-    }
+    EXPECT_EQ(c.szAfter ? c.szAfter : "<missing>",
+              ostest::FileExists(strFile) ? ostest::ReadFile(strFile) : "<missing>");
   }
 }
 
-TEST(CosFileOpen, ArgumentChecks)
+TEST(CosFileOpen, ArgumentChecksAndMissingFiles)
 {
   ostest::ScopedFileServices services;
   ostest::TempDir tempdir;
@@ -102,26 +93,20 @@ TEST(CosFileOpen, ArgumentChecks)
   COsFile osfile;
   EXPECT_EQ(3u, osfile.Open(nullptr, 1, 2, 2));
   EXPECT_TRUE(services.Logged("a_szFilename is null..."));
-  EXPECT_EQ(3u, osfile.Open(strFile.c_str(), 0, 2, 2));
-  EXPECT_EQ(3u, osfile.Open(strFile.c_str(), 6, 2, 2));
-  EXPECT_TRUE(services.Logged("a_eosfileopen is bad..."));
-  EXPECT_EQ(3u, osfile.Open(strFile.c_str(), 1, 0, 2));
-  EXPECT_EQ(3u, osfile.Open(strFile.c_str(), 1, 5, 2));
-  EXPECT_TRUE(services.Logged("a_eosfileaccess is bad..."));
-  EXPECT_EQ(3u, osfile.Open(strFile.c_str(), 1, 2, 0));
-  EXPECT_EQ(3u, osfile.Open(strFile.c_str(), 1, 2, 5));
-  EXPECT_TRUE(services.Logged("a_eosfileshare is bad..."));
+  // Each of open, access and share just outside its range.
+  const uint32_t aau32[][3] = {{0, 2, 2}, {6, 2, 2}, {1, 0, 2}, {1, 5, 2}, {1, 2, 0}, {1, 2, 5}};
+  for (const auto &au32 : aau32)
+  {
+    EXPECT_EQ(3u, osfile.Open(strFile.c_str(), au32[0], au32[1], au32[2])) << au32[0] << au32[1] << au32[2];
+  }
+  for (const char *sz : {"a_eosfileopen is bad...", "a_eosfileaccess is bad...", "a_eosfileshare is bad..."})
+  {
+    EXPECT_TRUE(services.Logged(sz)) << sz;
+  }
   EXPECT_FALSE(ostest::FileExists(strFile));
-}
-
-TEST(CosFileOpen, MissingFileIsLogged)
-{
-  ostest::ScopedFileServices services;
-  ostest::TempDir tempdir;
-  COsFile osfile;
-  EXPECT_EQ(257u, osfile.Open((tempdir / "missing").c_str(), 2, 1, 2));
+  EXPECT_EQ(257u, osfile.Open(strFile.c_str(), 2, 1, 2));
   EXPECT_TRUE(services.Logged("access failed..."));
-  EXPECT_EQ(257u, osfile.Open((tempdir / "missing").c_str(), 1, 1, 2));
+  EXPECT_EQ(257u, osfile.Open(strFile.c_str(), 1, 1, 2));
   EXPECT_TRUE(services.Logged("fopen failed...r+e <") || services.Logged("fopen failed...r+ <"));
 }
 
@@ -154,9 +139,6 @@ TEST(CosFileOpen, TemporaryFileGoesAtCloseAndAtDestruction)
     EXPECT_EQ(0u, osfile.Close());
     EXPECT_FALSE(ostest::FileExists(strFile));
     EXPECT_EQ(0u, osfile.Close());  // nothing open: still 0
-  }
-  {
-    COsFile osfile;
     ASSERT_EQ(0u, osfile.Open(strFile.c_str(), 4, 3, 2));
     EXPECT_TRUE(ostest::FileExists(strFile));
   }
@@ -171,22 +153,19 @@ TEST(CosFileOpen, TemporaryFileGoesAtCloseAndAtDestruction)
 TEST(CosFileOpen, StreamIsClosedOnExec)
 {
   ostest::TempDir tempdir;
-  std::string strFile = tempdir / "cloexec";
   COsFile osfile;
-  ASSERT_EQ(0u, osfile.Open(strFile.c_str(), 1, 2, 2));
-  int iFound = 0;
+  ASSERT_EQ(0u, osfile.Open((tempdir / "cloexec").c_str(), 1, 2, 2));
   DIR *pdir = opendir("/proc/self/fd");
   if (!pdir)
   {
     GTEST_SKIP() << "no /proc";
   }
+  int iFound = 0;
   for (struct dirent *pdirent = readdir(pdir); pdirent; pdirent = readdir(pdir))
   {
     char szTarget[4096] = "";
     std::string strLink = std::string("/proc/self/fd/") + pdirent->d_name;
-    ssize_t ssize = readlink(strLink.c_str(), szTarget, sizeof(szTarget) - 1);
-    if ((ssize > 0) &&
-        (std::string(szTarget, static_cast<size_t>(ssize)).find("/cloexec") != std::string::npos))
+    if ((readlink(strLink.c_str(), szTarget, sizeof(szTarget) - 1) > 0) && strstr(szTarget, "/cloexec"))
     {
       iFound++;
       EXPECT_TRUE(fcntl(atoi(pdirent->d_name), F_GETFD) & FD_CLOEXEC);
@@ -267,12 +246,13 @@ TEST(CosFileOpen, DefaultCreationMaskIsDecimal511)
   EXPECT_EQ(0777, ostest::ModeOf(tempdir / "f"));
 }
 
-TEST(CosFileWrite, ChecksAndCounts)
+TEST(CosFileWrite, WriteAndPrintfCheckAndCount)
 {
   ostest::ScopedFileServices services;
   ostest::TempDir tempdir;
   COsFile osfile;
   EXPECT_EQ(3u, osfile.Write("x", 1, nullptr));
+  EXPECT_EQ(-1, osfile.Printf("x"));
   EXPECT_TRUE(services.Logged("Need to open a file first..."));
   ASSERT_EQ(0u, osfile.Open((tempdir / "f").c_str(), 1, 2, 2));
   EXPECT_EQ(3u, osfile.Write(nullptr, 1, nullptr));
@@ -281,55 +261,30 @@ TEST(CosFileWrite, ChecksAndCounts)
   EXPECT_EQ(0u, osfile.Write("abc", 3, &u32Written));
   EXPECT_EQ(3u, u32Written);
   EXPECT_EQ(0u, osfile.Write("de", 2, nullptr));
-  osfile.Close();
-  EXPECT_EQ("abcde", ostest::ReadFile(tempdir / "f"));
-}
-
-TEST(CosFilePrintf, FormatsThroughTheMemoryService)
-{
-  ostest::ScopedFileServices services;
-  ostest::TempDir tempdir;
-  COsFile osfile;
-  ASSERT_EQ(0u, osfile.Open((tempdir / "f").c_str(), 1, 2, 2));
   EXPECT_EQ(7, osfile.Printf("%d-%s\r\n", 42, "bc"));
   EXPECT_EQ(-1, osfile.Printf("%s", ""));  // nothing formatted
   EXPECT_EQ(-1, osfile.Printf(nullptr));
   EXPECT_TRUE(services.Logged("a_szFormat is null..."));
-  EXPECT_EQ(1, osfile.Printf("x"));
-  osfile.Close();
-  EXPECT_EQ("42-bc\r\nx", ostest::ReadFile(tempdir / "f"));
-}
-
-TEST(CosFilePrintf, BufferIsSixtyFourKibibytes)
-{
-  ostest::ScopedFileServices services;
-  ostest::TempDir tempdir;
-  COsFile osfile;
-  ASSERT_EQ(0u, osfile.Open((tempdir / "f").c_str(), 1, 2, 2));
+  // The format buffer is 64 KiB with its terminator.
   std::string strFits(65535, 'a');
   EXPECT_EQ(65535, osfile.Printf("%s", strFits.c_str()));
-  std::string strTooLong(65536, 'b');
-  EXPECT_EQ(-1, osfile.Printf("%s", strTooLong.c_str()));
+  EXPECT_EQ(-1, osfile.Printf("%s", std::string(65536, 'b').c_str()));
   osfile.Close();
-  EXPECT_EQ(strFits, ostest::ReadFile(tempdir / "f"));
+  EXPECT_EQ("abcde42-bc\r\n" + strFits, ostest::ReadFile(tempdir / "f"));
 }
 
-TEST(CosFilePrintf, FailsWithoutStreamOrMemoryService)
+TEST(CosFileWrite, PrintfFailsWithoutTheMemoryService)
 {
   ostest::TempDir tempdir;
+  COsMem *posmemOld = g_posmem;
+  g_posmem = nullptr;
   {
-    COsMem *posmemOld = g_posmem;
-    g_posmem = nullptr;
     COsFile osfile;
     ASSERT_EQ(0u, osfile.Open((tempdir / "f").c_str(), 1, 2, 2));
     EXPECT_EQ(-1, osfile.Printf("x"));
-    g_posmem = posmemOld;
   }
+  g_posmem = posmemOld;
   EXPECT_EQ("", ostest::ReadFile(tempdir / "f"));
-  ostest::ScopedFileServices services;
-  COsFile osfile;
-  EXPECT_EQ(-1, osfile.Printf("x"));  // no stream
-  EXPECT_TRUE(services.Logged("Need to open a file first..."));
 }
 
 TEST(CosFileCreate, MakesEveryComponentWithFullPermissions)
@@ -347,23 +302,18 @@ TEST(CosFileCreate, MakesEveryComponentWithFullPermissions)
   EXPECT_EQ(261u, COsFile::Create((tempdir / "a/b/c").c_str(), nullptr));
 }
 
-TEST(CosFileCreate, RelativeTrailingSlashAndMixedSeparators)
+TEST(CosFileCreate, RelativeNamesExistingDirectoriesAndFailures)
 {
+  ostest::ScopedFileServices services;
   ostest::TempDir tempdir;
   ostest::ScopedCwd cwd(tempdir.Path());
   ASSERT_TRUE(cwd.Changed());
   EXPECT_EQ(0u, COsFile::Create("./x\\y//z/", nullptr));
   EXPECT_TRUE(ostest::IsDirectory(tempdir / "x/y/z"));
-  EXPECT_EQ(261u, COsFile::Create(".", nullptr));
-  EXPECT_EQ(261u, COsFile::Create("/", nullptr));
-  EXPECT_EQ(261u, COsFile::Create("", nullptr));
-  EXPECT_EQ(261u, COsFile::Create("./..", nullptr));
-}
-
-TEST(CosFileCreate, Failures)
-{
-  ostest::ScopedFileServices services;
-  ostest::TempDir tempdir;
+  for (const char *sz : {".", "/", "", "./.."})
+  {
+    EXPECT_EQ(261u, COsFile::Create(sz, nullptr)) << sz;
+  }
   EXPECT_EQ(1u, COsFile::Create(nullptr, nullptr));
   EXPECT_TRUE(services.Logged("a_szDirectory is NULL..."));
   ASSERT_TRUE(ostest::WriteFile(tempdir / "file", "x"));
@@ -375,23 +325,18 @@ TEST(CosFileCreate, StopsAfterSixtyFourComponents)
 {
   ostest::TempDir tempdir;
   std::string strPath = tempdir.Path();
-  int iBase = 0;
-  for (char ch : strPath)
+  // The first 64 components (counted from the root) exist, no more.
+  std::string strLast = strPath;
+  for (int ii = static_cast<int>(std::count(strPath.begin(), strPath.end(), '/')); ii < 64; ii++)
   {
-    iBase += (ch == '/') ? 1 : 0;
+    strLast += "/d";
   }
-  std::string strDeep = strPath;
-  for (int ii = 0; ii < 70; ii++)
+  std::string strDeep = strLast;
+  for (int ii = 0; ii < 10; ii++)
   {
     strDeep += "/d";
   }
   EXPECT_EQ(0u, COsFile::Create(strDeep.c_str(), nullptr));
-  // The first 64 components (counted from the root) exist, no more.
-  std::string strLast = strPath;
-  for (int ii = 0; ii < 64 - iBase; ii++)
-  {
-    strLast += "/d";
-  }
   EXPECT_TRUE(ostest::IsDirectory(strLast));
   EXPECT_FALSE(ostest::IsDirectory(strLast + "/d"));
 }
@@ -425,17 +370,18 @@ TEST(CosFileExists, FilesDirectoriesAndPatterns)
   ostest::ScopedFileServices services;
   ostest::TempDir tempdir;
   ASSERT_TRUE(ostest::WriteFile(tempdir / "a.xml", "x"));
-  EXPECT_TRUE(COsFile::Exists((tempdir / "a.xml").c_str()));
+  ASSERT_EQ(0, symlink("nowhere", (tempdir / "dangling").c_str()));
   EXPECT_TRUE(COsFile::Exists(tempdir.Path().c_str()));
-  EXPECT_TRUE(COsFile::Exists((tempdir / "*.xml").c_str()));
-  EXPECT_TRUE(COsFile::Exists((tempdir / "?.xml").c_str()));
-  EXPECT_FALSE(COsFile::Exists((tempdir / "*.txt").c_str()));
-  EXPECT_FALSE(COsFile::Exists((tempdir / "b.xml").c_str()));
+  for (const char *sz : {"a.xml", "*.xml", "?.xml"})
+  {
+    EXPECT_TRUE(COsFile::Exists((tempdir / sz).c_str())) << sz;
+  }
+  for (const char *sz : {"*.txt", "b.xml", "dangling"})
+  {
+    EXPECT_FALSE(COsFile::Exists((tempdir / sz).c_str())) << sz;
+  }
   EXPECT_FALSE(COsFile::Exists(nullptr));
   EXPECT_TRUE(services.Logged("a_szFilename is NULL"));
-  // A dangling link does not exist.
-  ASSERT_EQ(0, symlink("nowhere", (tempdir / "dangling").c_str()));
-  EXPECT_FALSE(COsFile::Exists((tempdir / "dangling").c_str()));
 }
 
 }  // namespace

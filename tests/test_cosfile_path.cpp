@@ -25,28 +25,16 @@ std::string Normalized(const char *a_szPath, char a_cSeparator = '/')
   return sz;
 }
 
-std::string Physical(const std::string &a_strPath)
-{
-  char sz[PATH_MAX];
-  return realpath(a_strPath.c_str(), sz) ? sz : "";
-}
-
-TEST(CosFilePath, NormalizeMergesRunsAndKeepsDotsAndTrailingSlash)
+TEST(CosFilePath, NormalizeMergesRunsAndKeepsOnlyALeadingPairOfBackslashes)
 {
   EXPECT_EQ("a/b/c/", Normalized("a//b\\c/"));
   EXPECT_EQ("/a/./../b", Normalized("\\/a\\.//..\\\\b"));
   EXPECT_EQ("", Normalized(""));
   EXPECT_EQ("a\\b\\", Normalized("a/b//", '\\'));
   EXPECT_EQ(nullptr, COsFile::PathNormalize(nullptr, '/'));
-}
-
-TEST(CosFilePath, NormalizeKeepsOnlyALeadingPairOfBackslashes)
-{
   EXPECT_EQ("\\\\server/share/x", Normalized("\\\\server\\share//x"));
-  // A third backslash is an ordinary separator after the kept pair.
-  EXPECT_EQ("\\\\/x", Normalized("\\\\\\x"));
-  // A pair that is not leading is merged like any run.
-  EXPECT_EQ("a/b", Normalized("a\\\\b"));
+  EXPECT_EQ("\\\\/x", Normalized("\\\\\\x"));  // a third backslash is an ordinary separator
+  EXPECT_EQ("a/b", Normalized("a\\\\b"));      // a pair that is not leading is merged
   EXPECT_EQ("/x", Normalized("/\\x"));
 }
 
@@ -65,42 +53,33 @@ TEST(CosFilePath, SetCopiesWhatFitsAndEmptiesOnOverflow)
   EXPECT_STREQ("keep", sz);
   EXPECT_TRUE(services.Logged("null argument..."));
   COsFile::PathSet(nullptr, 8, "x");  // must not crash
+  // Overlapping buffers.
+  char szLong[32] = "xx/a\\\\b";
+  COsFile::PathSet(szLong, sizeof(szLong), szLong + 3);
+  EXPECT_STREQ("a/b", szLong);
 }
 
-TEST(CosFilePath, SetAllowsOverlappingBuffers)
-{
-  char sz[32] = "xx/a\\\\b";
-  COsFile::PathSet(sz, sizeof(sz), sz + 3);
-  EXPECT_STREQ("a/b", sz);
-}
-
-TEST(CosFilePath, AppendAddsOneSeparator)
-{
-  char sz[64] = "";
-  char *szEnd = COsFile::PathAppend(sz, sizeof(sz), "etc");
-  EXPECT_STREQ("/etc", sz);
-  EXPECT_EQ(sz + 4, szEnd);
-
-  strcpy(sz, "dir/");
-  COsFile::PathAppend(sz, sizeof(sz), "/x");
-  EXPECT_STREQ("dir/x", sz);
-
-  strcpy(sz, "dir");
-  COsFile::PathAppend(sz, sizeof(sz), "sub\\name");
-  EXPECT_STREQ("dir/sub/name", sz);
-}
-
-TEST(CosFilePath, AppendDropsADriveLetter)
+TEST(CosFilePath, AppendAddsOneSeparatorAndDropsADriveLetter)
 {
   ostest::ScopedFileServices services;
-  char sz[64] = "dir";
-  COsFile::PathAppend(sz, sizeof(sz), "Z:\\x");
-  EXPECT_STREQ("dir/x", sz);
+  const struct
+  {
+    const char *szPath;
+    const char *szAppend;
+    const char *szOut;
+  } acase[] = {{"", "etc", "/etc"},
+               {"dir/", "/x", "dir/x"},
+               {"dir", "sub\\name", "dir/sub/name"},
+               {"dir", "Z:\\x", "dir/x"},
+               {"dir", "Z", "dir/Z"}};  // a one-character name is not a drive letter
+  for (const auto &c : acase)
+  {
+    char sz[64];
+    strcpy(sz, c.szPath);
+    EXPECT_EQ(sz + strlen(c.szOut), COsFile::PathAppend(sz, sizeof(sz), c.szAppend)) << c.szAppend;
+    EXPECT_STREQ(c.szOut, sz) << c.szAppend;
+  }
   EXPECT_TRUE(services.Logged("PathAppend stripping drive letter...<Z:\\x>"));
-  // A one-character name is not a drive letter.
-  strcpy(sz, "dir");
-  COsFile::PathAppend(sz, sizeof(sz), "Z");
-  EXPECT_STREQ("dir/Z", sz);
 }
 
 TEST(CosFilePath, AppendNeverWritesPastTheBuffer)
@@ -155,25 +134,28 @@ TEST(CosFilePath, RemoveTrailingSlashDropsOnlyOne)
   }
 }
 
-TEST(CosFilePath, AbsoluteOfAFileInTheCurrentDirectory)
+TEST(CosFilePath, AbsoluteOfRelativeNames)
 {
   ostest::TempDir tempdir;
   ASSERT_TRUE(ostest::WriteFile(tempdir / "f", "x"));
   ostest::ScopedCwd cwd(tempdir.Path());
   ASSERT_TRUE(cwd.Changed());
-  char sz[512];
-  ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), "f"));
-  EXPECT_EQ(Physical(tempdir.Path()) + "/f", sz);
-  ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), "."));
-  EXPECT_EQ(Physical(tempdir.Path()), sz);
-  ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), ".."));
-  EXPECT_EQ(Physical(tempdir.Path() + "/.."), sz);
+  const std::string strHere = ostest::Physical(tempdir.Path());
+  for (const auto &c : {std::make_pair("f", strHere + "/f"), std::make_pair(".", strHere),
+                        std::make_pair("..", ostest::Physical(tempdir.Path() + "/.."))})
+  {
+    char sz[512];
+    ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), c.first));
+    EXPECT_EQ(c.second, sz);
+  }
   // The working directory is where it was.
   char szCwd[PATH_MAX];
   ASSERT_NE(nullptr, getcwd(szCwd, sizeof(szCwd)));
-  EXPECT_EQ(Physical(tempdir.Path()), szCwd);
+  EXPECT_EQ(strHere, szCwd);
 }
 
+// Links in the directory part are resolved; a link as the last component
+// stays as it is named.
 TEST(CosFilePath, AbsoluteResolvesLinksInTheDirectoryPartOnly)
 {
   ostest::TempDir tempdir;
@@ -181,15 +163,14 @@ TEST(CosFilePath, AbsoluteResolvesLinksInTheDirectoryPartOnly)
   ASSERT_TRUE(ostest::WriteFile(tempdir / "real/f", "x"));
   ASSERT_EQ(0, symlink("real", (tempdir / "link").c_str()));
   ASSERT_EQ(0, symlink("f", (tempdir / "real/flink").c_str()));
-  std::string strReal = Physical(tempdir / "real");
-  char sz[512];
-  ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), (tempdir / "link//f").c_str()));
-  EXPECT_EQ(strReal + "/f", sz);
-  ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), (tempdir / "link").c_str()));
-  EXPECT_EQ(strReal, sz);
-  // A link as the last component stays as it is named.
-  ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), (tempdir / "link/flink").c_str()));
-  EXPECT_EQ(strReal + "/flink", sz);
+  std::string strReal = ostest::Physical(tempdir / "real");
+  for (const auto &c : {std::make_pair("link//f", strReal + "/f"), std::make_pair("link", strReal),
+                        std::make_pair("link/flink", strReal + "/flink")})
+  {
+    char sz[512];
+    ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), (tempdir / c.first).c_str()));
+    EXPECT_EQ(c.second, sz);
+  }
 }
 
 // A file directly below "/" has "/" as its directory part.
@@ -202,21 +183,18 @@ TEST(CosFilePath, AbsoluteOfAFileInTheRootDirectory)
   {
     struct stat statEntry;
     std::string strPath = std::string("/") + pdirent->d_name;
-    if (!stat(strPath.c_str(), &statEntry) && !S_ISDIR(statEntry.st_mode))
-    {
-      strFile = strPath;
-    }
+    strFile = (!stat(strPath.c_str(), &statEntry) && !S_ISDIR(statEntry.st_mode)) ? strPath : "";
   }
   closedir(pdir);
+  char sz[512];
+  ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), "/"));
+  EXPECT_STREQ("/", sz);
   if (strFile.empty())
   {
     GTEST_SKIP() << "no file directly below /";
   }
-  char sz[512];
   ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), strFile.c_str()));
   EXPECT_EQ(strFile, sz);
-  ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), "/"));
-  EXPECT_STREQ("/", sz);
 }
 
 TEST(CosFilePath, AbsoluteFailures)
@@ -234,7 +212,7 @@ TEST(CosFilePath, AbsoluteFailures)
   // An output too small for the result fails rather than truncating, whether
   // the directory or only the name does not fit.
   ASSERT_TRUE(ostest::WriteFile(tempdir / "file", "x"));
-  std::string strDirectory = Physical(tempdir.Path());
+  std::string strDirectory = ostest::Physical(tempdir.Path());
   char szSmall[512];
   EXPECT_EQ(1u, COsFile::PathAbsolute(szSmall, 4, (tempdir / "file").c_str()));
   EXPECT_EQ(1u, COsFile::PathAbsolute(szSmall, static_cast<uint32_t>(strDirectory.size() + 3),

@@ -11,122 +11,90 @@
 namespace
 {
 
-// Copy mode into a 64-byte buffer pre-filled with junk, so a result that
-// forgets to clear the output shows.
-struct CopyResult
+struct ContentCase
 {
+  bool blInPlace;
+  const char *szDocument;
+  const char *szStart;
+  const char *szEnd;
+  uint32_t u32Size;
+  bool blCdata;
   bool blFound;
-  std::string strOut;
+  const char *szOut;
 };
 
-CopyResult Copy(const char *a_szDocument, const char *a_szStart, const char *a_szEnd, uint32_t a_u32Size,
-                bool a_blCdata)
-{
-  char szOut[64];
-  memset(szOut, 'Z', sizeof(szOut));
-  szOut[sizeof(szOut) - 1] = 0;
-  bool blFound = COsXml::GetContent(a_szDocument, a_szStart, a_szEnd, szOut, a_u32Size, a_blCdata);
-  return {blFound, szOut};
-}
+const char kCdataId[] = "<id><![CDATA[USB\\VID_1234&PID_0001]]></id>";
 
-// In-place mode on a copy of a_szDocument.
-CopyResult InPlace(const char *a_szDocument, const char *a_szStart, const char *a_szEnd, uint32_t a_u32Size,
-                   bool a_blCdata)
-{
-  char szDoc[128];
-  snprintf(szDoc, sizeof(szDoc), "%s", a_szDocument);
-  bool blFound = COsXml::GetContent(szDoc, a_szStart, a_szEnd, szDoc, a_u32Size, a_blCdata);
-  return {blFound, szDoc};
-}
+const ContentCase kacontentcase[] = {
+    // Copy mode. One byte of room cannot hold "x" and its terminator.
+    {false, "<a>x</a>", "<a>", "</a>", 2, false, true, "x"},
+    {false, "<a>x</a>", "<a>", "</a>", 1, false, false, ""},
+    {false, "<r><a>hello world</a></r>", "<a>", "</a>", 0, false, true, "hello world"},
+    {false, "<a>abcd</a>", "<a>", "</a>", 4, false, false, ""},
+    {false, "<a>abcd</a>", "<a>", "</a>", 5, false, true, "abcd"},
+    {false, "<a></a>", "<a>", "</a>", 64, false, true, ""},
+    // Missing markers; the end is looked for after the start; case counts.
+    {false, "<b>x</b>", "<a>", "</a>", 64, false, false, ""},
+    {false, "<a>x", "<a>", "</a>", 64, false, false, ""},
+    {false, "</a><a>x", "<a>", "</a>", 64, false, false, ""},
+    {false, "<A>x</A>", "<a>", "</a>", 64, false, false, ""},
+    // CDATA is unwrapped only when asked, only right after the start marker,
+    // and the size is checked after unwrapping.
+    {false, kCdataId, "<id>", "</id>", 64, true, true, "USB\\VID_1234&PID_0001"},
+    {false, kCdataId, "<id>", "</id>", 64, false, true, "<![CDATA[USB\\VID_1234&PID_0001]]>"},
+    {false, "<id>plain</id>", "<id>", "</id>", 64, true, true, "plain"},
+    {false, "<id> <![CDATA[x]]></id>", "<id>", "</id>", 64, true, true, " <![CDATA[x]]>"},
+    {false, "<a><![CDATA[ab]]></a>", "<a>", "</a>", 3, true, true, "ab"},
+    // Too short for the closing "]]>": the length goes negative, found empty.
+    {false, "<a><![CDATA[</a>", "<a>", "</a>", 64, true, true, ""},
+    {false, "<a><![CDATA[x]</a>", "<a>", "</a>", 2, true, true, ""},
+    {false, "<![CDATA[x]]>", "", "<", 64, true, true, ""},
+    // Plain text search: a marker without its bracket matches a longer tag,
+    // the first element wins, a nested twin is cut at the inner end tag,
+    // attributes are not understood.
+    {false, "<modelname\">x</model>", "<model", "</model>", 64, false, true, "name\">x"},
+    {false, "<modelname>x</modelname>", "<model>", "</model>", 64, false, false, ""},
+    {false, "<i>1</i><i>2</i>", "<i>", "</i>", 64, false, true, "1"},
+    {false, "<a><a>in</a>out</a>", "<a>", "</a>", 64, false, true, "<a>in"},
+    {false, "<a x='1'>v</a>", "<a>", "</a>", 64, false, false, ""},
+    // In-place mode: the content moves to the front; empty, missing and
+    // overflowing contents empty the document; CDATA is always unwrapped.
+    {true, "<r><a>value</a></r>", "<a>", "</a>", 0, false, true, "value"},
+    {true, "<a>x</a>", "<a>", "</a>", 2, false, true, "x"},
+    {true, "<a></a>", "<a>", "</a>", 64, false, false, ""},
+    {true, "<b>x</b>", "<a>", "</a>", 64, false, false, ""},
+    {true, "<a>x", "<a>", "</a>", 64, false, false, ""},
+    {true, "<a>xy</a>", "<a>", "</a>", 2, false, false, ""},
+    {true, "<a><![CDATA[v]]></a>", "<a>", "</a>", 0, false, true, "v"},
+    {true, "<a><![CDATA[v]]></a>", "<a>", "</a>", 0, true, true, "v"},
+    {true, "<a><![CDATA[]]></a>", "<a>", "</a>", 0, false, false, ""},
+};
 
 }  // namespace
 
-TEST(XmlCopyMode, SizeBoundaryAndUnlimited)
+TEST(XmlGetContent, Table)
 {
-  CopyResult r = Copy("<a>x</a>", "<a>", "</a>", 2, false);
-  EXPECT_TRUE(r.blFound);
-  EXPECT_EQ("x", r.strOut);
-  // One byte of room cannot hold "x" and its terminator: overflow.
-  r = Copy("<a>x</a>", "<a>", "</a>", 1, false);
-  EXPECT_FALSE(r.blFound);
-  EXPECT_EQ("", r.strOut);
-  r = Copy("<r><a>hello world</a></r>", "<a>", "</a>", 0, false);
-  EXPECT_TRUE(r.blFound);
-  EXPECT_EQ("hello world", r.strOut);
-  r = Copy("<a>abcd</a>", "<a>", "</a>", 4, false);
-  EXPECT_FALSE(r.blFound);
-  r = Copy("<a>abcd</a>", "<a>", "</a>", 5, false);
-  EXPECT_EQ("abcd", r.strOut);
+  for (const ContentCase &c : kacontentcase)
+  {
+    SCOPED_TRACE(std::string(c.blInPlace ? "in place " : "copy ") + c.szDocument + " size " +
+                 std::to_string(c.u32Size) + (c.blCdata ? " cdata" : ""));
+    // The copy output is pre-filled with junk, so a result that forgets to
+    // clear it shows.
+    char szOut[128];
+    memset(szOut, 'Z', sizeof(szOut) - 1);
+    szOut[sizeof(szOut) - 1] = 0;
+    char *szDoc = const_cast<char *>(c.szDocument);
+    if (c.blInPlace)
+    {
+      snprintf(szOut, sizeof(szOut), "%s", c.szDocument);
+      szDoc = szOut;
+    }
+    EXPECT_EQ(c.blFound, COsXml::GetContent(szDoc, c.szStart, c.szEnd, szOut, c.u32Size, c.blCdata));
+    EXPECT_STREQ(c.szOut, szOut);
+  }
 }
 
-TEST(XmlCopyMode, EmptyContentIsFound)
-{
-  CopyResult r = Copy("<a></a>", "<a>", "</a>", 64, false);
-  EXPECT_TRUE(r.blFound);
-  EXPECT_EQ("", r.strOut);
-}
-
-TEST(XmlCopyMode, MissingMarkersClearTheOutput)
-{
-  CopyResult r = Copy("<b>x</b>", "<a>", "</a>", 64, false);
-  EXPECT_FALSE(r.blFound);
-  EXPECT_EQ("", r.strOut);
-  EXPECT_FALSE(Copy("<a>x", "<a>", "</a>", 64, false).blFound);
-  EXPECT_EQ("", Copy("<a>x", "<a>", "</a>", 64, false).strOut);
-  // The end marker is looked for only after the start marker.
-  EXPECT_FALSE(Copy("</a><a>x", "<a>", "</a>", 64, false).blFound);
-  // Markers compare with case.
-  EXPECT_FALSE(Copy("<A>x</A>", "<a>", "</a>", 64, false).blFound);
-}
-
-TEST(XmlCopyMode, CdataOnlyWhenAsked)
-{
-  const char *szDoc = "<id><![CDATA[USB\\VID_1234&PID_0001]]></id>";
-  EXPECT_EQ("USB\\VID_1234&PID_0001", Copy(szDoc, "<id>", "</id>", 64, true).strOut);
-  EXPECT_EQ("<![CDATA[USB\\VID_1234&PID_0001]]>", Copy(szDoc, "<id>", "</id>", 64, false).strOut);
-  // Without the wrapper the flag changes nothing.
-  EXPECT_EQ("plain", Copy("<id>plain</id>", "<id>", "</id>", 64, true).strOut);
-  // The wrapper must stand right after the start marker.
-  EXPECT_EQ(" <![CDATA[x]]>", Copy("<id> <![CDATA[x]]></id>", "<id>", "</id>", 64, true).strOut);
-}
-
-TEST(XmlCopyMode, CdataSizeIsCheckedAfterUnwrapping)
-{
-  // Content "<![CDATA[ab]]>" is 14 bytes, unwrapped "ab" is 2: room for 3.
-  CopyResult r = Copy("<a><![CDATA[ab]]></a>", "<a>", "</a>", 3, true);
-  EXPECT_TRUE(r.blFound);
-  EXPECT_EQ("ab", r.strOut);
-}
-
-TEST(XmlCopyMode, TruncatedCdataGivesEmptyContent)
-{
-  // Too short for the closing "]]>": the length goes negative, found empty.
-  CopyResult r = Copy("<a><![CDATA[</a>", "<a>", "</a>", 64, true);
-  EXPECT_TRUE(r.blFound);
-  EXPECT_EQ("", r.strOut);
-  r = Copy("<a><![CDATA[x]</a>", "<a>", "</a>", 2, true);
-  EXPECT_TRUE(r.blFound);
-  EXPECT_EQ("", r.strOut);
-  // An end marker inside the wrapper itself, at the document's first byte.
-  r = Copy("<![CDATA[x]]>", "", "<", 64, true);
-  EXPECT_TRUE(r.blFound);
-  EXPECT_EQ("", r.strOut);
-}
-
-TEST(XmlCopyMode, PlainTextSearchRules)
-{
-  // A start marker without its bracket also matches a longer tag name.
-  EXPECT_EQ("name\">x", Copy("<modelname\">x</model>", "<model", "</model>", 64, false).strOut);
-  EXPECT_FALSE(Copy("<modelname>x</modelname>", "<model>", "</model>", 64, false).blFound);
-  // First element wins; a nested element of the same name is cut at the
-  // inner end tag.
-  EXPECT_EQ("1", Copy("<i>1</i><i>2</i>", "<i>", "</i>", 64, false).strOut);
-  EXPECT_EQ("<a>in", Copy("<a><a>in</a>out</a>", "<a>", "</a>", 64, false).strOut);
-  // Attributes are not understood: "<a x>" is not "<a>".
-  EXPECT_FALSE(Copy("<a x='1'>v</a>", "<a>", "</a>", 64, false).blFound);
-}
-
-TEST(XmlCopyMode, NullArgumentsAreNotFound)
+TEST(XmlGetContent, NullArgumentsAreNotFound)
 {
   char szOut[8] = "keep";
   EXPECT_FALSE(COsXml::GetContent(nullptr, "<a>", "</a>", szOut, sizeof(szOut), false));
@@ -135,45 +103,7 @@ TEST(XmlCopyMode, NullArgumentsAreNotFound)
   EXPECT_FALSE(COsXml::GetContent("<a>x</a>", "<a>", "</a>", nullptr, sizeof(szOut), false));
 }
 
-TEST(XmlInPlaceMode, MovesContentToTheFront)
-{
-  CopyResult r = InPlace("<r><a>value</a></r>", "<a>", "</a>", 0, false);
-  EXPECT_TRUE(r.blFound);
-  EXPECT_EQ("value", r.strOut);
-  r = InPlace("<a>x</a>", "<a>", "</a>", 2, false);
-  EXPECT_TRUE(r.blFound);
-  EXPECT_EQ("x", r.strOut);
-}
-
-TEST(XmlInPlaceMode, EmptyOrMissingEmptiesTheDocument)
-{
-  CopyResult r = InPlace("<a></a>", "<a>", "</a>", 64, false);
-  EXPECT_FALSE(r.blFound);
-  EXPECT_EQ("", r.strOut);
-  r = InPlace("<b>x</b>", "<a>", "</a>", 64, false);
-  EXPECT_FALSE(r.blFound);
-  EXPECT_EQ("", r.strOut);
-  r = InPlace("<a>x", "<a>", "</a>", 64, false);
-  EXPECT_FALSE(r.blFound);
-  EXPECT_EQ("", r.strOut);
-}
-
-TEST(XmlInPlaceMode, CdataIsAlwaysUnwrapped)
-{
-  EXPECT_EQ("v", InPlace("<a><![CDATA[v]]></a>", "<a>", "</a>", 0, false).strOut);
-  EXPECT_EQ("v", InPlace("<a><![CDATA[v]]></a>", "<a>", "</a>", 0, true).strOut);
-  // An unwrapped content that comes out empty is not found here.
-  EXPECT_FALSE(InPlace("<a><![CDATA[]]></a>", "<a>", "</a>", 0, false).blFound);
-}
-
-TEST(XmlInPlaceMode, OverflowEmptiesTheDocument)
-{
-  CopyResult r = InPlace("<a>xy</a>", "<a>", "</a>", 2, false);
-  EXPECT_FALSE(r.blFound);
-  EXPECT_EQ("", r.strOut);
-}
-
-TEST(XmlWide, FollowsTheNarrowRules)
+TEST(XmlGetContent, WideFollowsTheNarrowRules)
 {
   wchar_t wszOut[32];
   EXPECT_TRUE(COsXml::GetContent(L"<a>x</a>", L"<a>", L"</a>", wszOut, 2, false));
@@ -187,28 +117,23 @@ TEST(XmlWide, FollowsTheNarrowRules)
   EXPECT_EQ(std::wstring(L""), wszDoc);
 }
 
-TEST(XmlReplaceContent, ReplacesTheFirstElement)
+TEST(XmlReplaceContent, ReplacesTheFirstElementOrLeavesTheBuffer)
 {
   char szBuffer[64] = "<r><a>x</a><a>x</a></r>";
   EXPECT_EQ(EOSSTS_OK, COsXml::ReplaceContent(szBuffer, sizeof(szBuffer), "<a>", "</a>", "longer"));
   EXPECT_STREQ("<r><a>longer</a><a>x</a></r>", szBuffer);
-  // Shrinking, and an empty content replaced too.
   EXPECT_EQ(EOSSTS_OK, COsXml::ReplaceContent(szBuffer, sizeof(szBuffer), "<a>", "</a>", ""));
   EXPECT_STREQ("<r><a></a><a>x</a></r>", szBuffer);
   EXPECT_EQ(EOSSTS_OK, COsXml::ReplaceContent(szBuffer, sizeof(szBuffer), "<a>", "</a>", "y"));
   EXPECT_STREQ("<r><a>y</a><a>x</a></r>", szBuffer);
-}
 
-TEST(XmlReplaceContent, FailuresLeaveTheBuffer)
-{
-  char szBuffer[16] = "<a>x</a>";
-  EXPECT_EQ(EOSSTS_NOTFOUND, COsXml::ReplaceContent(szBuffer, sizeof(szBuffer), "<b>", "</b>", "y"));
-  EXPECT_STREQ("<a>x</a>", szBuffer);
+  char szSmall[16] = "<a>x</a>";
+  EXPECT_EQ(EOSSTS_NOTFOUND, COsXml::ReplaceContent(szSmall, sizeof(szSmall), "<b>", "</b>", "y"));
   // "<a>0123456789</a>" needs 18 bytes.
-  EXPECT_EQ(EOSSTS_FAIL, COsXml::ReplaceContent(szBuffer, sizeof(szBuffer), "<a>", "</a>", "0123456789"));
-  EXPECT_STREQ("<a>x</a>", szBuffer);
+  EXPECT_EQ(EOSSTS_FAIL, COsXml::ReplaceContent(szSmall, sizeof(szSmall), "<a>", "</a>", "0123456789"));
+  EXPECT_STREQ("<a>x</a>", szSmall);
   EXPECT_EQ(EOSSTS_BADARG, COsXml::ReplaceContent(nullptr, 16, "<a>", "</a>", "y"));
-  EXPECT_EQ(EOSSTS_BADARG, COsXml::ReplaceContent(szBuffer, sizeof(szBuffer), "<a>", "</a>", nullptr));
+  EXPECT_EQ(EOSSTS_BADARG, COsXml::ReplaceContent(szSmall, sizeof(szSmall), "<a>", "</a>", nullptr));
 }
 
 TEST(XmlLog, OnlyTheOverflowIsLogged)
