@@ -17,7 +17,7 @@
 
 #include "os_coslog.h"
 #include "os_cosmem.h"
-#include "os_testutil.h"
+#include "os_testlog.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/lsan_interface.h>
@@ -44,10 +44,7 @@ class MemTest : public ::testing::Test
 protected:
   void SetUp() override
   {
-    m_poslogSaved = g_poslog;
     m_posmemSaved = g_posmem;
-    m_strLog = m_tempdir / "mem.log";
-    g_poslog = new COsLog("test", m_strLog.c_str(), 1, nullptr);
     g_poslog->EnableAssert(0);
     m_posmem = new COsMem(OS_MEM_METHOD_MALLOC, 1);
   }
@@ -55,8 +52,6 @@ protected:
   void TearDown() override
   {
     delete m_posmem;
-    delete g_poslog;
-    g_poslog = m_poslogSaved;
     g_posmem = m_posmemSaved;
     if (!m_strOldCwd.empty())
     {
@@ -64,20 +59,13 @@ protected:
     }
   }
 
-  // The text of each message line after the header ("... V. text").
-  std::vector<std::string> Texts()
+  // Each message as its letter, a space and the text.
+  std::vector<std::string> Texts() const { return m_logcapture.Messages(); }
+
+  bool Logged(const std::string &a_strText) const
   {
-    std::vector<std::string> vec;
-    static const std::regex s_regex(R"(^\d{5} \d{9} .{32} [ \d]{5} [ \d-]{5} T\d{4,} S\d+ V(.) )");
-    for (const std::string &strLine : ostest::SplitLines(ostest::ReadFile(m_strLog)))
-    {
-      std::smatch match;
-      if (std::regex_search(strLine, match, s_regex) && strLine.compare(match.length(0), 4, "### ") != 0)
-      {
-        vec.push_back(match[1].str() + " " + strLine.substr(static_cast<size_t>(match.length(0))));
-      }
-    }
-    return vec;
+    std::vector<std::string> vec = Texts();
+    return std::find(vec.begin(), vec.end(), a_strText) != vec.end();
   }
 
   // Runs in the temporary directory (crash dumps land there) until the test ends.
@@ -89,17 +77,10 @@ protected:
     ASSERT_EQ(0, chdir(m_tempdir.Path().c_str()));
   }
 
-  bool Logged(const std::string &a_strText)
-  {
-    std::vector<std::string> vec = Texts();
-    return std::find(vec.begin(), vec.end(), a_strText) != vec.end();
-  }
-
+  ostest::LogCapture m_logcapture{1};
   ostest::TempDir m_tempdir;
-  std::string m_strLog;
   std::string m_strOldCwd;
   COsMem *m_posmem = nullptr;
-  COsLog *m_poslogSaved = nullptr;
   COsMem *m_posmemSaved = nullptr;
 };
 
@@ -166,6 +147,7 @@ TEST_F(MemTest, NullForeignAndDoubleReleasesAreReportedAndLeftAlone)
   g_posmem->Free(pv, "c.cpp", 2, EOSLOGFLAG_MEM, true);
   size_t sizeBefore = Texts().size();
   g_posmem->Free(nullptr, "c.cpp", 9, EOSLOGFLAG_MEM, true);
+  errno = 0;
   g_posmem->Free(s_acNotOurs, "foreign.cpp", 5, EOSLOGFLAG_MEM, true);
   g_posmem->Free(pv, "c.cpp", 3, EOSLOGFLAG_MEM, true);
   std::vector<std::string> vec = Texts();
@@ -177,8 +159,12 @@ TEST_F(MemTest, NullForeignAndDoubleReleasesAreReportedAndLeftAlone)
           "A mem>>> Can't find managed item..." + Pointer(pv), "E mem>>> The error occurred here..."}),
       vec);
   // The error line names the caller.
-  EXPECT_NE(std::string::npos,
-            ostest::ReadFile(m_strLog).find("foreign" + std::string(25, ' ') + "     5     0 T"));
+  std::vector<std::string> vecLines = m_logcapture.Lines();
+  EXPECT_EQ(1, std::count_if(vecLines.begin(), vecLines.end(),
+                             [](const std::string &a_str) {
+                               return a_str.find("foreign" + std::string(25, ' ') + "     5     0 T") !=
+                                      std::string::npos;
+                             }));
 }
 
 TEST_F(MemTest, FullTableGivesAnUntrackedBlock)
