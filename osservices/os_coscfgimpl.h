@@ -19,22 +19,8 @@
 
 // Every part of the configuration logs under the one source name
 // "os_coscfg", whichever of its files the line comes from.
-#define OSCFGLOG(flag, ...)                                            \
-  do                                                                   \
-  {                                                                    \
-    if (g_poslog)                                                      \
-    {                                                                  \
-      g_poslog->Message("os_coscfg.cpp", __LINE__, flag, __VA_ARGS__); \
-    }                                                                  \
-  } while (0)
-#define OSCFGLOGDBG(...)                                                          \
-  do                                                                              \
-  {                                                                               \
-    if (g_poslog && g_poslog->GetDebugLevel())                                    \
-    {                                                                             \
-      g_poslog->Message("os_coscfg.cpp", __LINE__, EOSLOGFLAG_INFO, __VA_ARGS__); \
-    }                                                                             \
-  } while (0)
+#define OSCFGLOG(flag, ...) OSLOGSRC("os_coscfg.cpp", flag, __VA_ARGS__)
+#define OSCFGLOGDBG(...) OSLOGSRCDBG("os_coscfg.cpp", __VA_ARGS__)
 
 // Facts about one processor.
 struct OsCfgProcessor

@@ -14,26 +14,12 @@
 #include "os_cosfile.h"
 #include "os_coslog.h"
 #include "os_cosstring.h"
+#include "os_costime.h"
 
 namespace
 {
 
 const uint32_t kPathSize = 512;
-
-void TimeRecordFromUtc(time_t a_time, OsTimeRecord *a_postimerecord)
-{
-  struct tm tmUtc;
-  memset(&tmUtc, 0, sizeof(tmUtc));
-  gmtime_r(&a_time, &tmUtc);
-  a_postimerecord->wYear = static_cast<uint16_t>(tmUtc.tm_year + 1900);
-  a_postimerecord->wMonth = static_cast<uint16_t>(tmUtc.tm_mon + 1);
-  a_postimerecord->wDayOfWeek = static_cast<uint16_t>(tmUtc.tm_wday);
-  a_postimerecord->wDay = static_cast<uint16_t>(tmUtc.tm_mday);
-  a_postimerecord->wHour = static_cast<uint16_t>(tmUtc.tm_hour);
-  a_postimerecord->wMinute = static_cast<uint16_t>(tmUtc.tm_min);
-  a_postimerecord->wSecond = static_cast<uint16_t>(tmUtc.tm_sec);
-  a_postimerecord->wMilliseconds = 0;
-}
 
 EOSFILETYPE TypeFromMode(mode_t a_mode)
 {
@@ -86,8 +72,8 @@ EOSSTS Examine(OsFileInfo *a_posfileinfo, const char *a_szShown)
   a_posfileinfo->u32Size = static_cast<uint32_t>(statEntry.st_size);
   a_posfileinfo->eosfiletype = TypeFromMode(statEntry.st_mode);
   a_posfileinfo->eosfileaccess = (statEntry.st_mode & 0222) ? EOSFILEACCESS_READWRITE : EOSFILEACCESS_READ;
-  TimeRecordFromUtc(statEntry.st_atime, &a_posfileinfo->ostimerecordAccess);
-  TimeRecordFromUtc(statEntry.st_mtime, &a_posfileinfo->ostimerecordWrite);
+  (void)COsTime::GetUtcTime(&a_posfileinfo->ostimerecordAccess, statEntry.st_atime);
+  (void)COsTime::GetUtcTime(&a_posfileinfo->ostimerecordWrite, statEntry.st_mtime);
   errno = 0;
   return EOSSTS_OK;
 }

@@ -70,25 +70,29 @@ private:
   COsLogImpl *m_poslogimpl;
 };
 
-// Writes a message when the log exists.
-#define OSLOG(flag, ...)                                        \
-  do                                                            \
-  {                                                             \
-    if (g_poslog)                                               \
-    {                                                           \
-      g_poslog->Message(__FILE__, __LINE__, flag, __VA_ARGS__); \
-    }                                                           \
+// Writes a message under the given source name when the log exists.
+#define OSLOGSRC(source, flag, ...)                           \
+  do                                                          \
+  {                                                           \
+    if (g_poslog)                                             \
+    {                                                         \
+      g_poslog->Message(source, __LINE__, flag, __VA_ARGS__); \
+    }                                                         \
   } while (0)
 
-// Writes an information message when the log exists and the debug level is
-// not zero.
-#define OSLOGDBG(...)                                                      \
-  do                                                                       \
-  {                                                                        \
-    if (g_poslog && g_poslog->GetDebugLevel())                             \
-    {                                                                      \
-      g_poslog->Message(__FILE__, __LINE__, EOSLOGFLAG_INFO, __VA_ARGS__); \
-    }                                                                      \
+// Writes an information message under the given source name when the log
+// exists and the debug level is not zero.
+#define OSLOGSRCDBG(source, ...)                                         \
+  do                                                                     \
+  {                                                                      \
+    if (g_poslog && g_poslog->GetDebugLevel())                           \
+    {                                                                    \
+      g_poslog->Message(source, __LINE__, EOSLOGFLAG_INFO, __VA_ARGS__); \
+    }                                                                    \
   } while (0)
+
+// The same under the calling source file's own name.
+#define OSLOG(flag, ...) OSLOGSRC(__FILE__, flag, __VA_ARGS__)
+#define OSLOGDBG(...) OSLOGSRCDBG(__FILE__, __VA_ARGS__)
 
 #endif  // OS_COSLOG_H

@@ -70,23 +70,9 @@ OSSPINLOCK s_osspinlockArguments;
 
 }  // namespace
 
-// Logs under the runtime's source name when the log exists.
-#define OSSVCLOG(flag, ...)                                       \
-  do                                                              \
-  {                                                               \
-    if (g_poslog)                                                 \
-    {                                                             \
-      g_poslog->Message(s_szSource, __LINE__, flag, __VA_ARGS__); \
-    }                                                             \
-  } while (0)
-#define OSSVCLOGDBG(...)                                                     \
-  do                                                                         \
-  {                                                                          \
-    if (g_poslog && g_poslog->GetDebugLevel())                               \
-    {                                                                        \
-      g_poslog->Message(s_szSource, __LINE__, EOSLOGFLAG_INFO, __VA_ARGS__); \
-    }                                                                        \
-  } while (0)
+// The runtime logs under the configuration's source name.
+#define OSSVCLOG(flag, ...) OSLOGSRC(s_szSource, flag, __VA_ARGS__)
+#define OSSVCLOGDBG(...) OSLOGSRCDBG(s_szSource, __VA_ARGS__)
 
 namespace
 {

@@ -73,6 +73,21 @@ EOSSTS COsTime::GetSystemTime(OsTimeRecord *a_ptimerecord)
   return EOSSTS_OK;
 }
 
+EOSSTS COsTime::GetUtcTime(OsTimeRecord *a_ptimerecord, long long a_llSeconds)
+{
+  if (!a_ptimerecord)
+  {
+    OSLOG(EOSLOGFLAG_ERROR, "a_ptimerecord is NULL...");
+    return EOSSTS_BADARG;
+  }
+  const time_t timeSeconds = static_cast<time_t>(a_llSeconds);
+  struct tm tmUtc;
+  memset(&tmUtc, 0, sizeof(tmUtc));
+  gmtime_r(&timeSeconds, &tmUtc);
+  FillRecord(tmUtc, 0, a_ptimerecord);
+  return EOSSTS_OK;
+}
+
 EOSSTS COsTime::GetLocalTime(OsTimeRecord *a_ptimerecord, long long a_llSeconds,
                              unsigned long long *a_pu64Extra)
 {

@@ -22,6 +22,9 @@ public:
   // 0), or of now when they are 0. *a_pu64Extra, when given, is set to 0.
   [[nodiscard]] static EOSSTS GetLocalTime(OsTimeRecord *a_ptimerecord, long long a_llSeconds,
                                            unsigned long long *a_pu64Extra);
+  // UTC time of the given seconds since 1970 (the full width of time_t), with
+  // milliseconds 0; 3 for a null record.
+  [[nodiscard]] static EOSSTS GetUtcTime(OsTimeRecord *a_ptimerecord, long long a_llSeconds);
   // Milliseconds from a_ptimerecordEarlier to a_ptimerecordLater.
   static int64_t GetDifference(OsTimeRecord *a_ptimerecordLater, OsTimeRecord *a_ptimerecordEarlier);
   // Writes the record as 17 digits "YYYYMMDDhhmmssmmm"; a_iTimeSize must be

@@ -6,13 +6,36 @@
 #ifndef TEST_COSCFG_H
 #define TEST_COSCFG_H
 
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstdio>
 #include <memory>
 #include <string>
 
 #include "os_coscfg.h"
 #include "os_testutil.h"
+
+// An expected value of the table: section 1 unless named.
+struct CfgWant
+{
+  uint32_t u32Tag;
+  std::string strValue;
+  uint32_t u32Section = OS_CFGSECTION_MAIN;
+};
+
+// The arguments block that hands a caller's dynamic area to the configuration.
+inline std::string CfgDynamicArguments(const OsCfgLookup *a_poscfglookupSection,
+                                       const OsCfgLookup *a_poscfglookupTag, const char **a_apszData)
+{
+  char szArguments[512];
+  snprintf(szArguments, sizeof(szArguments),
+           "<arguments>\n\t<cfgsectionptr>%p</cfgsectionptr>\n\t<cfgtagptr>%p</cfgtagptr>\n\t<cfgdataptr>%p"
+           "</cfgdataptr>\n</arguments>",
+           static_cast<const void *>(a_poscfglookupSection), static_cast<const void *>(a_poscfglookupTag),
+           static_cast<const void *>(a_apszData));
+  return szArguments;
+}
 
 class CfgHome
 {
@@ -48,9 +71,23 @@ public:
         new COsCfg("pnphelper", a_eoscfgentity, a_szArguments, a_poscfgversion, false, strProgram.c_str()));
     return m_poscfg.get();
   }
-  COsCfg *Cfg() { return m_poscfg.get(); }
+  // Writes H/const.ini and makes the configuration of a driver.
+  COsCfg *MakeWith(const std::string &a_strIni)
+  {
+    WriteIni(a_strIni);
+    return Make();
+  }
   std::string Get(uint32_t a_u32Section, uint32_t a_u32Tag) { return m_poscfg->Get(a_u32Section, a_u32Tag); }
   std::string Main(uint32_t a_u32Tag) { return Get(OS_CFGSECTION_MAIN, a_u32Tag); }
+  template <size_t N>
+  void Expect(const CfgWant (&a_awant)[N])
+  {
+    for (const CfgWant &want : a_awant)
+    {
+      EXPECT_EQ(want.strValue, Get(want.u32Section, want.u32Tag))
+          << "section " << want.u32Section << " tag " << want.u32Tag;
+    }
+  }
 
 private:
   ostest::TempDir m_tmp;

@@ -11,6 +11,24 @@
 #include "os_coscfgimpl.h"
 #include "test_coscfg.h"
 
+namespace
+{
+
+mode_t Mode(const std::string &a_strPath)
+{
+  struct stat statPath;
+  return stat(a_strPath.c_str(), &statPath) == 0 ? statPath.st_mode : 0;
+}
+
+std::unique_ptr<COsCfgImpl> UtilityImpl(const CfgHome &a_home)
+{
+  std::unique_ptr<COsCfgImpl> poscfgimpl(new COsCfgImpl("isis", EOSCFGENTITY_UTILITY));
+  poscfgimpl->SetProgramPath(a_home.Program().c_str());
+  return poscfgimpl;
+}
+
+}  // namespace
+
 TEST(CfgDirectories, RootFromTheEnvironment)
 {
   CfgHome home;
@@ -18,36 +36,27 @@ TEST(CfgDirectories, RootFromTheEnvironment)
   ostest::ScopedEnv envTmp("TMPDIR", "/var/tmpx");
   home.Make();
   const std::string strRoot = home.Root();
-  EXPECT_EQ(home.Program(), home.Main(OS_CFGTAG_DRIVERPATH));
-  EXPECT_EQ(home.Home(), home.Main(OS_CFGTAG_HOMEDIRECTORY));
-  EXPECT_EQ("scanmodel", home.Main(OS_CFGTAG_HOMENAME));
-  EXPECT_EQ("scanmodel", home.Main(OS_CFGTAG_MODELDIRECTORY));
-  EXPECT_EQ("scanmodel", home.Main(OS_CFGTAG_MODELDIRECTORYREAL));
-  const uint32_t au32Root[] = {OS_CFGTAG_ROOTPATH, OS_CFGTAG_ROOTPATHSHARED, OS_CFGTAG_ROOTCOMMONDIRECTORY,
-                               OS_CFGTAG_ROOTCOMMONDIRECTORYSHARED, OS_CFGTAG_LOCALLOWDIRECTORY};
-  for (uint32_t u32Tag : au32Root)
-  {
-    EXPECT_EQ(strRoot, home.Main(u32Tag)) << u32Tag;
-  }
-  EXPECT_EQ(strRoot + "/common", home.Main(OS_CFGTAG_COMMONDIRECTORY));
-  EXPECT_EQ(strRoot + "/user", home.Main(OS_CFGTAG_USERDIRECTORY));
-  EXPECT_EQ(strRoot + "/user", home.Main(OS_CFGTAG_USERROOTDIRECTORY));
-  EXPECT_EQ(strRoot + "/user", home.Main(OS_CFGTAG_USERROOTDIRECTORYSHARED));
-  EXPECT_EQ(strRoot + "/device", home.Main(OS_CFGTAG_DEVICEDIRECTORYSHARED));
-  EXPECT_EQ(strRoot + "/multimedia", home.Main(OS_CFGTAG_MULTIMEDIADIRECTORY));
-  EXPECT_EQ(strRoot + "/log", home.Main(OS_CFGTAG_LOGDIRECTORY));
-  EXPECT_EQ(strRoot + "/log/pnphelper.log", home.Main(OS_CFGTAG_QRB_LOG));
-  EXPECT_EQ("pnphelper", home.Main(OS_CFGTAG_DRIVERNAME));
-  EXPECT_EQ("/usr/lib", home.Main(OS_CFGTAG_SYSTEMDIRECTORY));
-  EXPECT_EQ("/var/tmpx", home.Main(OS_CFGTAG_TMPDIRECTORY));
-  EXPECT_EQ("/home/someone/Desktop", home.Main(OS_CFGTAG_DESKTOPDIRECTORY));
-  EXPECT_EQ("/home/someone/Desktop", home.Main(OS_CFGTAG_SHAREDDESKTOPDIRECTORY));
-  EXPECT_EQ(home.Home() + "/const.ini", home.Main(OS_CFGTAG_CONST_INI));
-  EXPECT_EQ(home.Home() + "/const.ini", home.Main(OS_CFGTAG_CONST_INI_SHARED));
+  // clang-format off
+  home.Expect({{OS_CFGTAG_DRIVERPATH, home.Program()}, {OS_CFGTAG_HOMEDIRECTORY, home.Home()},
+               {OS_CFGTAG_HOMENAME, "scanmodel"}, {OS_CFGTAG_MODELDIRECTORY, "scanmodel"},
+               {OS_CFGTAG_MODELDIRECTORYREAL, "scanmodel"}, {OS_CFGTAG_ROOTPATH, strRoot},
+               {OS_CFGTAG_ROOTPATHSHARED, strRoot}, {OS_CFGTAG_ROOTCOMMONDIRECTORY, strRoot},
+               {OS_CFGTAG_ROOTCOMMONDIRECTORYSHARED, strRoot}, {OS_CFGTAG_LOCALLOWDIRECTORY, strRoot},
+               {OS_CFGTAG_COMMONDIRECTORY, strRoot + "/common"}, {OS_CFGTAG_USERDIRECTORY, strRoot + "/user"},
+               {OS_CFGTAG_USERROOTDIRECTORY, strRoot + "/user"},
+               {OS_CFGTAG_USERROOTDIRECTORYSHARED, strRoot + "/user"},
+               {OS_CFGTAG_DEVICEDIRECTORYSHARED, strRoot + "/device"},
+               {OS_CFGTAG_LOGDIRECTORY, strRoot + "/log"},
+               {OS_CFGTAG_MULTIMEDIADIRECTORY, strRoot + "/multimedia"},
+               {OS_CFGTAG_QRB_LOG, strRoot + "/log/pnphelper.log"}, {OS_CFGTAG_DRIVERNAME, "pnphelper"},
+               {OS_CFGTAG_SYSTEMDIRECTORY, "/usr/lib"}, {OS_CFGTAG_TMPDIRECTORY, "/var/tmpx"},
+               {OS_CFGTAG_DESKTOPDIRECTORY, "/home/someone/Desktop"},
+               {OS_CFGTAG_SHAREDDESKTOPDIRECTORY, "/home/someone/Desktop"},
+               {OS_CFGTAG_CONST_INI, home.Home() + "/const.ini"},
+               {OS_CFGTAG_CONST_INI_SHARED, home.Home() + "/const.ini"}});
+  // clang-format on
   // Only the log directory is made.
-  struct stat statLog;
-  ASSERT_EQ(0, stat((strRoot + "/log").c_str(), &statLog));
-  EXPECT_TRUE(S_ISDIR(statLog.st_mode));
+  EXPECT_TRUE(S_ISDIR(Mode(strRoot + "/log")));
   EXPECT_FALSE(ostest::FileExists(strRoot + "/user"));
 }
 
@@ -58,17 +67,21 @@ TEST(CfgDirectories, RootDefaultsToHomeAndBinIsSkippedOnlyWhenNamedBin)
   ostest::ScopedEnv envHome("HOME", nullptr);
   ostest::ScopedEnv envTmp("TMPDIR", nullptr);
   home.Make();
-  EXPECT_EQ(home.Home(), home.Main(OS_CFGTAG_ROOTPATH));
-  EXPECT_EQ(home.Home() + "/log", home.Main(OS_CFGTAG_LOGDIRECTORY));
-  EXPECT_EQ("/tmp", home.Main(OS_CFGTAG_TMPDIRECTORY));
-  EXPECT_EQ("", home.Main(OS_CFGTAG_DESKTOPDIRECTORY));
+  home.Expect({{OS_CFGTAG_ROOTPATH, home.Home()},
+               {OS_CFGTAG_LOGDIRECTORY, home.Home() + "/log"},
+               {OS_CFGTAG_TMPDIRECTORY, "/tmp"},
+               {OS_CFGTAG_DESKTOPDIRECTORY, ""}});
   EXPECT_TRUE(ostest::FileExists(home.Home() + "/log"));
-
   // A program that is not in a "bin" directory: its own directory is home.
   home.Make(EOSCFGENTITY_DRIVER, nullptr, home.Home() + "/lib/tool");
-  EXPECT_EQ(home.Home() + "/lib", home.Main(OS_CFGTAG_HOMEDIRECTORY));
-  EXPECT_EQ("lib", home.Main(OS_CFGTAG_HOMENAME));
-  EXPECT_EQ(home.Home() + "/lib/const.ini", home.Main(OS_CFGTAG_CONST_INI));
+  home.Expect({{OS_CFGTAG_HOMEDIRECTORY, home.Home() + "/lib"},
+               {OS_CFGTAG_HOMENAME, "lib"},
+               {OS_CFGTAG_CONST_INI, home.Home() + "/lib/const.ini"}});
+  // A relative program path falls back to the running program.
+  home.Make(EOSCFGENTITY_DRIVER, nullptr, "relative/name");
+  const std::string strDriverPath = home.Main(OS_CFGTAG_DRIVERPATH);
+  EXPECT_EQ(0u, strDriverPath.find('/'));
+  EXPECT_NE(std::string::npos, strDriverPath.find("test_coscfg_dirs"));
 }
 
 TEST(CfgDirectories, OverrideFileChoice)
@@ -78,33 +91,26 @@ TEST(CfgDirectories, OverrideFileChoice)
   ostest::WriteFile(home.Home() + "/const_override.ini", "[dsIdentity]\nForceProbe=2\n");
   ostest::WriteFile(home.Home() + "/mine.ini", "[dsIdentity]\nForceProbe=3\n");
   ostest::WriteFile(home.Tmp() / "abs.ini", "[dsIdentity]\nForceProbe=4\n");
-
   home.Make();
-  EXPECT_EQ(home.Home() + "/const_override.ini", home.Main(OS_CFGTAG_CONST_INI));
-  EXPECT_EQ("2", home.Main(OS_CFGTAG_FORCEPROBE));
+  home.Expect({{OS_CFGTAG_CONST_INI, home.Home() + "/const_override.ini"}, {OS_CFGTAG_FORCEPROBE, "2"}});
+  // QRB_OVERRIDEINI: relative to home, absolute, and empty as if unset.
+  const std::string strAbsolute = home.Tmp() / "abs.ini";
+  const char *aszCases[][2] = {{"mine.ini", "3"}, {strAbsolute.c_str(), "4"}, {"", "2"}};
+  for (const auto &aszCase : aszCases)
   {
-    ostest::ScopedEnv env("QRB_OVERRIDEINI", "mine.ini");  // relative to home
+    ostest::ScopedEnv env("QRB_OVERRIDEINI", aszCase[0]);
     home.Make();
-    EXPECT_EQ(home.Home() + "/mine.ini", home.Main(OS_CFGTAG_CONST_INI_SHARED));
-    EXPECT_EQ("3", home.Main(OS_CFGTAG_FORCEPROBE));
+    home.Expect({{OS_CFGTAG_FORCEPROBE, aszCase[1]}});
   }
-  {
-    ostest::ScopedEnv env("QRB_OVERRIDEINI", (home.Tmp() / "abs.ini").c_str());
-    home.Make();
-    EXPECT_EQ("4", home.Main(OS_CFGTAG_FORCEPROBE));
-  }
-  {
-    ostest::ScopedEnv env("QRB_OVERRIDEINI", "");  // empty: as if unset
-    home.Make();
-    EXPECT_EQ("2", home.Main(OS_CFGTAG_FORCEPROBE));
-  }
+  ostest::ScopedEnv env("QRB_OVERRIDEINI", "mine.ini");
+  home.Make();
+  home.Expect({{OS_CFGTAG_CONST_INI_SHARED, home.Home() + "/mine.ini"}});
 }
 
 TEST(CfgDirectories, OutputsForStartUp)
 {
   CfgHome home;
-  std::unique_ptr<COsCfgImpl> poscfgimpl(new COsCfgImpl("isis", EOSCFGENTITY_UTILITY));
-  poscfgimpl->SetProgramPath(home.Program().c_str());
+  std::unique_ptr<COsCfgImpl> poscfgimpl = UtilityImpl(home);
   EXPECT_EQ(EOSSTS_NOTATTEMPTED, poscfgimpl->GetCreateStatus());
   char szLog[512];
   char szName[64];
@@ -118,7 +124,6 @@ TEST(CfgDirectories, OutputsForStartUp)
   EXPECT_EQ(home.Root(), szRoot);
   EXPECT_EQ(EOSSTS_OK, poscfgimpl->GetCreateStatus());
   EXPECT_EQ(home.Root() + "/log/isis.log", poscfgimpl->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_QRB_LOG));
-
   // A second computation keeps the first creation status; outputs may be
   // left out, and a small buffer gets what fits.
   char szShort[4];
@@ -133,8 +138,7 @@ TEST(CfgDirectories, LogDirectoryThatCannotBeMadeIsNotAFailure)
   CfgHome home;
   ostest::WriteFile(home.Tmp() / "afile", "x");
   ostest::ScopedEnv envRoot("QRB_SHGETFOLDERPATH", (home.Tmp() / "afile").c_str());
-  std::unique_ptr<COsCfgImpl> poscfgimpl(new COsCfgImpl("isis", EOSCFGENTITY_UTILITY));
-  poscfgimpl->SetProgramPath(home.Program().c_str());
+  std::unique_ptr<COsCfgImpl> poscfgimpl = UtilityImpl(home);
   char szLog[512];
   EXPECT_EQ(EOSSTS_OK, poscfgimpl->SetDirectories(szLog, sizeof(szLog), nullptr, 0, nullptr, 0, nullptr, 0));
   EXPECT_NE(EOSSTS_OK, poscfgimpl->GetCreateStatus());
@@ -148,22 +152,9 @@ TEST(CfgDirectories, ForceSetAccessOpensTheLogDirectoryToTheGroup)
   mkdir(home.Root().c_str(), 0700);
   mkdir(strLog.c_str(), 0700);
   chmod(strLog.c_str(), 0700);
-  struct stat statLog;
   home.Make();
-  ASSERT_EQ(0, stat(strLog.c_str(), &statLog));
-  EXPECT_EQ(0700u, statLog.st_mode & 0777u);
+  EXPECT_EQ(0700u, Mode(strLog) & 0777u);
   ostest::ScopedEnv envForce("QRB_FORCESETACCESS", "true");
   home.Make();
-  ASSERT_EQ(0, stat(strLog.c_str(), &statLog));
-  EXPECT_EQ(0760u, statLog.st_mode & 0777u);
-}
-
-TEST(CfgDirectories, RelativeProgramPathFallsBackToTheRunningProgram)
-{
-  CfgHome home;
-  home.Make(EOSCFGENTITY_DRIVER, nullptr, "relative/name");
-  const std::string strDriverPath = home.Main(OS_CFGTAG_DRIVERPATH);
-  ASSERT_FALSE(strDriverPath.empty());
-  EXPECT_EQ('/', strDriverPath[0]);
-  EXPECT_NE(std::string::npos, strDriverPath.find("test_coscfg_dirs"));
+  EXPECT_EQ(0760u, Mode(strLog) & 0777u);
 }

@@ -3,6 +3,7 @@
 #include <dirent.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -17,20 +18,14 @@ namespace
 // Index of the first line equal to a_strLine, or -1.
 int FindLine(const std::vector<std::string> &a_vecLines, const std::string &a_strLine)
 {
-  for (size_t i = 0; i < a_vecLines.size(); i++)
-  {
-    if (a_vecLines[i] == a_strLine)
-    {
-      return static_cast<int>(i);
-    }
-  }
-  return -1;
+  const auto it = std::find(a_vecLines.begin(), a_vecLines.end(), a_strLine);
+  return it == a_vecLines.end() ? -1 : static_cast<int>(it - a_vecLines.begin());
 }
 
-std::string Value(const char *a_szName, const char *a_szValue)
+std::string Value(const char *a_szName, const std::string &a_strValue)
 {
   char szLine[256];
-  snprintf(szLine, sizeof(szLine), "%-48s <%s>", a_szName, a_szValue);
+  snprintf(szLine, sizeof(szLine), "%-48s <%s>", a_szName, a_strValue.c_str());
   return szLine;
 }
 
@@ -45,6 +40,14 @@ size_t Count(const std::string &a_strText, const std::string &a_strNeedle)
   return sizetCount;
 }
 
+// Dumps into a folder below the home's temporary directory; gives the text.
+std::string DumpText(const CfgHome &a_home, const std::string &a_strFolder)
+{
+  const std::string strFolder = a_home.Tmp() / a_strFolder;
+  EXPECT_EQ(EOSSTS_OK, COsCfg::Dump(strFolder.c_str()));
+  return ostest::ReadFile(strFolder + "/qrboscfg.txt");
+}
+
 }  // namespace
 
 TEST(CfgDump, SectionsInOrderWithCrLf)
@@ -52,13 +55,10 @@ TEST(CfgDump, SectionsInOrderWithCrLf)
   CfgHome home;
   ostest::ScopedEnv env("QRB_CFGDUMP_MARK", "here");
   home.Make();
-  const std::string strFolder = home.Tmp() / "dump/deeper";
-  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(strFolder.c_str()));
-  const std::string strText = ostest::ReadFile(strFolder + "/qrboscfg.txt");
+  const std::string strText = DumpText(home, "dump/deeper");
   ASSERT_FALSE(strText.empty());
   EXPECT_EQ(Count(strText, "\n"), Count(strText, "\r\n"));
   EXPECT_EQ(0u, strText.find("\r\n*** Environmentals ***************************************\r\n\r\n"));
-
   const std::vector<std::string> vecLines = ostest::SplitLines(strText);
   const int iEnv = FindLine(vecLines, "QRB_CFGDUMP_MARK=here");
   const int iInfo = FindLine(vecLines, "*** CFG Info *********************************************");
@@ -81,42 +81,42 @@ TEST(CfgDump, SectionsInOrderWithCrLf)
   EXPECT_EQ("---", vecLines[iDirs + 1]);
   EXPECT_EQ(1u, Count(strText, "*** There are no local items"));
   EXPECT_EQ(std::string::npos, strText.find("\r\n["));
-
   const std::string strNumber = std::to_string(COsCfg::NumberOfProcessors());
   EXPECT_LT(iBuild, FindLine(vecLines, "OS_CFGINFO_CPU_TOTAL.................." + strNumber));
-  EXPECT_NE(std::string::npos, strText.find("\r\nOS_CFGINFO_MEM_TOTALPHYSICAL.........."));
-  EXPECT_NE(std::string::npos, strText.find("\r\nOS_CFGINFO_MEM_LOAD..................."));
-  EXPECT_NE(std::string::npos, strText.find("\r\nOS_CFGINFO_CPU_VENDORSTRING..........."));
+  for (const char *szInfo :
+       {"\r\nOS_CFGINFO_MEM_TOTALPHYSICAL..........", "\r\nOS_CFGINFO_MEM_LOAD...................",
+        "\r\nOS_CFGINFO_CPU_VENDORSTRING..........."})
+  {
+    EXPECT_NE(std::string::npos, strText.find(szInfo)) << szInfo;
+  }
 }
 
 TEST(CfgDump, ValueLinesAndNames)
 {
   CfgHome home;
-  home.WriteIni("[SupportedSizes]\nN7=A5\n");
-  home.Make();
-  const std::string strFolder = home.Tmp() / "dump";
-  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(strFolder.c_str()));
-  const std::vector<std::string> vecLines = ostest::SplitLines(ostest::ReadFile(strFolder + "/qrboscfg.txt"));
+  home.MakeWith("[SupportedSizes]\nN7=A5\n");
+  const std::vector<std::string> vecLines = ostest::SplitLines(DumpText(home, "dump"));
   const int iMain = FindLine(vecLines, "OS_CFGSECTION_MAIN");
   ASSERT_LT(0, iMain);
-  EXPECT_EQ(Value("HomeDirectory", home.Home().c_str()), vecLines[iMain + 1]);
+  ASSERT_LT(static_cast<size_t>(iMain + 268), vecLines.size());
+  EXPECT_EQ(Value("HomeDirectory", home.Home()), vecLines[iMain + 1]);
   EXPECT_EQ(Value("0x00003e", "0"), vecLines[iMain + 62]);
   EXPECT_EQ(Value("0x000101", ""), vecLines[iMain + 257]);
   // Section 1 is dumped for the brand tags too, so they show empty values.
   EXPECT_EQ(Value("CompanyName", ""), vecLines[iMain + 259]);
   EXPECT_EQ(Value("ServiceName", ""), vecLines[iMain + 268]);
-  EXPECT_LT(
-      0, FindLine(vecLines, Value("DesktopDirectory", home.Main(OS_CFGTAG_SHAREDDESKTOPDIRECTORY).c_str())));
-  EXPECT_LT(0, FindLine(vecLines, Value("N07", "A5")));
-  EXPECT_LT(0, FindLine(vecLines, Value("N00", "")));
-  EXPECT_LT(0, FindLine(vecLines, Value("OS_CFGTAG_JPEGQUANTIZATION_Y_00", "")));
-  EXPECT_LT(0, FindLine(vecLines, Value("OS_CFGTAG_JPEGQUANTIZATION_CBCR_05", "")));
-  EXPECT_LT(0, FindLine(vecLines,
-                        Value("OS_CFGTAG_JPEGQUANTIZATION_CBCR_100",
-                              home.Get(OS_CFGSECTION_QRB_ALL, OS_CFGTAG_JPEGQUANTIZATION_CBCR_100).c_str())));
-  EXPECT_LT(0, FindLine(vecLines, "m_szSystemDirectory                 = </usr/lib>"));
-  EXPECT_LT(0, FindLine(vecLines, "m_szLogDirectory                    = <" + home.Root() + "/log>"));
-  EXPECT_LT(0, FindLine(vecLines, "m_szServiceName                     = <>"));
+  for (const std::string &strLine :
+       {Value("DesktopDirectory", home.Main(OS_CFGTAG_SHAREDDESKTOPDIRECTORY)), Value("N07", "A5"),
+        Value("N00", ""), Value("OS_CFGTAG_JPEGQUANTIZATION_Y_00", ""),
+        Value("OS_CFGTAG_JPEGQUANTIZATION_CBCR_05", ""),
+        Value("OS_CFGTAG_JPEGQUANTIZATION_CBCR_100",
+              home.Get(OS_CFGSECTION_QRB_ALL, OS_CFGTAG_JPEGQUANTIZATION_CBCR_100)),
+        std::string("m_szSystemDirectory                 = </usr/lib>"),
+        "m_szLogDirectory                    = <" + home.Root() + "/log>",
+        std::string("m_szServiceName                     = <>")})
+  {
+    EXPECT_LT(0, FindLine(vecLines, strLine)) << strLine;
+  }
 }
 
 TEST(CfgDump, DynamicAreaAndNamesCut)
@@ -126,18 +126,12 @@ TEST(CfgDump, DynamicAreaAndNamesCut)
   OsCfgLookup aoscfglookupSection[] = {{"dsIdentity", 1001}, {nullptr, 1000}};
   OsCfgLookup aoscfglookupTag[] = {{"writeable", 1001}, {strLong.c_str(), 1002}, {nullptr, 1000}};
   const char *apszData[2 * 3] = {};
-  char szArguments[512];
-  snprintf(szArguments, sizeof(szArguments),
-           "<cfgsectionptr>%p</cfgsectionptr><cfgtagptr>%p</cfgtagptr><cfgdataptr>%p</cfgdataptr>",
-           static_cast<void *>(aoscfglookupSection), static_cast<void *>(aoscfglookupTag),
-           static_cast<void *>(apszData));
   home.WriteIni("[dsIdentity]\nwriteable=/srv/w\n");
-  home.Make(EOSCFGENTITY_DRIVER, szArguments);
-  const std::string strFolder = home.Tmp() / "dump";
-  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(strFolder.c_str()));
-  const std::vector<std::string> vecLines = ostest::SplitLines(ostest::ReadFile(strFolder + "/qrboscfg.txt"));
+  home.Make(EOSCFGENTITY_DRIVER, CfgDynamicArguments(aoscfglookupSection, aoscfglookupTag, apszData).c_str());
+  const std::vector<std::string> vecLines = ostest::SplitLines(DumpText(home, "dump"));
   const int iLocal = FindLine(vecLines, "*** Local Items *************************************");
   ASSERT_LT(0, iLocal);
+  ASSERT_LT(static_cast<size_t>(iLocal + 5), vecLines.size());
   EXPECT_EQ("[dsIdentity]", vecLines[iLocal + 2]);
   EXPECT_EQ(Value("writeable", "/srv/w"), vecLines[iLocal + 3]);
   EXPECT_EQ(strLong.substr(0, 48) + " <>", vecLines[iLocal + 4]);
@@ -148,17 +142,16 @@ TEST(CfgDump, FileNamesByEntityFolderAndEnvironment)
 {
   CfgHome home;
   home.Make(EOSCFGENTITY_APPLICATION);
-  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));  // the log directory
   EXPECT_TRUE(ostest::FileExists(home.Root() + "/log/qrboscfg.txt"));
   home.Make(EOSCFGENTITY_UTILITY);
-  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));  // the log directory
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));
   EXPECT_TRUE(ostest::FileExists(home.Root() + "/log/qrboscfg_scanmodel.txt"));
-
+  // With QRB_OSCFGDIR the name carries the time as 17 digits.
   const std::string strDir = home.Tmp() / "oscfgdir";
   mkdir(strDir.c_str(), 0777);
   ostest::ScopedEnv env("QRB_OSCFGDIR", strDir.c_str());
   ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));
-  // The name carries the time as 17 digits.
   std::vector<std::string> vecNames;
   DIR *pdir = opendir(strDir.c_str());
   ASSERT_NE(nullptr, pdir);

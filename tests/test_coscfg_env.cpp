@@ -29,6 +29,16 @@ mode_t ModeAfter(mode_t a_modeBefore, EOSFILEACCESS a_eosfileaccess, EOSSTS *a_p
   return statFile.st_mode & 07777;
 }
 
+int Entries(const char *a_szList)
+{
+  int iEntries = 0;
+  for (const char *sz = a_szList; *sz; sz += strlen(sz) + 1)
+  {
+    iEntries++;
+  }
+  return iEntries;
+}
+
 }  // namespace
 
 TEST(CfgGetEnv, BadArguments)
@@ -44,26 +54,21 @@ TEST(CfgGetEnv, BadArguments)
 TEST(CfgGetEnv, ValueLengthBoundary)
 {
   char szValue[8];
-  {
-    ostest::ScopedEnv env(s_szVar, "abcd");
-    // Exactly the size: accepted and silently cut by one character.
-    EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, nullptr, 4, szValue));
-    EXPECT_STREQ("abc", szValue);
-    EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, nullptr, 5, szValue));
-    EXPECT_STREQ("abcd", szValue);
-  }
-  {
-    ostest::ScopedEnv env(s_szVar, "abcde");
-    EXPECT_EQ(EOSSTS_NOFIT, COsCfg::GetEnv(s_szVar, nullptr, 4, szValue));
-    EXPECT_STREQ("abc", szValue);  // the cut text stays
-  }
+  ostest::ScopedEnv env(s_szVar, "abcd");
+  // Exactly the size: accepted and silently cut by one character.
+  EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, nullptr, 4, szValue));
+  EXPECT_STREQ("abc", szValue);
+  EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, nullptr, 5, szValue));
+  EXPECT_STREQ("abcd", szValue);
+  COsCfg::SetEnv(s_szVar, "abcde");
+  EXPECT_EQ(EOSSTS_NOFIT, COsCfg::GetEnv(s_szVar, nullptr, 4, szValue));
+  EXPECT_STREQ("abc", szValue);  // the cut text stays
 }
 
 TEST(CfgGetEnv, DefaultsForUnsetAndEmptyVariables)
 {
-  char szValue[8];
+  char szValue[8] = "junk";
   ostest::ScopedEnv env(s_szVar, nullptr);
-  strcpy(szValue, "junk");
   EXPECT_EQ(EOSSTS_NOFIT, COsCfg::GetEnv(s_szVar, "dflt", 2, szValue));
   EXPECT_STREQ("", szValue);
   EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, "dflt", 4, szValue));
@@ -72,7 +77,7 @@ TEST(CfgGetEnv, DefaultsForUnsetAndEmptyVariables)
   EXPECT_STREQ("dflt", szValue);
   EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, nullptr, 8, szValue));
   EXPECT_STREQ("", szValue);
-  ostest::ScopedEnv envEmpty(s_szVar, "");
+  COsCfg::SetEnv(s_szVar, "");
   EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, "dflt", 8, szValue));
   EXPECT_STREQ("dflt", szValue);
 }
@@ -95,43 +100,38 @@ TEST(CfgSetEnv, SetReplaceRemove)
   EXPECT_EQ(EOSSTS_FAIL, COsCfg::ExistEnv(nullptr));
 }
 
-TEST(CfgGetEnvLong, PlainDecimalConversion)
+TEST(CfgGetEnvNumbers, LongIsPlainDecimalAndBoolKnowsFourWords)
 {
-  ostest::ScopedEnv env(s_szVar, "0x10");
-  EXPECT_EQ(0, COsCfg::GetEnvLong(s_szVar, 5));
-  COsCfg::SetEnv(s_szVar, "12abc");
-  EXPECT_EQ(12, COsCfg::GetEnvLong(s_szVar, 5));
-  COsCfg::SetEnv(s_szVar, "-7");
-  EXPECT_EQ(-7, COsCfg::GetEnvLong(s_szVar, 5));
-  COsCfg::SetEnv(s_szVar, std::string(40, '1').c_str());  // too long for 32 bytes
-  EXPECT_EQ(5, COsCfg::GetEnvLong(s_szVar, 5));
-  COsCfg::SetEnv(s_szVar, nullptr);
-  EXPECT_EQ(-3, COsCfg::GetEnvLong(s_szVar, -3));
-  EXPECT_EQ(0, COsCfg::GetEnvLong(nullptr, 9));
-}
-
-TEST(CfgGetEnvBool, RecognisedWordsOnly)
-{
-  ostest::ScopedEnv env(s_szVar, "TRUE");
-  EXPECT_TRUE(COsCfg::GetEnvBool(s_szVar, false));
-  COsCfg::SetEnv(s_szVar, "1");
-  EXPECT_TRUE(COsCfg::GetEnvBool(s_szVar, false));
-  COsCfg::SetEnv(s_szVar, "False");
-  EXPECT_FALSE(COsCfg::GetEnvBool(s_szVar, true));
-  COsCfg::SetEnv(s_szVar, "0");
-  EXPECT_FALSE(COsCfg::GetEnvBool(s_szVar, true));
-  const char *aszOther[] = {"yes", "00", "01", "true ", "fals"};
-  for (const char *sz : aszOther)
+  const std::string strLong(40, '1');  // too long for the 32-byte buffer
+  const struct
   {
-    COsCfg::SetEnv(s_szVar, sz);
-    EXPECT_TRUE(COsCfg::GetEnvBool(s_szVar, true)) << sz;
-    EXPECT_FALSE(COsCfg::GetEnvBool(s_szVar, false)) << sz;
+    const char *szValue;
+    long lDefault;
+    long lExpected;
+  } acaseLong[] = {
+      {"0x10", 5, 0}, {"12abc", 5, 12}, {"-7", 5, -7}, {strLong.c_str(), 5, 5}, {nullptr, -3, -3}};
+  for (const auto &c : acaseLong)
+  {
+    ostest::ScopedEnv env(s_szVar, c.szValue);
+    EXPECT_EQ(c.lExpected, COsCfg::GetEnvLong(s_szVar, c.lDefault)) << (c.szValue ? c.szValue : "unset");
   }
-  COsCfg::SetEnv(s_szVar, std::string(20, 't').c_str());  // does not fit: the default
-  EXPECT_TRUE(COsCfg::GetEnvBool(s_szVar, true));
-  COsCfg::SetEnv(s_szVar, nullptr);
-  EXPECT_TRUE(COsCfg::GetEnvBool(s_szVar, true));
-  EXPECT_FALSE(COsCfg::GetEnvBool(s_szVar, false));
+  EXPECT_EQ(0, COsCfg::GetEnvLong(nullptr, 9));
+
+  const std::string strBool(20, 't');  // does not fit: the default
+  const struct
+  {
+    const char *szValue;
+    int iAnswer;  // 1 true, 0 false, -1 the default
+  } acaseBool[] = {{"TRUE", 1},  {"1", 1},   {"False", 0},  {"0", 0},     {"yes", -1},
+                   {"00", -1},   {"01", -1}, {"true ", -1}, {"fals", -1}, {strBool.c_str(), -1},
+                   {nullptr, -1}};
+  for (const auto &c : acaseBool)
+  {
+    ostest::ScopedEnv env(s_szVar, c.szValue);
+    const char *szTrace = c.szValue ? c.szValue : "unset";
+    EXPECT_EQ(c.iAnswer != 0, COsCfg::GetEnvBool(s_szVar, true)) << szTrace;
+    EXPECT_EQ(c.iAnswer == 1, COsCfg::GetEnvBool(s_szVar, false)) << szTrace;
+  }
   EXPECT_FALSE(COsCfg::GetEnvBool(nullptr, true));
 }
 
@@ -141,39 +141,41 @@ TEST(CfgGetEnvList, SnapshotOfTheWholeEnvironment)
   char *szList = COsCfg::GetEnvList();
   ASSERT_NE(nullptr, szList);
   bool blFound = false;
-  int iEntries = 0;
   for (const char *sz = szList; *sz; sz += strlen(sz) + 1)
   {
     blFound = blFound || strcmp(sz, "QRB_CFGTEST_VARIABLE=a=b") == 0;
-    iEntries++;
   }
-  // Changing the environment afterwards does not touch the snapshot.
-  COsCfg::SetEnv(s_szVar, nullptr);
   EXPECT_TRUE(blFound);
-  int iAfter = 0;
-  for (const char *sz = szList; *sz; sz += strlen(sz) + 1)
-  {
-    iAfter++;
-  }
-  EXPECT_EQ(iEntries, iAfter);
+  // Changing the environment afterwards does not touch the snapshot.
+  const int iEntries = Entries(szList);
+  COsCfg::SetEnv(s_szVar, nullptr);
+  EXPECT_EQ(iEntries, Entries(szList));
   COsCfg::FreeEnvList(szList);
 }
 
 TEST(CfgSetAccess, ModesOfUserAndGroupOnly)
 {
-  EOSSTS eossts = EOSSTS_FAIL;
-  EXPECT_EQ(0660u, ModeAfter(0600, EOSFILEACCESS_READWRITE, &eossts));
-  EXPECT_EQ(EOSSTS_OK, eossts);
-  EXPECT_EQ(0440u, ModeAfter(0660, EOSFILEACCESS_READ, &eossts));
-  EXPECT_EQ(0220u, ModeAfter(0640, EOSFILEACCESS_WRITE, &eossts));
-  EXPECT_EQ(0710u, ModeAfter(0600, EOSFILEACCESS_EXECUTE, &eossts));
-  // Others keep their bits whatever the access.
-  EXPECT_EQ(0667u, ModeAfter(0607, EOSFILEACCESS_READWRITE, &eossts));
-  EXPECT_EQ(0445u, ModeAfter(0665, EOSFILEACCESS_READ, &eossts));
-  EXPECT_EQ(0600u, ModeAfter(0600, 5, &eossts));
-  EXPECT_EQ(EOSSTS_FAIL, eossts);
-  EXPECT_EQ(0600u, ModeAfter(0600, 0, &eossts));
-  EXPECT_EQ(EOSSTS_FAIL, eossts);
+  // Others keep their bits whatever the access; unknown accesses change nothing.
+  const struct
+  {
+    mode_t modeBefore;
+    EOSFILEACCESS eosfileaccess;
+    mode_t modeAfter;
+    EOSSTS eossts;
+  } acase[] = {{0600, EOSFILEACCESS_READWRITE, 0660, EOSSTS_OK},
+               {0660, EOSFILEACCESS_READ, 0440, EOSSTS_OK},
+               {0640, EOSFILEACCESS_WRITE, 0220, EOSSTS_OK},
+               {0600, EOSFILEACCESS_EXECUTE, 0710, EOSSTS_OK},
+               {0607, EOSFILEACCESS_READWRITE, 0667, EOSSTS_OK},
+               {0665, EOSFILEACCESS_READ, 0445, EOSSTS_OK},
+               {0600, 5, 0600, EOSSTS_FAIL},
+               {0600, 0, 0600, EOSSTS_FAIL}};
+  for (const auto &c : acase)
+  {
+    EOSSTS eossts = EOSSTS_NOTATTEMPTED;
+    EXPECT_EQ(c.modeAfter, ModeAfter(c.modeBefore, c.eosfileaccess, &eossts)) << std::oct << c.modeBefore;
+    EXPECT_EQ(c.eossts, eossts) << std::oct << c.modeBefore;
+  }
 }
 
 TEST(CfgSetAccess, MissingFileAndMaskRestored)
@@ -191,20 +193,18 @@ TEST(CfgModules, ModuleOfAnAddress)
 {
   char szPath[512];
   // A function of the C library: an absolute path naming the library.
-  void *pvFopen = dlsym(RTLD_DEFAULT, "gnu_get_libc_version");
-  ASSERT_NE(nullptr, pvFopen);
-  COsCfg::GetModuleName(pvFopen, szPath, sizeof(szPath), true);
+  void *pvLibc = dlsym(RTLD_DEFAULT, "gnu_get_libc_version");
+  ASSERT_NE(nullptr, pvLibc);
+  COsCfg::GetModuleName(pvLibc, szPath, sizeof(szPath), true);
   EXPECT_EQ('/', szPath[0]);
   EXPECT_NE(nullptr, strstr(szPath, "libc"));
-  // A small buffer gets what fits.
-  char szShort[4];
-  COsCfg::GetModuleName(pvFopen, szShort, sizeof(szShort), false);
+  char szShort[4];  // a small buffer gets what fits
+  COsCfg::GetModuleName(pvLibc, szShort, sizeof(szShort), false);
   EXPECT_EQ(3u, strlen(szShort));
   // An address that no object holds leaves the path empty.
   strcpy(szPath, "junk");
   COsCfg::GetModuleName(reinterpret_cast<const void *>(8), szPath, sizeof(szPath), true);
   EXPECT_STREQ("", szPath);
-  // The running program's own code.
   COsCfg::GetModuleName(reinterpret_cast<const void *>(g_oscfglocatorfunction), szPath, sizeof(szPath),
                         false);
   EXPECT_NE(nullptr, strstr(szPath, "test_coscfg_env"));
@@ -220,17 +220,6 @@ TEST(CfgModules, ApplicationMarkerMeansNoLibrary)
   // The answer is kept from the first call.
   g_OsCfgHinstance = pvOld;
   EXPECT_FALSE(COsCfg::IsLibrary());
-}
-
-TEST(CfgStubs, PlatformAnswers)
-{
-  EXPECT_FALSE(COsCfg::IsDebugging());
-  EXPECT_FALSE(COsCfg::IsDebuggingLive());
-  COsCfg::CreateSecurityAttributes("name");
-  EXPECT_EQ(nullptr, COsCfg::GetSecurityAttributesFile());
-  EXPECT_EQ(nullptr, COsCfg::GetSecurityAttributesEvent());
-  EXPECT_EQ(nullptr, COsCfg::GetSecurityAttributesMutex());
-  COsCfg::DestroySecurityAttributes();
 }
 
 TEST(CfgEnvMessages, FaultsAreLoggedWithTheirValues)

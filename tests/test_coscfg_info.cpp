@@ -10,72 +10,60 @@
 #include "os_coscfgimpl.h"
 #include "os_testutil.h"
 
-namespace
-{
-
-std::string Kernel(const char *a_szRelease)
-{
-  char szVersion[64];
-  COsCfgImpl::KernelVersion(a_szRelease, szVersion, sizeof(szVersion));
-  return szVersion;
-}
-
-// Code and name of a release file's text; the name starts as "LINUX".
-std::pair<uint32_t, std::string> Release(const char *a_szFile, const char *a_szText)
-{
-  char szName[512] = "LINUX";
-  const uint32_t u32Code = COsCfgImpl::Distribution(a_szFile, a_szText, szName, sizeof(szName));
-  return {u32Code, szName};
-}
-
-}  // namespace
-
 TEST(CfgKernelVersion, EightDigitsFromTheRelease)
 {
-  EXPECT_EQ("02063200", Kernel("2.6.32-5-686"));
-  EXPECT_EQ("05150000", Kernel("5.15.0-91-generic"));
-  EXPECT_EQ("03100000", Kernel("3.10"));
-  EXPECT_EQ("06000000", Kernel("6"));
-  EXPECT_EQ("00000000", Kernel(""));
-  EXPECT_EQ("00010000", Kernel("x.1.y"));  // non-numeric pieces read as 0
-  EXPECT_EQ("12304000", Kernel("123.4"));  // a wide piece pushes the rest right
-  EXPECT_EQ("01020304", Kernel("1.2.3.4.5.6.7"));
-  // Only the first 32 characters of the release count.
-  EXPECT_EQ("01000000", Kernel((std::string("1.") + std::string(40, '0') + ".9").c_str()));
+  const std::string strLong = "1." + std::string(40, '0') + ".9";  // only 32 characters count
+  const char *aszCases[][2] = {{"2.6.32-5-686", "02063200"},
+                               {"5.15.0-91-generic", "05150000"},
+                               {"3.10", "03100000"},
+                               {"6", "06000000"},
+                               {"", "00000000"},
+                               {"x.1.y", "00010000"},  // non-numeric pieces read as 0
+                               {"123.4", "12304000"},  // a wide piece pushes the rest right
+                               {"1.2.3.4.5.6.7", "01020304"},
+                               {strLong.c_str(), "01000000"}};
+  for (const auto &aszCase : aszCases)
+  {
+    char szVersion[64];
+    COsCfgImpl::KernelVersion(aszCase[0], szVersion, sizeof(szVersion));
+    EXPECT_STREQ(aszCase[1], szVersion) << aszCase[0];
+  }
   char szSmall[4];
   COsCfgImpl::KernelVersion("5.4", szSmall, sizeof(szSmall));
   EXPECT_STREQ("050", szSmall);
 }
 
-TEST(CfgDistribution, VersionedReleaseFiles)
+TEST(CfgDistribution, ReleaseFiles)
 {
-  EXPECT_EQ(std::make_pair(8u, std::string("suse1003")),
-            Release("/etc/SuSE-release", "openSUSE 10.3 (i586)\nversion = 10.3\nCODENAME = x\n"));
-  EXPECT_EQ(std::make_pair(8u, std::string("suse1100")),
-            Release("/etc/SuSE-release", "SUSE Linux Enterprise Server 11\nVERSION = 11\nPATCHLEVEL = 4\n"));
-  EXPECT_EQ(std::make_pair(8u, std::string("suse0000")), Release("/etc/SuSE-release", "no version here\n"));
-  EXPECT_EQ(std::make_pair(5u, std::string("mandrake1001")),
-            Release("/etc/mandrake-release", "Release 10.1\n"));
-  EXPECT_EQ(std::make_pair(5u, std::string("mandrake0000")),
-            Release("/etc/mandrake-release", "Mandrake Linux release 10.1 (Official)\n"));
-  EXPECT_EQ(std::make_pair(3u, std::string("fedora3800")),
-            Release("/etc/fedora-release", "Fedora release 38 (Thirty Eight)\n"));
-  EXPECT_EQ(std::make_pair(6u, std::string("redhat0605")),
-            Release("/etc/redhat-release", "Red Hat Enterprise Linux Server release 6.5 (Santiago)\n"));
-  EXPECT_EQ(
-      std::make_pair(9u, std::string("ubuntu2204")),
-      Release("/etc/lsb-release", "DISTRIB_ID=Ubuntu\nDISTRIB_RELEASE=22.04\nDISTRIB_CODENAME=jammy\n"));
-}
-
-TEST(CfgDistribution, CodeOnlyFilesAndLsbWithoutUbuntu)
-{
-  EXPECT_EQ(std::make_pair(2u, std::string("LINUX")), Release("/etc/debian-release", "12"));
-  EXPECT_EQ(std::make_pair(7u, std::string("LINUX")), Release("/etc/slackware-release", "Slackware 15.0"));
-  EXPECT_EQ(std::make_pair(10u, std::string("LINUX")), Release("/etc/yellowdog-release", ""));
-  EXPECT_EQ(std::make_pair(4u, std::string("LINUX")), Release("/etc/gentoo-release", "Gentoo"));
-  EXPECT_EQ(std::make_pair(0u, std::string("LINUX")),
-            Release("/etc/lsb-release", "DISTRIB_ID=LinuxMint\nDISTRIB_RELEASE=21.1\n"));
-  EXPECT_EQ(std::make_pair(0u, std::string("LINUX")), Release("/etc/other-release", "Ubuntu"));
+  // The name starts as "LINUX"; files without a version leave it.
+  const struct
+  {
+    const char *szFile;
+    const char *szText;
+    uint32_t u32Code;
+    const char *szName;
+  } acase[] = {
+      {"/etc/SuSE-release", "openSUSE 10.3 (i586)\nversion = 10.3\nCODENAME = x\n", 8, "suse1003"},
+      {"/etc/SuSE-release", "SUSE Linux Enterprise Server 11\nVERSION = 11\nPATCHLEVEL = 4\n", 8, "suse1100"},
+      {"/etc/SuSE-release", "no version here\n", 8, "suse0000"},
+      {"/etc/mandrake-release", "Release 10.1\n", 5, "mandrake1001"},
+      {"/etc/mandrake-release", "Mandrake Linux release 10.1 (Official)\n", 5, "mandrake0000"},
+      {"/etc/fedora-release", "Fedora release 38 (Thirty Eight)\n", 3, "fedora3800"},
+      {"/etc/redhat-release", "Red Hat Enterprise Linux Server release 6.5 (Santiago)\n", 6, "redhat0605"},
+      {"/etc/lsb-release", "DISTRIB_ID=Ubuntu\nDISTRIB_RELEASE=22.04\nDISTRIB_CODENAME=jammy\n", 9,
+       "ubuntu2204"},
+      {"/etc/debian-release", "12", 2, "LINUX"},
+      {"/etc/slackware-release", "Slackware 15.0", 7, "LINUX"},
+      {"/etc/yellowdog-release", "", 10, "LINUX"},
+      {"/etc/gentoo-release", "Gentoo", 4, "LINUX"},
+      {"/etc/lsb-release", "DISTRIB_ID=LinuxMint\nDISTRIB_RELEASE=21.1\n", 0, "LINUX"},
+      {"/etc/other-release", "Ubuntu", 0, "LINUX"}};
+  for (const auto &c : acase)
+  {
+    char szName[512] = "LINUX";
+    EXPECT_EQ(c.u32Code, COsCfgImpl::Distribution(c.szFile, c.szText, szName, sizeof(szName))) << c.szText;
+    EXPECT_STREQ(c.szName, szName) << c.szText;
+  }
 }
 
 TEST(CfgCpuInfo, ClockRatesByProcessorIndex)

@@ -1,12 +1,8 @@
 // test_cosservices.cpp: services start-up and shut-down run end to end in a
 // temporary root (QRB_SHGETFOLDERPATH), for every entity, and the services
 // arguments block: its composition, its publication in the environment, its
-// inheritance and its withdrawal at stop.
-//
-// The directories follow the configuration's layout: the root is the
-// temporary directory, the log directory <root>/log, the log file
-// <root>/log/<unique name>.log, and the home of the program is the directory
-// of the test executable (its name is the home name).
+// inheritance and its withdrawal at stop. The log directory is <root>/log and
+// the program's home name is the directory name of the test executable.
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/resource.h>
@@ -15,7 +11,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "os_coscfg.h"
 #include "os_coslocale.h"
@@ -33,27 +31,40 @@ const char s_szDriverXml[] =
     "<arguments>\n\t<uniquename>svcdriver</uniquename>\n\t<entity>driver</entity>\n\t<loglevel>0</loglevel>\n"
     "</arguments>";
 const char s_szDriverDebugXml[] =
-    "<arguments>\n\t<uniquename>svcdriver</uniquename>\n\t<entity>driver</entity>\n\t<loglevel>1</loglevel>\n"
-    "</arguments>";
+    "<arguments><uniquename>svcdriver</uniquename><entity>driver</entity><loglevel>1</loglevel></arguments>";
 const char s_szUtilityXml[] =
     "<arguments><uniquename>svcutil</uniquename><entity>utility</entity></arguments>";
 const char s_szAppUtilityXml[] =
     "<arguments><uniquename>svcapputil</uniquename><entity>apputility</entity></arguments>";
-const char s_szApplicationXml[] =
-    "<arguments><uniquename>svcapp</uniquename><entity>application</entity></arguments>";
+// Entity names are case-sensitive: "Driver" is not a driver.
 const char s_szUnknownXml[] =
     "<arguments><uniquename>svcunknown</uniquename><entity>Driver</entity></arguments>";
+const char s_szUnset[] = "<unset>";
+const std::string s_strArgs = "QRB_OSSERVICESARGUMENTS";
+const std::string s_strUnicode = "QRB_OSSERVICESARGUMENTSUNICODE";
+const std::string s_strDisabled = "QRB_OSSERVICESARGUMENTSDISABLED";
 
-std::string Env(const char *a_szName)
+std::string Env(const std::string &a_strName)
 {
-  const char *szValue = getenv(a_szName);
-  return szValue ? szValue : "<unset>";
+  const char *szValue = getenv(a_strName.c_str());
+  return szValue ? szValue : s_szUnset;
+}
+
+bool Has(const std::string &a_strText, const std::string &a_strPart)
+{
+  return a_strText.find(a_strPart) != std::string::npos;
 }
 
 bool IsDirectory(const std::string &a_strPath)
 {
   struct stat statPath;
   return stat(a_strPath.c_str(), &statPath) == 0 && S_ISDIR(statPath.st_mode);
+}
+
+int LiveServices()
+{
+  return (g_posstring != nullptr) + (g_poslog != nullptr) + (g_posmem != nullptr) + (g_poscfg != nullptr) +
+         (g_poslocale != nullptr);
 }
 
 std::string ProcessThreadName()
@@ -65,6 +76,14 @@ std::string ProcessThreadName()
   return szName;
 }
 
+void ExpectUnset(std::initializer_list<std::string> a_listNames)
+{
+  for (const std::string &strName : a_listNames)
+  {
+    EXPECT_EQ(s_szUnset, Env(strName)) << strName;
+  }
+}
+
 std::string ExecutablePath()
 {
   char szPath[512];
@@ -72,14 +91,6 @@ std::string ExecutablePath()
   return sszLength > 0 ? std::string(szPath, static_cast<size_t>(sszLength)) : std::string();
 }
 
-// The first word of the command line, as the log's application line shows it.
-std::string CommandName()
-{
-  const std::string strCommandLine = ostest::ReadFile("/proc/self/cmdline");
-  return strCommandLine.substr(0, strCommandLine.find('\0'));
-}
-
-// The configuration's home name: the executable's directory name.
 std::string HomeName()
 {
   const std::string strExe = ExecutablePath();
@@ -92,14 +103,15 @@ std::string CfgGet(uint32_t a_u32Tag)
   return g_poscfg ? g_poscfg->Get(OS_CFGSECTION_MAIN, a_u32Tag) : "<no cfg>";
 }
 
-// The block as the runtime composes it with a model line.
-std::string BlockWithModel(const std::string &a_strRoot, const std::string &a_strLogPath,
-                           const std::string &a_strModel, int a_iLevel, const std::string &a_strCaller,
-                           bool a_blFromInterfaceOpen, bool a_blForceSetAccess, const std::string &a_strApp)
+// The block as the runtime composes it; an empty model leaves out its line.
+std::string Block(const std::string &a_strRoot, const std::string &a_strLogPath,
+                  const std::string &a_strModel, int a_iLevel, const std::string &a_strCaller,
+                  bool a_blFromInterfaceOpen, bool a_blForceSetAccess, const std::string &a_strApp)
 {
-  return "<arguments>\n\t<rootpath>" + a_strRoot + "</rootpath>\n\t<logpath>" + a_strLogPath +
-         "</logpath>\n\t<logmodel>" + a_strModel + "</logmodel>\n\t<loglevel>" + std::to_string(a_iLevel) +
-         "</loglevel>\n\t<callersuniquename>" + a_strCaller + "</callersuniquename>\n\t<frominterfaceopen>" +
+  const std::string strModel = a_strModel.empty() ? "" : "\n\t<logmodel>" + a_strModel + "</logmodel>";
+  return "<arguments>\n\t<rootpath>" + a_strRoot + "</rootpath>\n\t<logpath>" + a_strLogPath + "</logpath>" +
+         strModel + "\n\t<loglevel>" + std::to_string(a_iLevel) + "</loglevel>\n\t<callersuniquename>" +
+         a_strCaller + "</callersuniquename>\n\t<frominterfaceopen>" +
          (a_blFromInterfaceOpen ? "true" : "false") + "</frominterfaceopen>\n\t<forcesetaccess>" +
          (a_blForceSetAccess ? "true" : "false") + "</forcesetaccess>\n\t<app><![CDATA[" + a_strApp +
          "]]></app>\n</arguments>";
@@ -110,7 +122,7 @@ std::string Published()
 {
   COsCfg::OsCfgServicesArgumentsSetAndLock(true);
   COsCfg::OsCfgServicesArgumentsSetAndLock(false);
-  return Env("QRB_OSSERVICESARGUMENTS");
+  return Env(s_strArgs);
 }
 
 // Every test runs in a fresh root, with the services' environment cleared
@@ -118,509 +130,366 @@ std::string Published()
 class ServicesTest : public ::testing::Test
 {
 protected:
-  ServicesTest()
-      : m_envRoot("QRB_SHGETFOLDERPATH", m_tempdir.Path().c_str()),
-        m_envDebug("QRB_DEBUG", nullptr),
-        m_envLogDir("QRB_LOGDIR", nullptr),
-        m_envDebugDir("QRB_DEBUGDIR", nullptr),
-        m_envCfgDir("QRB_OSCFGDIR", nullptr),
-        m_envOverride("QRB_OVERRIDEINI", nullptr),
-        m_envArguments("QRB_OSSERVICESARGUMENTS", nullptr),
-        m_envUnicode("QRB_OSSERVICESARGUMENTSUNICODE", nullptr),
-        m_envDisabled("QRB_OSSERVICESARGUMENTSDISABLED", nullptr),
-        m_envProcessThread(ProcessThreadName().c_str(), nullptr),
-        m_szOsXmlOld(g_szOsXml)
+  ServicesTest() : m_szOsXmlOld(g_szOsXml)
   {
+    SetEnv("QRB_SHGETFOLDERPATH", m_tempdir.Path().c_str());
+    for (const std::string &strName :
+         {std::string("QRB_DEBUG"), std::string("QRB_LOGDIR"), std::string("QRB_DEBUGDIR"),
+          std::string("QRB_OSCFGDIR"), std::string("QRB_OVERRIDEINI"), s_strArgs, s_strUnicode,
+          s_strDisabled})
+    {
+      SetEnv(strName, nullptr);
+    }
+    SetEnv(ProcessThreadName(), nullptr);
   }
   ~ServicesTest() override
   {
     OsServicesStop();
     g_szOsXml = m_szOsXmlOld;
+    while (!m_vecEnv.empty())  // newest first, so that the oldest value wins
+    {
+      m_vecEnv.pop_back();
+    }
   }
 
-  void Start(const char *a_szXml, const char *a_szArguments = nullptr)
+  // Sets a variable for the rest of the test.
+  void SetEnv(const std::string &a_strName, const char *a_szValue)
+  {
+    m_vecEnv.emplace_back(new ostest::ScopedEnv(a_strName.c_str(), a_szValue));
+  }
+  void SetParent() { SetEnv(s_strArgs, ParentBlock().c_str()); }
+  void Start(const char *a_szXml)
   {
     g_szOsXml = a_szXml;
-    OsServicesStart(a_szArguments);
+    OsServicesStart(nullptr);
+  }
+  // Starts a driver at level 1 over a log that already holds a line.
+  std::vector<std::string> StartOverOldLog()
+  {
+    EXPECT_EQ(0, mkdir(LogDirectory().c_str(), 0777));
+    EXPECT_TRUE(ostest::WriteFile(LogDirectory() + "/svcdriver.log", "OLD LINE\r\n"));
+    Start(s_szDriverDebugXml);
+    EXPECT_NE(nullptr, g_poslog);
+    return ostest::SplitLines(ostest::ReadFile(LogDirectory() + "/svcdriver.log"));
   }
 
   std::string Root() const { return m_tempdir.Path(); }
   std::string LogDirectory() const { return m_tempdir / "log"; }
   std::string Path(const std::string &a_strName) const { return m_tempdir / a_strName; }
+  std::string DriverBlock() const
+  {
+    return Block(Root(), LogDirectory(), HomeName(), 0, "svcdriver", false, false, ExecutablePath());
+  }
+  // An inherited block as a parent process would publish it.
+  std::string ParentBlock() const
+  {
+    return Block("/srv/writeable", Path("parentlogs"), "parentmodel", 3, "parentapp", false, false,
+                 "/opt/parent/bin/parentapp");
+  }
 
 private:
   ostest::TempDir m_tempdir;
-  ostest::ScopedEnv m_envRoot;
-  ostest::ScopedEnv m_envDebug;
-  ostest::ScopedEnv m_envLogDir;
-  ostest::ScopedEnv m_envDebugDir;
-  ostest::ScopedEnv m_envCfgDir;
-  ostest::ScopedEnv m_envOverride;
-  ostest::ScopedEnv m_envArguments;
-  ostest::ScopedEnv m_envUnicode;
-  ostest::ScopedEnv m_envDisabled;
-  ostest::ScopedEnv m_envProcessThread;
+  std::vector<std::unique_ptr<ostest::ScopedEnv>> m_vecEnv;
   const char *m_szOsXmlOld;
 };
 
-// An inherited block as a parent process would publish it.
-const char s_szParentBlock[] =
-    "<arguments>\n\t<rootpath>/srv/writeable</rootpath>\n\t<logpath>LOGPATH</logpath>\n\t"
-    "<logmodel>parentmodel</logmodel>\n\t<loglevel>3</loglevel>\n\t<callersuniquename>parentapp"
-    "</callersuniquename>\n\t<frominterfaceopen>false</frominterfaceopen>\n\t<forcesetaccess>false"
-    "</forcesetaccess>\n\t<app><![CDATA[/opt/parent/bin/parentapp]]></app>\n</arguments>";
+// --- Start-up by entity and shut-down -------------------------------------------
 
-std::string ParentBlock(const std::string &a_strLogPath)
+TEST_F(ServicesTest, DriverPublishesItsOwnBlockAndStopWithdrawsEverything)
 {
-  std::string strBlock = s_szParentBlock;
-  strBlock.replace(strBlock.find("LOGPATH"), 7, a_strLogPath);
-  return strBlock;
-}
-
-// --- Start-up by entity ------------------------------------------------------
-
-TEST_F(ServicesTest, DriverCreatesEveryServiceAndPublishesItsBlock)
-{
+  // A driver ignores an inherited block; stop removes every spelling of the
+  // block's variables but leaves the override in place.
+  SetParent();
+  SetEnv("QRB_OSSERVICESARGUMENTS_1a2b_3c4d", "x");
+  SetEnv("qrb_osservicesarguments", "y");
+  SetEnv(s_strDisabled, "0");
+  SetEnv("QRB_OSSERVICESARGUMENT", "kept");
+  SetEnv("QRB_OVERRIDEINI", Path("none.ini").c_str());
   Start(s_szDriverXml);
-  ASSERT_NE(nullptr, g_posstring);
-  ASSERT_NE(nullptr, g_poslog);
-  ASSERT_NE(nullptr, g_posmem);
-  ASSERT_NE(nullptr, g_poscfg);
-  ASSERT_NE(nullptr, g_poslocale);
-  EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
-
-  // The block is filled from the configuration and published at start-up;
-  // the model line carries the real model directory (the home name).
-  const std::string strExpected =
-      BlockWithModel(Root(), LogDirectory(), HomeName(), 0, "svcdriver", false, false, ExecutablePath());
-  EXPECT_EQ(strExpected, Env("QRB_OSSERVICESARGUMENTS"));
-  EXPECT_EQ(strExpected, Env(ProcessThreadName().c_str()));
-  EXPECT_EQ(strExpected, Env("QRB_OSSERVICESARGUMENTSUNICODE"));
-  EXPECT_EQ(HomeName(), CfgGet(OS_CFGTAG_MODELDIRECTORY));
-  OsServicesStop();
-  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTS"));
-  EXPECT_EQ("<unset>", Env(ProcessThreadName().c_str()));
-  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTSUNICODE"));
-}
-
-TEST_F(ServicesTest, DriverIgnoresAnInheritedBlock)
-{
-  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", ParentBlock(Path("parentlogs")).c_str());
-  Start(s_szDriverXml);
-  ASSERT_NE(nullptr, g_poscfg);
+  ASSERT_EQ(5, LiveServices());
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
   EXPECT_STREQ("", OsServicesGetWriteableRootPath());
-  EXPECT_NE(std::string::npos, Published().find("<callersuniquename>svcdriver<"));
   EXPECT_FALSE(IsDirectory(Path("parentlogs")));
+  EXPECT_EQ(HomeName(), CfgGet(OS_CFGTAG_MODELDIRECTORY));
+  EXPECT_EQ(DriverBlock(), Env(s_strArgs));
+  EXPECT_EQ(DriverBlock(), Env(ProcessThreadName()));
+  EXPECT_EQ(DriverBlock(), Env(s_strUnicode));
+  EXPECT_FALSE(ostest::FileExists(LogDirectory() + "/qrboscfg.txt"));  // no dump at level 0
+  ASSERT_TRUE(IsDirectory(LogDirectory()));
+
+  OsServicesStop();
+  EXPECT_EQ(0, LiveServices());
+  ExpectUnset({s_strArgs, ProcessThreadName(), s_strUnicode, "QRB_OSSERVICESARGUMENTS_1a2b_3c4d",
+               "qrb_osservicesarguments", s_strDisabled});
+  EXPECT_EQ("kept", Env("QRB_OSSERVICESARGUMENT"));
+  EXPECT_EQ(Path("none.ini"), Env("QRB_OVERRIDEINI"));
+  EXPECT_FALSE(OsServicesIsTopMostInvocation());
+  EXPECT_FALSE(IsDirectory(LogDirectory()));  // the top-most owner removes it when empty
 }
 
-TEST_F(ServicesTest, ApplicationBlockHasNoModelLine)
+TEST_F(ServicesTest, ApplicationAndLibraryBlocksHaveNoModelLine)
 {
-  Start(s_szApplicationXml);
-  ASSERT_NE(nullptr, g_poscfg);
+  Start("<arguments><uniquename>svcapp</uniquename><entity>application</entity></arguments>");
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  const std::string strExpected = "<arguments>\n\t<rootpath>" + Root() + "</rootpath>\n\t<logpath>" +
-                                  LogDirectory() +
-                                  "</logpath>\n\t<loglevel>0</loglevel>\n\t<callersuniquename>svcapp"
-                                  "</callersuniquename>\n\t<frominterfaceopen>false</frominterfaceopen>\n\t"
-                                  "<forcesetaccess>false</forcesetaccess>\n\t<app><![CDATA[" +
-                                  ExecutablePath() + "]]></app>\n</arguments>";
-  EXPECT_EQ(strExpected, Published());
-}
-
-TEST_F(ServicesTest, LibraryIsTopMostLikeAnApplication)
-{
-  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", ParentBlock(Path("parentlogs")).c_str());
+  EXPECT_EQ(Block(Root(), LogDirectory(), "", 0, "svcapp", false, false, ExecutablePath()), Published());
+  OsServicesStop();
+  // A library is top-most like an application, whatever it inherits.
+  SetParent();
   Start("<arguments><uniquename>svcdll</uniquename><entity>dll</entity></arguments>");
-  ASSERT_NE(nullptr, g_poscfg);
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  const std::string strBlock = Published();
-  EXPECT_NE(std::string::npos, strBlock.find("<callersuniquename>svcdll<"));
-  EXPECT_EQ(std::string::npos, strBlock.find("<logmodel>"));
+  EXPECT_EQ(Block(Root(), LogDirectory(), "", 0, "svcdll", false, false, ExecutablePath()), Published());
 }
 
 TEST_F(ServicesTest, TopMostUtilityPublishesABlockForItsChildren)
 {
   Start(s_szUtilityXml);
-  ASSERT_NE(nullptr, g_poscfg);
+  ASSERT_EQ(5, LiveServices());
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   // Composed before the configuration existed: the arguments themselves.
-  const std::string strLogPath = LogDirectory() + "/" + HomeName() + "/isis/log";
-  EXPECT_EQ(BlockWithModel("", strLogPath, HomeName(), 0, "svcutil", false, false, "(null oscfg)"),
-            Env("QRB_OSSERVICESARGUMENTS"));
+  EXPECT_EQ(Block("", LogDirectory() + "/" + HomeName() + "/isis/log", HomeName(), 0, "svcutil", false, false,
+                  "(null oscfg)"),
+            Env(s_strArgs));
 }
 
 TEST_F(ServicesTest, AppUtilityInheritsTheParentsBlock)
 {
-  const std::string strBlock = ParentBlock(Path("parentlogs"));
-  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", strBlock.c_str());
+  SetParent();
   Start(s_szAppUtilityXml);
-  ASSERT_NE(nullptr, g_poscfg);
+  ASSERT_EQ(5, LiveServices());
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("parentapp", OsServicesGetUniqueNameCaller());
   EXPECT_STREQ("/srv/writeable", OsServicesGetWriteableRootPath());
   // The log goes below the parent's log path, in a directory of its own.
   EXPECT_TRUE(IsDirectory(Path("parentlogs/svcapputil")));
-  // The parent's level applies while the own one is 0 (bit 2 is the log's
-  // keep-old-contents switch, so 3 leaves 1).
+  // The parent's level applies while the own one is 0; bit 2 is the log's
+  // keep-old-contents switch, so 3 leaves 1.
   EXPECT_EQ(1, g_poslog->GetDebugLevel());
-  // The parent's program stands for the application.
   EXPECT_EQ("/opt/parent/bin/parentapp", CfgGet(OS_CFGTAG_APPLICATION));
-  // Nothing is published again: the inherited block stays as it was.
-  EXPECT_EQ(strBlock, Env("QRB_OSSERVICESARGUMENTS"));
-}
-
-TEST_F(ServicesTest, AppUtilityWithoutAParentIsTopMost)
-{
-  Start(s_szAppUtilityXml);
-  ASSERT_NE(nullptr, g_poscfg);
-  EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  EXPECT_NE(std::string::npos, Env("QRB_OSSERVICESARGUMENTS").find("<callersuniquename>svcapputil<"));
+  EXPECT_EQ(ParentBlock(), Env(s_strArgs));  // not published again
+  OsServicesStop();
+  EXPECT_TRUE(IsDirectory(LogDirectory()));  // not the owner: it stays
+  ExpectUnset({s_strArgs});
 }
 
 TEST_F(ServicesTest, DisabledSwitchDropsTheInheritedBlockBeforeReading)
 {
-  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", ParentBlock(Path("parentlogs")).c_str());
-  ostest::ScopedEnv envDisabled("QRB_OSSERVICESARGUMENTSDISABLED", "1");
+  SetParent();
+  SetEnv(s_strDisabled, "1");
   Start(s_szAppUtilityXml);
-  ASSERT_NE(nullptr, g_poscfg);
+  ASSERT_EQ(5, LiveServices());
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
   EXPECT_FALSE(IsDirectory(Path("parentlogs")));
-  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTSDISABLED"));
-  // The block seen now is the utility's own.
-  EXPECT_NE(std::string::npos, Env("QRB_OSSERVICESARGUMENTS").find("<callersuniquename>svcapputil<"));
+  ExpectUnset({s_strDisabled});
+  // Without a parent the utility is top-most and publishes its own block.
+  EXPECT_TRUE(Has(Env(s_strArgs), "<callersuniquename>svcapputil<"));
 }
 
 TEST_F(ServicesTest, UnknownEntityStartsTheServicesButPublishesNothing)
 {
-  // Entity names are case-sensitive: "Driver" is not a driver.
   Start(s_szUnknownXml);
-  ASSERT_NE(nullptr, g_poscfg);
-  ASSERT_NE(nullptr, g_poslocale);
+  ASSERT_EQ(5, LiveServices());
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
-  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTS"));
-  OsServicesStop();
-  // Not the owner of the set-up: the (empty) log directory stays.
-  EXPECT_TRUE(IsDirectory(LogDirectory()));
-}
-
-TEST_F(ServicesTest, StarredUniqueNameComesFromTheModuleFile)
-{
-  Start("<arguments><uniquename>*</uniquename><entity>driver</entity></arguments>");
-  ASSERT_NE(nullptr, g_poscfg);
-  EXPECT_NE(std::string::npos, Published().find("<callersuniquename>test_cosservices<"));
-  EXPECT_EQ(LogDirectory() + "/test_cosservices.log", CfgGet(OS_CFGTAG_QRB_LOG));
-}
-
-TEST_F(ServicesTest, VersionFieldsOnlyWithTheVersionTag)
-{
-  Start(
-      "<arguments><uniquename>svcver</uniquename><entity>application</entity><version></version>"
-      "<major>8</major><minor>13</minor><year>24</year></arguments>");
-  ASSERT_NE(nullptr, g_poscfg);
-  EXPECT_EQ("08", CfgGet(OS_CFGTAG_VERSION_MAJORNUM));
-  EXPECT_EQ("13", CfgGet(OS_CFGTAG_VERSION_MINORNUM));
-  EXPECT_EQ("00", CfgGet(OS_CFGTAG_VERSION_PATCHNUM));
-  EXPECT_EQ("0024", CfgGet(OS_CFGTAG_VERSION_YEAR));
-  OsServicesStop();
-
-  Start("<arguments><uniquename>svcver</uniquename><entity>application</entity><major>8</major></arguments>");
-  ASSERT_NE(nullptr, g_poscfg);
-  EXPECT_EQ("00", CfgGet(OS_CFGTAG_VERSION_MAJORNUM));
-  EXPECT_EQ("0000", CfgGet(OS_CFGTAG_VERSION_YEAR));
-}
-
-// --- Debug word, dump and the general information block ----------------------
-
-TEST_F(ServicesTest, DebugWordSwitchesTheConfiguredDebugOn)
-{
-  Start(s_szUnknownXml);
-  ASSERT_NE(nullptr, g_poscfg);
+  ExpectUnset({s_strArgs});
   EXPECT_EQ("0", CfgGet(OS_CFGTAG_DEBUG));
   EXPECT_EQ(0, g_poslog->GetDebugLevel());
   OsServicesStop();
-
+  EXPECT_TRUE(IsDirectory(LogDirectory()));  // not the owner: the empty directory stays
   // QRB_DEBUG is OR-ed with the module's level; Debug "0" becomes "1".
-  ostest::ScopedEnv envDebug("QRB_DEBUG", "16");
+  SetEnv("QRB_DEBUG", "16");
   Start("<arguments><uniquename>svcunknown</uniquename><loglevel>1</loglevel></arguments>");
-  ASSERT_NE(nullptr, g_poscfg);
   EXPECT_EQ("1", CfgGet(OS_CFGTAG_DEBUG));
   EXPECT_EQ(17, g_poslog->GetDebugLevel());
 }
 
-TEST_F(ServicesTest, CoreDumpBitLiftsTheCoreLimit)
+TEST_F(ServicesTest, StarredUniqueNameAndVersionFields)
 {
-  struct rlimit rlimitOld;
-  ASSERT_EQ(0, getrlimit(RLIMIT_CORE, &rlimitOld));
-  if (rlimitOld.rlim_max != RLIM_INFINITY && geteuid() != 0)
-  {
-    GTEST_SKIP() << "the hard core limit can only be raised by a privileged user";
-  }
-  struct rlimit rlimitLow = {0, rlimitOld.rlim_max};
-  ASSERT_EQ(0, setrlimit(RLIMIT_CORE, &rlimitLow));
-  ostest::ScopedEnv envDebug("QRB_DEBUG", "4096");
-  Start(s_szUnknownXml);
-  struct rlimit rlimitNow;
-  ASSERT_EQ(0, getrlimit(RLIMIT_CORE, &rlimitNow));
-  EXPECT_EQ(RLIM_INFINITY, rlimitNow.rlim_cur);
-  EXPECT_EQ(RLIM_INFINITY, rlimitNow.rlim_max);
-  setrlimit(RLIMIT_CORE, &rlimitOld);
+  Start("<arguments><uniquename>*</uniquename><entity>driver</entity></arguments>");
+  EXPECT_TRUE(Has(Published(), "<callersuniquename>test_cosservices<"));
+  EXPECT_EQ(LogDirectory() + "/test_cosservices.log", CfgGet(OS_CFGTAG_QRB_LOG));
+  OsServicesStop();
+  // The version fields count only with the version tag.
+  Start(
+      "<arguments><uniquename>svcver</uniquename><entity>application</entity><version></version>"
+      "<major>8</major><minor>13</minor><year>24</year></arguments>");
+  EXPECT_EQ("08.13.00.0024", CfgGet(OS_CFGTAG_VERSION_MAJORNUM) + "." + CfgGet(OS_CFGTAG_VERSION_MINORNUM) +
+                                 "." + CfgGet(OS_CFGTAG_VERSION_PATCHNUM) + "." +
+                                 CfgGet(OS_CFGTAG_VERSION_YEAR));
+  OsServicesStop();
+  Start("<arguments><uniquename>svcver</uniquename><entity>application</entity><major>8</major></arguments>");
+  EXPECT_EQ("00.0000", CfgGet(OS_CFGTAG_VERSION_MAJORNUM) + "." + CfgGet(OS_CFGTAG_VERSION_YEAR));
 }
 
-TEST_F(ServicesTest, NoCoreLimitChangeWithoutTheBit)
+TEST_F(ServicesTest, StartStopStartStopBehavesTheSameTwice)
+{
+  OsServicesStop();  // without a start: harmless
+  EXPECT_EQ(0, LiveServices());
+  SetParent();
+  Start(s_szAppUtilityXml);
+  EXPECT_STREQ("parentapp", OsServicesGetUniqueNameCaller());
+  OsServicesStop();
+  EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
+  EXPECT_STREQ("", OsServicesGetWriteableRootPath());
+  for (int iRound = 0; iRound < 2; iRound++)
+  {
+    SCOPED_TRACE(iRound);
+    Start(s_szDriverXml);
+    ASSERT_EQ(5, LiveServices());
+    EXPECT_TRUE(OsServicesIsTopMostInvocation());
+    EXPECT_EQ(DriverBlock(), Published());
+    OsServicesStop();
+    EXPECT_EQ(0, LiveServices());
+    ExpectUnset({s_strArgs});
+  }
+}
+
+// --- Debug word, dump and the general information block ----------------------
+
+TEST_F(ServicesTest, CoreDumpBitAloneLiftsTheCoreLimit)
 {
   struct rlimit rlimitOld;
   ASSERT_EQ(0, getrlimit(RLIMIT_CORE, &rlimitOld));
-  struct rlimit rlimitLow = {0, rlimitOld.rlim_max};
-  ASSERT_EQ(0, setrlimit(RLIMIT_CORE, &rlimitLow));
-  ostest::ScopedEnv envDebug("QRB_DEBUG", "4095");
-  Start(s_szUnknownXml);
-  struct rlimit rlimitNow;
-  ASSERT_EQ(0, getrlimit(RLIMIT_CORE, &rlimitNow));
-  EXPECT_EQ(0u, rlimitNow.rlim_cur);
-  setrlimit(RLIMIT_CORE, &rlimitOld);
+  // Only a privileged user can raise the hard limit.
+  const bool blCanRaise = rlimitOld.rlim_max == RLIM_INFINITY || geteuid() == 0;
+  for (const char *szDebug : {"4095", "4096"})
+  {
+    SCOPED_TRACE(szDebug);
+    struct rlimit rlimitNow = {0, rlimitOld.rlim_max};
+    ASSERT_EQ(0, setrlimit(RLIMIT_CORE, &rlimitNow));
+    SetEnv("QRB_DEBUG", szDebug);
+    Start(s_szUnknownXml);
+    ASSERT_EQ(0, getrlimit(RLIMIT_CORE, &rlimitNow));
+    OsServicesStop();
+    setrlimit(RLIMIT_CORE, &rlimitOld);
+    if (std::string(szDebug) == "4095")
+    {
+      EXPECT_EQ(0u, rlimitNow.rlim_cur);
+    }
+    else if (blCanRaise)
+    {
+      EXPECT_EQ(RLIM_INFINITY, rlimitNow.rlim_cur);
+      EXPECT_EQ(RLIM_INFINITY, rlimitNow.rlim_max);
+    }
+  }
 }
 
 TEST_F(ServicesTest, DumpAndArgumentLinesAtANonZeroLevel)
 {
   Start(s_szDriverDebugXml);
-  ASSERT_NE(nullptr, g_poscfg);
   const std::string strDump = ostest::ReadFile(LogDirectory() + "/qrboscfg.txt");
   EXPECT_EQ(0u, strDump.find("\r\n*** Environmentals ***"));
-  EXPECT_NE(std::string::npos, strDump.find("QRB_SHGETFOLDERPATH=" + Root() + "\r\n"));
+  EXPECT_TRUE(Has(strDump, "QRB_SHGETFOLDERPATH=" + Root() + "\r\n"));
   const std::string strLog = ostest::ReadFile(LogDirectory() + "/svcdriver.log");
-  EXPECT_NE(std::string::npos, strLog.find(" os_coscfg "));
-  EXPECT_NE(std::string::npos, strLog.find("V. QRB_OSSERVICESARGUMENTS before...<"));
-  EXPECT_NE(std::string::npos, strLog.find("V. QRB_OSSERVICESARGUMENTS after...<<arguments>\n\t<rootpath>"));
-}
-
-TEST_F(ServicesTest, NoDumpAtLevelZero)
-{
-  Start(s_szDriverXml);
-  ASSERT_NE(nullptr, g_poscfg);
-  EXPECT_FALSE(ostest::FileExists(LogDirectory() + "/qrboscfg.txt"));
+  EXPECT_TRUE(Has(strLog, " os_coscfg "));
+  EXPECT_TRUE(Has(strLog, "V. QRB_OSSERVICESARGUMENTS before...<"));
+  EXPECT_TRUE(Has(strLog, "V. QRB_OSSERVICESARGUMENTS after...<<arguments>\n\t<rootpath>"));
+  OsServicesStop();
+  EXPECT_TRUE(IsDirectory(LogDirectory()));  // the log and the dump keep it
 }
 
 TEST_F(ServicesTest, FreshLogBeginsWithTheGeneralInformation)
 {
-  ASSERT_EQ(0, mkdir(LogDirectory().c_str(), 0777));
-  ASSERT_TRUE(ostest::WriteFile(LogDirectory() + "/svcdriver.log", "OLD LINE\r\n"));
-  Start(s_szDriverDebugXml);
-  ASSERT_NE(nullptr, g_poslog);
-  const std::vector<std::string> vecLines =
-      ostest::SplitLines(ostest::ReadFile(LogDirectory() + "/svcdriver.log"));
+  const std::vector<std::string> vecLines = StartOverOldLog();
   ASSERT_GE(vecLines.size(), 5u);
-  EXPECT_EQ(0u, vecLines[0].find("00000 "));
-  EXPECT_NE(std::string::npos, vecLines[0].find(" VP ### ("));
-  EXPECT_NE(std::string::npos, vecLines[0].find(") Debug=1 DebugFilter=<> Version=~8.13.0.0"));
-  EXPECT_EQ(0u, vecLines[1].find("00001 "));
-  EXPECT_NE(std::string::npos, vecLines[1].find(" VP ### systemInfo <arch:"));
-  EXPECT_NE(std::string::npos, vecLines[1].find(" pid:" + std::to_string(getpid()) + " "));
-  EXPECT_NE(std::string::npos, vecLines[2].find(" VP ### osInfo <Os:"));
-  EXPECT_NE(std::string::npos, vecLines[3].find(" VP ### appInfo <" + CommandName() + "> versioncfg="));
-  // The first message follows with the next number.
-  EXPECT_EQ(0u, vecLines[4].find("00004 "));
+  const std::string strCommandLine = ostest::ReadFile("/proc/self/cmdline");
+  const std::string strCommand = strCommandLine.substr(0, strCommandLine.find('\0'));
+  const char *aszStarts[] = {"00000 ", "00001 ", "00002 ", "00003 ", "00004 "};  // the first message follows
+  const std::string astrParts[] = {
+      ") Debug=1 DebugFilter=<> Version=~8.13.0.0", " pid:" + std::to_string(getpid()) + " ",
+      " VP ### osInfo <Os:", " VP ### appInfo <" + strCommand + "> versioncfg=", ""};
+  for (size_t i = 0; i < 5; i++)
+  {
+    EXPECT_EQ(0u, vecLines[i].find(aszStarts[i])) << vecLines[i];
+    EXPECT_TRUE(Has(vecLines[i], astrParts[i])) << vecLines[i];
+  }
+  EXPECT_TRUE(Has(vecLines[0], " VP ### ("));
+  EXPECT_TRUE(Has(vecLines[1], " VP ### systemInfo <arch:"));
   for (const std::string &strLine : vecLines)
   {
-    EXPECT_EQ(std::string::npos, strLine.find("OLD LINE"));
+    EXPECT_FALSE(Has(strLine, "OLD LINE"));
   }
 }
 
 TEST_F(ServicesTest, LevelTwoSwitchKeepsTheOldLog)
 {
-  ASSERT_EQ(0, mkdir(LogDirectory().c_str(), 0777));
-  ASSERT_TRUE(ostest::WriteFile(LogDirectory() + "/svcdriver.log", "OLD LINE\r\n"));
-  ostest::ScopedEnv envDebug("QRB_DEBUG", "2");
-  Start(s_szDriverDebugXml);
-  ASSERT_NE(nullptr, g_poslog);
-  const std::vector<std::string> vecLines =
-      ostest::SplitLines(ostest::ReadFile(LogDirectory() + "/svcdriver.log"));
+  SetEnv("QRB_DEBUG", "2");
+  const std::vector<std::string> vecLines = StartOverOldLog();
   ASSERT_GE(vecLines.size(), 2u);
   EXPECT_EQ("OLD LINE", vecLines[0]);
   EXPECT_EQ(0u, vecLines[1].find("00000 "));
-  EXPECT_NE(std::string::npos, vecLines[1].find("### ("));
+  EXPECT_TRUE(Has(vecLines[1], "### ("));
 }
 
 TEST_F(ServicesTest, ForceThreadAffinityPinsTheThread)
 {
   cpu_set_t cpusetOld;
+  cpu_set_t cpusetNow;
   ASSERT_EQ(0, sched_getaffinity(0, sizeof(cpusetOld), &cpusetOld));
   if (CPU_COUNT(&cpusetOld) < 2 || !CPU_ISSET(0, &cpusetOld))
   {
     GTEST_SKIP() << "needs processors 0 and another one";
   }
   ASSERT_TRUE(ostest::WriteFile(Path("override.ini"), "[dsIdentity]\nForceThreadAffinity=0x1\n"));
-  ostest::ScopedEnv envOverride("QRB_OVERRIDEINI", Path("override.ini").c_str());
+  SetEnv("QRB_OVERRIDEINI", Path("override.ini").c_str());
   Start(s_szDriverDebugXml);
-  cpu_set_t cpusetNow;
   ASSERT_EQ(0, sched_getaffinity(0, sizeof(cpusetNow), &cpusetNow));
   sched_setaffinity(0, sizeof(cpusetOld), &cpusetOld);
   EXPECT_EQ(1, CPU_COUNT(&cpusetNow));
   EXPECT_TRUE(CPU_ISSET(0, &cpusetNow));
-  EXPECT_NE(std::string::npos,
-            ostest::ReadFile(LogDirectory() + "/svcdriver.log").find("V. ForceThreadAffinity set to 1..."));
-}
-
-// --- Shut-down -----------------------------------------------------------------
-
-TEST_F(ServicesTest, StopWithdrawsTheBlockAndDestroysEverything)
-{
-  ostest::ScopedEnv envOdd("QRB_OSSERVICESARGUMENTS_1a2b_3c4d", "x");
-  ostest::ScopedEnv envLower("qrb_osservicesarguments", "y");
-  ostest::ScopedEnv envDisabled("QRB_OSSERVICESARGUMENTSDISABLED", "0");
-  ostest::ScopedEnv envShort("QRB_OSSERVICESARGUMENT", "kept");
-  ostest::ScopedEnv envOverride("QRB_OVERRIDEINI", Path("none.ini").c_str());
-  Start(s_szDriverXml);
-  ASSERT_NE(nullptr, g_poscfg);
-  ASSERT_NE("<unset>", Published());
-  OsServicesStop();
-  EXPECT_EQ(nullptr, g_posstring);
-  EXPECT_EQ(nullptr, g_poslog);
-  EXPECT_EQ(nullptr, g_posmem);
-  EXPECT_EQ(nullptr, g_poscfg);
-  EXPECT_EQ(nullptr, g_poslocale);
-  for (const std::string &strName :
-       {std::string("QRB_OSSERVICESARGUMENTS"), ProcessThreadName(),
-        std::string("QRB_OSSERVICESARGUMENTSUNICODE"), std::string("QRB_OSSERVICESARGUMENTS_1a2b_3c4d"),
-        std::string("qrb_osservicesarguments"), std::string("QRB_OSSERVICESARGUMENTSDISABLED")})
-  {
-    EXPECT_EQ("<unset>", Env(strName.c_str())) << strName;
-  }
-  EXPECT_EQ("kept", Env("QRB_OSSERVICESARGUMENT"));
-  // The override deliberately survives the stop.
-  EXPECT_EQ(Path("none.ini"), Env("QRB_OVERRIDEINI"));
-  EXPECT_FALSE(OsServicesIsTopMostInvocation());
-}
-
-TEST_F(ServicesTest, TopMostStopRemovesOnlyAnEmptyLogDirectory)
-{
-  Start(s_szDriverXml);
-  ASSERT_TRUE(IsDirectory(LogDirectory()));
-  OsServicesStop();
-  EXPECT_FALSE(IsDirectory(LogDirectory()));
-
-  Start(s_szDriverDebugXml);
-  OsServicesStop();
-  // The log and the dump are in it now.
-  EXPECT_TRUE(IsDirectory(LogDirectory()));
-}
-
-TEST_F(ServicesTest, InheritedStopLeavesTheLogDirectory)
-{
-  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", ParentBlock(Path("parentlogs")).c_str());
-  Start(s_szAppUtilityXml);
-  ASSERT_NE(nullptr, g_poscfg);
-  OsServicesStop();
-  EXPECT_TRUE(IsDirectory(LogDirectory()));
-  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTS"));
-}
-
-TEST_F(ServicesTest, StopWithoutStartIsHarmless)
-{
-  OsServicesStop();
-  OsServicesStop();
-  EXPECT_EQ(nullptr, g_poslog);
-  EXPECT_EQ(nullptr, g_poscfg);
-}
-
-TEST_F(ServicesTest, StartStopStartStopBehavesTheSameTwice)
-{
-  const std::string strBlock = ParentBlock(Path("parentlogs"));
-  {
-    ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", strBlock.c_str());
-    Start(s_szAppUtilityXml);
-    ASSERT_NE(nullptr, g_poscfg);
-    EXPECT_STREQ("parentapp", OsServicesGetUniqueNameCaller());
-    OsServicesStop();
-  }
-  EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
-  EXPECT_STREQ("", OsServicesGetWriteableRootPath());
-
-  for (int iRound = 0; iRound < 2; iRound++)
-  {
-    Start(s_szDriverXml);
-    ASSERT_NE(nullptr, g_poscfg) << iRound;
-    EXPECT_TRUE(OsServicesIsTopMostInvocation());
-    EXPECT_EQ(
-        BlockWithModel(Root(), LogDirectory(), HomeName(), 0, "svcdriver", false, false, ExecutablePath()),
-        Published())
-        << iRound;
-    OsServicesStop();
-    EXPECT_EQ(nullptr, g_poscfg);
-    EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTS"));
-  }
+  EXPECT_TRUE(Has(ostest::ReadFile(LogDirectory() + "/svcdriver.log"), "V. ForceThreadAffinity set to 1..."));
 }
 
 // --- The block in the environment --------------------------------------------
 
-TEST_F(ServicesTest, ArgumentsGetPrefersTheProcessThreadVariable)
+TEST_F(ServicesTest, ArgumentsGetTakesTheFirstCompleteBlock)
 {
-  ostest::ScopedEnv envOwn(ProcessThreadName().c_str(), "<arguments>own</arguments>");
-  ostest::ScopedEnv envPlain("QRB_OSSERVICESARGUMENTS", "<arguments>plain</arguments>");
-  ostest::ScopedEnv envWide("QRB_OSSERVICESARGUMENTSUNICODE", "<arguments>wide</arguments>");
-  char szBlock[64];
-  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
-  EXPECT_STREQ("<arguments>own</arguments>", szBlock);
-}
-
-TEST_F(ServicesTest, ArgumentsGetSkipsIncompleteBlocks)
-{
-  ostest::ScopedEnv envOwn(ProcessThreadName().c_str(), "<arguments>no end");
-  ostest::ScopedEnv envPlain("QRB_OSSERVICESARGUMENTS", "no start</arguments>");
-  ostest::ScopedEnv envWide("QRB_OSSERVICESARGUMENTSUNICODE", "<arguments>wide</arguments>");
-  char szBlock[64];
-  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
-  EXPECT_STREQ("<arguments>wide</arguments>", szBlock);
-}
-
-TEST_F(ServicesTest, ArgumentsGetWithNothingLeavesTheBufferEmpty)
-{
+  // The process-thread variable, then the plain one, then the wide one.
   char szBlock[64] = "stale";
   EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
   EXPECT_STREQ("", szBlock);
-
-  // A block longer than the buffer is cut, loses its end marker and is
-  // not taken.
-  ostest::ScopedEnv envPlain("QRB_OSSERVICESARGUMENTS", "<arguments>0123456789</arguments>");
+  SetEnv(s_strUnicode, "<arguments>wide</arguments>");
+  SetEnv(ProcessThreadName(), "<arguments>no end");
+  SetEnv(s_strArgs, "no start</arguments>");
+  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
+  EXPECT_STREQ("<arguments>wide</arguments>", szBlock);
+  SetEnv(s_strArgs, "<arguments>plain</arguments>");
+  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
+  EXPECT_STREQ("<arguments>plain</arguments>", szBlock);
+  SetEnv(ProcessThreadName(), "<arguments>own</arguments>");
+  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
+  EXPECT_STREQ("<arguments>own</arguments>", szBlock);
+  EXPECT_EQ(EOSSTS_BADARG, COsCfg::OsCfgServicesArgumentsGet(szBlock, 1));
+  // A block longer than the buffer is cut, loses its end marker and is not taken.
   char szSmall[20] = "stale";
   EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szSmall, sizeof(szSmall)));
   EXPECT_STREQ("", szSmall);
-  EXPECT_EQ(EOSSTS_BADARG, COsCfg::OsCfgServicesArgumentsGet(szSmall, 1));
 }
 
 TEST_F(ServicesTest, ArgumentsGetHonoursTheDisabledSwitch)
 {
-  ostest::ScopedEnv envPlain("QRB_OSSERVICESARGUMENTS", "<arguments>plain</arguments>");
-  {
-    ostest::ScopedEnv envDisabled("QRB_OSSERVICESARGUMENTSDISABLED", "0");
-    char szBlock[64];
-    EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
-    EXPECT_STREQ("<arguments>plain</arguments>", szBlock);
-  }
-  ostest::ScopedEnv envOwn(ProcessThreadName().c_str(), "<arguments>own</arguments>");
-  ostest::ScopedEnv envWide("QRB_OSSERVICESARGUMENTSUNICODE", "<arguments>wide</arguments>");
-  ostest::ScopedEnv envDisabled("QRB_OSSERVICESARGUMENTSDISABLED", "1yes");
+  SetEnv(s_strArgs, "<arguments>plain</arguments>");
+  SetEnv(s_strDisabled, "0");
   char szBlock[64] = "stale";
+  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
+  EXPECT_STREQ("<arguments>plain</arguments>", szBlock);
+  SetEnv(ProcessThreadName(), "<arguments>own</arguments>");
+  SetEnv(s_strUnicode, "<arguments>wide</arguments>");
+  SetEnv(s_strDisabled, "1yes");
   EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
   EXPECT_STREQ("", szBlock);
-  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTS"));
-  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTSUNICODE"));
-  EXPECT_EQ("<unset>", Env(ProcessThreadName().c_str()));
-  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTSDISABLED"));
+  ExpectUnset({s_strArgs, s_strUnicode, ProcessThreadName(), s_strDisabled});
 }
 
 TEST_F(ServicesTest, NullBufferReadsIntoTheGlobalBlock)
 {
   {
-    ostest::ScopedEnv envPlain("QRB_OSSERVICESARGUMENTS", "<arguments>global</arguments>");
+    ostest::ScopedEnv envPlain(s_strArgs.c_str(), "<arguments>global</arguments>");
     EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(nullptr, 0));
   }
   EXPECT_EQ("<arguments>global</arguments>", Published());
-  EXPECT_EQ("<arguments>global</arguments>", Env(ProcessThreadName().c_str()));
-  EXPECT_EQ("<arguments>global</arguments>", Env("QRB_OSSERVICESARGUMENTSUNICODE"));
+  EXPECT_EQ("<arguments>global</arguments>", Env(ProcessThreadName()));
+  EXPECT_EQ("<arguments>global</arguments>", Env(s_strUnicode));
   COsCfg::OsCfgServicesArgumentsClear();
   EXPECT_EQ("", Published());
 }
@@ -630,66 +499,47 @@ TEST_F(ServicesTest, NullBufferReadsIntoTheGlobalBlock)
 TEST_F(ServicesTest, SetArgumentsWithoutConfigurationUsesTheArguments)
 {
   OsServicesSetArguments("/l", "model", "7", nullptr, "/r", true, true);
-  EXPECT_EQ(BlockWithModel("/r", "/l", "model", 7, "", true, true, "(null oscfg)"), Published());
-
+  EXPECT_EQ(Block("/r", "/l", "model", 7, "", true, true, "(null oscfg)"), Published());
   OsServicesSetArguments(nullptr, "", nullptr, nullptr, nullptr, false, false);
-  EXPECT_EQ(
-      "<arguments>\n\t<rootpath></rootpath>\n\t<logpath></logpath>\n\t<loglevel>0</loglevel>\n\t"
-      "<callersuniquename></callersuniquename>\n\t<frominterfaceopen>false</frominterfaceopen>\n\t"
-      "<forcesetaccess>false</forcesetaccess>\n\t<app><![CDATA[(null oscfg)]]></app>\n</arguments>",
-      Published());
-}
-
-TEST_F(ServicesTest, SetArgumentsDoesNothingWhenInheritanceIsOff)
-{
-  OsServicesSetArguments(nullptr, nullptr, nullptr, "<arguments>first</arguments>", nullptr, false, false);
+  const std::string strEmpty = Block("", "", "", 0, "", false, false, "(null oscfg)");
+  EXPECT_EQ(strEmpty, Published());
+  // With inheritance off nothing changes.
   g_szOsXml = "<arguments><inherit>false</inherit></arguments>";
   OsServicesSetArguments("/l", "model", "7", nullptr, "/r", true, true);
   OsServicesSetArguments(nullptr, nullptr, nullptr, "<arguments>second</arguments>", nullptr, false, false);
-  EXPECT_EQ("<arguments>first</arguments>", Published());
+  EXPECT_EQ(strEmpty, Published());
 }
 
-TEST_F(ServicesTest, SetArgumentsAppliesAGivenBlock)
+TEST_F(ServicesTest, SetArgumentsAppliesAGivenBlockOrTheSwitches)
 {
   Start(s_szDriverXml);
-  ASSERT_NE(nullptr, g_poscfg);
   const std::string strBlock =
       "<arguments><logfile>_T(\"" + Path("x.log") +
       "\")</logfile><logmodel>_T(\"scanmodel\")</logmodel><loglevel>5</loglevel></arguments>";
-  const char *szBlock = strBlock.c_str();
   // Null switches: the block is only taken over.
-  OsServicesSetArguments(nullptr, nullptr, nullptr, szBlock, nullptr, false, false);
+  OsServicesSetArguments(nullptr, nullptr, nullptr, strBlock.c_str(), nullptr, false, false);
   EXPECT_EQ(LogDirectory(), CfgGet(OS_CFGTAG_LOGDIRECTORY));
   EXPECT_EQ(0, g_poslog->GetDebugLevel());
   EXPECT_EQ(strBlock, Published());
-
-  OsServicesSetArguments("", "", "", szBlock, nullptr, false, false);
-  EXPECT_EQ(Path("x.log"), CfgGet(OS_CFGTAG_LOGDIRECTORY));
-  EXPECT_EQ("scanmodel", CfgGet(OS_CFGTAG_MODELDIRECTORY));
+  OsServicesSetArguments("", "", "", strBlock.c_str(), nullptr, false, false);
+  EXPECT_EQ(Path("x.log") + "|scanmodel",
+            CfgGet(OS_CFGTAG_LOGDIRECTORY) + "|" + CfgGet(OS_CFGTAG_MODELDIRECTORY));
   EXPECT_EQ(5, g_poslog->GetDebugLevel());
-
   // "NULL" in any case, and "0", mean no value.
   OsServicesSetArguments("", "", "",
                          "<arguments><logfile>_T(\"nUlL\")</logfile><loglevel>0</loglevel></arguments>",
                          nullptr, false, false);
-  EXPECT_EQ("", CfgGet(OS_CFGTAG_LOGDIRECTORY));
-  EXPECT_EQ("", CfgGet(OS_CFGTAG_MODELDIRECTORY));
+  EXPECT_EQ("|", CfgGet(OS_CFGTAG_LOGDIRECTORY) + "|" + CfgGet(OS_CFGTAG_MODELDIRECTORY));
   EXPECT_EQ(0, g_poslog->GetDebugLevel());
-}
-
-TEST_F(ServicesTest, SetArgumentsStoresIntoTheConfiguration)
-{
-  Start(s_szDriverXml);
-  ASSERT_NE(nullptr, g_poscfg);
+  // Plain switches are stored as copies; the configuration, not the root
+  // argument, gives the root path.
   std::string strLogPath = Path("scans");
   OsServicesSetArguments(strLogPath.c_str(), "flatbed", "0x3", nullptr, "/ignored", false, true);
-  // The configuration keeps its own copy.
   strLogPath.back() = 'X';
-  EXPECT_EQ(Path("scans"), CfgGet(OS_CFGTAG_LOGDIRECTORY));
-  EXPECT_EQ("flatbed", CfgGet(OS_CFGTAG_MODELDIRECTORY));
+  EXPECT_EQ(Path("scans") + "|flatbed",
+            CfgGet(OS_CFGTAG_LOGDIRECTORY) + "|" + CfgGet(OS_CFGTAG_MODELDIRECTORY));
   EXPECT_EQ(3, g_poslog->GetDebugLevel());
-  // The configuration, not the root argument, gives the root path.
-  EXPECT_EQ(BlockWithModel(Root(), Path("scans"), "flatbed", 3, "svcdriver", false, true, ExecutablePath()),
+  EXPECT_EQ(Block(Root(), Path("scans"), "flatbed", 3, "svcdriver", false, true, ExecutablePath()),
             Published());
 }
 
@@ -703,108 +553,80 @@ protected:
   {
     return LogDirectory() + "/qrb/" + HomeName() + "/" + a_strCaller;
   }
-  // The published block's log path, with the time stamp checked and cut.
+  // The published block's log path, with its time stamp checked and cut.
   std::string PublishedLogPath()
   {
-    const std::string strBlock = Env("QRB_OSSERVICESARGUMENTS");
-    const size_t sizetStart = strBlock.find("<logpath>");
-    const size_t sizetEnd = strBlock.find("</logpath>");
-    if (sizetStart == std::string::npos || sizetEnd == std::string::npos)
-    {
-      return "<none>";
-    }
-    std::string strLogPath = strBlock.substr(sizetStart + 9, sizetEnd - sizetStart - 9);
+    const std::string strBlock = Env(s_strArgs);
+    const size_t sizetStart = strBlock.find("<logpath>") + 9;
+    const std::string strLogPath = strBlock.substr(sizetStart, strBlock.find("</logpath>") - sizetStart);
     const size_t sizetStamp = strLogPath.rfind("/log.");
-    EXPECT_NE(std::string::npos, sizetStamp);
     EXPECT_EQ(17u, strLogPath.size() - sizetStamp - 5) << strLogPath;
     return strLogPath.substr(0, sizetStamp);
   }
-  int PublishedLevel()
+  // Opens with a fresh environment and returns the published level.
+  int LevelAfterOpen(const char *a_szText)
   {
-    const std::string strBlock = Env("QRB_OSSERVICESARGUMENTS");
+    unsetenv(s_strArgs.c_str());  // else the last open's block counts as inherited
+    OsServicesProcessInterfaceOpen(a_szText);
+    const std::string strBlock = Env(s_strArgs);
     const size_t sizetStart = strBlock.find("<loglevel>");
     return sizetStart == std::string::npos ? -1 : atoi(strBlock.c_str() + sizetStart + 10);
   }
 };
 
-TEST_F(InterfaceOpenTest, TextWithoutTheMarkerIsIgnored)
-{
-  OsServicesProcessInterfaceOpen("<callername>scanapp</callername><logging>on</logging>");
-  OsServicesProcessInterfaceOpen(nullptr);
-  EXPECT_EQ("<unset>", Env("QRB_OSSERVICESARGUMENTS"));
-  EXPECT_FALSE(OsServicesIsTopMostInvocation());
-}
-
 TEST_F(InterfaceOpenTest, CallerWithoutConfigurationGetsALogBesideIt)
 {
-  OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><logging>on</logging>");
+  // Text without the marker is ignored.
+  EXPECT_EQ(-1, LevelAfterOpen("<callername>scanapp</callername><logging>on</logging>"));
+  EXPECT_EQ(-1, LevelAfterOpen(nullptr));
+  EXPECT_FALSE(OsServicesIsTopMostInvocation());
+
+  EXPECT_EQ(1, LevelAfterOpen("<interfaceopen><callername>scanapp</callername><logging>on</logging>"));
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
-  EXPECT_EQ(1, PublishedLevel());
-  const std::string strBlock = Env("QRB_OSSERVICESARGUMENTS");
+  const std::string strBlock = Env(s_strArgs);
   EXPECT_EQ(0u, strBlock.find("<arguments>\n\t<rootpath>" + Root() + "</rootpath>\n\t<logpath>"));
-  EXPECT_NE(std::string::npos, strBlock.find("<logmodel>" + HomeName() + "</logmodel>"));
-  EXPECT_NE(std::string::npos, strBlock.find("<callersuniquename>scanapp</callersuniquename>"));
-  EXPECT_NE(std::string::npos, strBlock.find("<frominterfaceopen>true</frominterfaceopen>"));
-  EXPECT_NE(std::string::npos, strBlock.find("<forcesetaccess>false</forcesetaccess>"));
-  EXPECT_EQ(strBlock, Env(ProcessThreadName().c_str()));
+  for (const std::string &strPart : {"<logmodel>" + HomeName() + "</logmodel>",
+                                     std::string("<callersuniquename>scanapp</callersuniquename>"),
+                                     std::string("<frominterfaceopen>true</frominterfaceopen>"),
+                                     std::string("<forcesetaccess>false</forcesetaccess>")})
+  {
+    EXPECT_TRUE(Has(strBlock, strPart)) << strPart;
+  }
+  EXPECT_EQ(strBlock, Env(ProcessThreadName()));
+
+  // A utility started for that caller works under its name and publishes
+  // nothing new; its own block names the parent of the log directory.
+  Start(s_szUtilityXml);
+  EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
+  const std::string strOwn = Published();
+  EXPECT_TRUE(Has(strOwn, "<logpath>" + Root() + "</logpath>\n\t<logmodel>"));
+  EXPECT_TRUE(Has(strOwn, "<callersuniquename>scanapp</callersuniquename>\n\t<frominterfaceopen>true<"));
 }
 
-TEST_F(InterfaceOpenTest, LevelFromTheLoggingTags)
+TEST_F(InterfaceOpenTest, LevelFromTheLoggingTagsAndTheCallersConstIni)
 {
-  OsServicesProcessInterfaceOpen("<interfaceopen><logging>off</logging><logginglevel>9</logginglevel>");
-  EXPECT_EQ(0, PublishedLevel());
-  // An unnamed caller is "isis".
-  EXPECT_EQ(CallerDirectory("isis"), PublishedLogPath());
-  // Each open below would otherwise see the block published by the one
-  // before it as inherited, and keep it.
-  unsetenv("QRB_OSSERVICESARGUMENTS");
-  OsServicesProcessInterfaceOpen("<interfaceopen><logging>on</logging><logginglevel>9</logginglevel>");
-  EXPECT_EQ(9, PublishedLevel());
-  unsetenv("QRB_OSSERVICESARGUMENTS");
-  OsServicesProcessInterfaceOpen("<interfaceopen><logging>maybe</logging>");
-  EXPECT_EQ(0, PublishedLevel());
-  unsetenv("QRB_OSSERVICESARGUMENTS");
-  OsServicesProcessInterfaceOpen(
-      "<interfaceopen><logginglevel>4</logginglevel><forcesetaccess>true</forcesetaccess>");
-  EXPECT_EQ(4, PublishedLevel());
-  EXPECT_NE(std::string::npos, Env("QRB_OSSERVICESARGUMENTS").find("<forcesetaccess>true</forcesetaccess>"));
-}
-
-TEST_F(InterfaceOpenTest, CallersConstIniGivesTheLevel)
-{
+  EXPECT_EQ(0, LevelAfterOpen("<interfaceopen><logging>off</logging><logginglevel>9</logginglevel>"));
+  EXPECT_EQ(CallerDirectory("isis"), PublishedLogPath());  // an unnamed caller
+  EXPECT_EQ(9, LevelAfterOpen("<interfaceopen><logging>on</logging><logginglevel>9</logginglevel>"));
+  EXPECT_EQ(0, LevelAfterOpen("<interfaceopen><logging>maybe</logging>"));
+  EXPECT_EQ(4, LevelAfterOpen(
+                   "<interfaceopen><logginglevel>4</logginglevel><forcesetaccess>true</forcesetaccess>"));
+  EXPECT_TRUE(Has(Env(s_strArgs), "<forcesetaccess>true</forcesetaccess>"));
   ASSERT_EQ(0, system(("mkdir -p '" + CallerDirectory("scanapp") + "'").c_str()));
   ASSERT_TRUE(ostest::WriteFile(CallerDirectory("scanapp") + "/const.ini", "[dsIdentity]\r\nDEBUG=6\r\n"));
-  OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><logging>off</logging>");
-  EXPECT_EQ(6, PublishedLevel());
+  EXPECT_EQ(6, LevelAfterOpen("<interfaceopen><callername>scanapp</callername><logging>off</logging>"));
 }
 
 TEST_F(InterfaceOpenTest, InheritedBlockStaysUnlessInheritanceIsOff)
 {
-  const std::string strBlock = ParentBlock(Path("parentlogs"));
-  ostest::ScopedEnv envParent("QRB_OSSERVICESARGUMENTS", strBlock.c_str());
+  SetParent();
   OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><inherit>no</inherit>");
-  EXPECT_EQ(strBlock, Env("QRB_OSSERVICESARGUMENTS"));
+  EXPECT_EQ(ParentBlock(), Env(s_strArgs));
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
-
   OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><inherit>FALSE</inherit>");
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  EXPECT_NE(std::string::npos, Env("QRB_OSSERVICESARGUMENTS").find("<callersuniquename>scanapp<"));
-}
-
-TEST_F(InterfaceOpenTest, UtilityStartedForACallerWithoutConfiguration)
-{
-  OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><logging>on</logging>");
-  Start(s_szUtilityXml);
-  ASSERT_NE(nullptr, g_poscfg);
-  // The utility works under the caller's name and publishes nothing new.
-  EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
-  // Its own block names the caller and the parent of the log directory.
-  COsCfg::OsCfgServicesArgumentsSetAndLock(true);
-  COsCfg::OsCfgServicesArgumentsSetAndLock(false);
-  EXPECT_NE(std::string::npos, Env("QRB_OSSERVICESARGUMENTS").find("<logpath>" + Root() + "</logpath>"));
-  EXPECT_NE(std::string::npos, Env("QRB_OSSERVICESARGUMENTS").find("<frominterfaceopen>true<"));
-  EXPECT_NE(std::string::npos, Env("QRB_OSSERVICESARGUMENTS").find("<callersuniquename>scanapp<"));
+  EXPECT_TRUE(Has(Env(s_strArgs), "<callersuniquename>scanapp<"));
 }
 
 }  // namespace
