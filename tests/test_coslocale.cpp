@@ -20,7 +20,7 @@ protected:
   COsLocale *m_poslocaleSaved = nullptr;
 };
 
-TEST(LanguageTable, RowsCarryTheirOwnValueAndEndAt131)
+TEST(LanguageTable, RowsCarryTheirOwnValueEndAt131AndHoldTheirFixedValues)
 {
   for (uint32_t ii = 0; ii < OS_LANGUAGE_COUNT; ii++)
   {
@@ -32,10 +32,6 @@ TEST(LanguageTable, RowsCarryTheirOwnValueAndEndAt131)
   EXPECT_STREQ("af_zaf", s_oslanguagelookup[2].szLexicon);
   EXPECT_STREQ("vi_vnm", s_oslanguagelookup[130].szLexicon);
   EXPECT_STREQ("", s_oslanguagelookup[131].szLexicon);
-}
-
-TEST(LanguageTable, TellingRowsHoldTheirFixedValues)
-{
   const struct
   {
     uint32_t u32Row;
@@ -106,36 +102,18 @@ TEST(LanguageTable, RealRowsAreConsistent)
   }
 }
 
-TEST_F(LocaleTest, ConstructorSelectsEnglishAndPublishesItself)
-{
-  COsLocale oslocale;
-  EXPECT_EQ(&oslocale, g_poslocale);
-  EXPECT_EQ(39u, oslocale.GetCurrentLanguage());
-  EXPECT_STREQ("en_usa", oslocale.GetLanguageName());
-  EXPECT_EQ(2, oslocale.GetMeasurement());
-}
-
-TEST_F(LocaleTest, DestructorLeavesTheGlobalAlone)
+TEST_F(LocaleTest, ConstructorSelectsEnglishAndPublishesItselfForGood)
 {
   COsLocale *poslocale = new COsLocale;
-  delete poslocale;
   EXPECT_EQ(poslocale, g_poslocale);
+  EXPECT_EQ(39u, poslocale->GetCurrentLanguage());
+  EXPECT_STREQ("en_usa", poslocale->GetLanguageName());
+  EXPECT_EQ(2, poslocale->GetMeasurement());
+  delete poslocale;
+  EXPECT_EQ(poslocale, g_poslocale);  // the destructor leaves the global alone
 }
 
-TEST_F(LocaleTest, SetLanguageByValueNameAndTwainCode)
-{
-  COsLocale oslocale;
-  EXPECT_EQ(EOSSTS_OK, oslocale.SetLanguage(OS_LANGUAGE_DE_DEU));
-  EXPECT_STREQ("de_deu", oslocale.GetLanguageName());
-  EXPECT_EQ(EOSSTS_OK, oslocale.SetLanguage("JP_JPN"));
-  EXPECT_EQ(78u, oslocale.GetCurrentLanguage());
-  EXPECT_EQ(EOSSTS_OK, oslocale.SetLanguageTwain(52));
-  EXPECT_STREQ("en_gbr", oslocale.GetLanguageName());
-  EXPECT_EQ(EOSSTS_OK, oslocale.SetLanguageTwain(13));
-  EXPECT_STREQ("twain_en_usa", oslocale.GetLanguageName());
-}
-
-TEST_F(LocaleTest, UnknownLanguagesLeaveTheCurrentOne)
+TEST_F(LocaleTest, SetLanguageByValueNameAndTwainCodeButNeverOutsideTheTable)
 {
   COsLocale oslocale;
   EXPECT_EQ(EOSSTS_BADARG, oslocale.SetLanguage(OS_LANGUAGE_UNDEFINED));
@@ -148,6 +126,14 @@ TEST_F(LocaleTest, UnknownLanguagesLeaveTheCurrentOne)
   EXPECT_EQ(39u, oslocale.GetCurrentLanguage());
   EXPECT_EQ(EOSSTS_OK, oslocale.SetLanguage(130u));
   EXPECT_STREQ("vi_vnm", oslocale.GetLanguageName());
+  EXPECT_EQ(EOSSTS_OK, oslocale.SetLanguage(OS_LANGUAGE_DE_DEU));
+  EXPECT_STREQ("de_deu", oslocale.GetLanguageName());
+  EXPECT_EQ(EOSSTS_OK, oslocale.SetLanguage("JP_JPN"));
+  EXPECT_EQ(78u, oslocale.GetCurrentLanguage());
+  EXPECT_EQ(EOSSTS_OK, oslocale.SetLanguageTwain(52));
+  EXPECT_STREQ("en_gbr", oslocale.GetLanguageName());
+  EXPECT_EQ(EOSSTS_OK, oslocale.SetLanguageTwain(13));
+  EXPECT_STREQ("twain_en_usa", oslocale.GetLanguageName());
 }
 
 TEST(LanguageFind, SearchesByColumn)

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
@@ -16,7 +17,7 @@
 
 #include "os_coslog.h"
 #include "os_cosmem.h"
-#include "os_testutil.h"
+#include "os_testlog.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/lsan_interface.h>
@@ -43,10 +44,7 @@ class MemTest : public ::testing::Test
 protected:
   void SetUp() override
   {
-    m_poslogSaved = g_poslog;
     m_posmemSaved = g_posmem;
-    m_strLog = m_tempdir / "mem.log";
-    g_poslog = new COsLog("test", m_strLog.c_str(), 1, nullptr);
     g_poslog->EnableAssert(0);
     m_posmem = new COsMem(OS_MEM_METHOD_MALLOC, 1);
   }
@@ -54,65 +52,55 @@ protected:
   void TearDown() override
   {
     delete m_posmem;
-    delete g_poslog;
-    g_poslog = m_poslogSaved;
     g_posmem = m_posmemSaved;
-  }
-
-  // The text of each message line after the header ("... V. text").
-  std::vector<std::string> Texts()
-  {
-    std::vector<std::string> vec;
-    static const std::regex s_regex(R"(^\d{5} \d{9} .{32} [ \d]{5} [ \d-]{5} T\d{4,} S\d+ V(.) )");
-    for (const std::string &strLine : ostest::SplitLines(ostest::ReadFile(m_strLog)))
+    if (!m_strOldCwd.empty())
     {
-      std::smatch match;
-      if (std::regex_search(strLine, match, s_regex) && strLine.compare(match.length(0), 4, "### ") != 0)
-      {
-        vec.push_back(match[1].str() + " " + strLine.substr(static_cast<size_t>(match.length(0))));
-      }
+      EXPECT_EQ(0, chdir(m_strOldCwd.c_str()));
     }
-    return vec;
   }
 
-  bool Logged(const std::string &a_strText)
+  // Each message as its letter, a space and the text.
+  std::vector<std::string> Texts() const { return m_logcapture.Messages(); }
+
+  bool Logged(const std::string &a_strText) const
   {
     std::vector<std::string> vec = Texts();
     return std::find(vec.begin(), vec.end(), a_strText) != vec.end();
   }
 
+  // Runs in the temporary directory (crash dumps land there) until the test ends.
+  void EnterTempDir()
+  {
+    char szOld[4096];
+    ASSERT_NE(nullptr, getcwd(szOld, sizeof(szOld)));
+    m_strOldCwd = szOld;
+    ASSERT_EQ(0, chdir(m_tempdir.Path().c_str()));
+  }
+
+  ostest::LogCapture m_logcapture{1};
   ostest::TempDir m_tempdir;
-  std::string m_strLog;
+  std::string m_strOldCwd;
   COsMem *m_posmem = nullptr;
-  COsLog *m_poslogSaved = nullptr;
   COsMem *m_posmemSaved = nullptr;
 };
 
-TEST_F(MemTest, ConstructorPublishesTheObjectAndDestructorClearsIt)
-{
-  EXPECT_EQ(m_posmem, g_posmem);
-  EXPECT_EQ(static_cast<uint32_t>(sysconf(_SC_PAGESIZE)), g_posmem->GetPageSize());
-}
-
 TEST_F(MemTest, TenBytesCountSeventyFourAndReleaseRestoresTheTotals)
 {
+  EXPECT_EQ(m_posmem, g_posmem);  // the constructor publishes the object
+  EXPECT_EQ(static_cast<uint32_t>(sysconf(_SC_PAGESIZE)), g_posmem->GetPageSize());
   void *pv = g_posmem->Alloc(10, "caller.cpp", 12, EOSLOGFLAG_MEM, true, "block");
   ASSERT_NE(nullptr, pv);
   EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(pv) % 16);
   g_posmem->Free(pv, "caller.cpp", 13, EOSLOGFLAG_MEM, true);
-  std::string strAddress = Pointer(pv);
   std::vector<std::string> vec = Texts();
   ASSERT_EQ(2u, vec.size());
-  char szAlloc[256];
-  snprintf(szAlloc, sizeof(szAlloc),
-           ". mem>>> m+   AD:%s   SZ:%-9d  AC:%-6d  FC:%-6d  CC:%-6d  CB:%-9llu  PB:%-9llu  FN:%s",
-           strAddress.c_str(), 74, 1, 0, 1, 74ULL, 74ULL, "block");
-  EXPECT_EQ(szAlloc, vec[0]);
-  char szFree[256];
-  snprintf(szFree, sizeof(szFree),
-           ". mem>>> m-   AD:%s   SZ:%-9d  AC:%-6d  FC:%-6d  CC:%-6d  CB:%-9llu  PB:%-9llu  FN:",
-           strAddress.c_str(), 74, 1, 1, 0, 0ULL, 74ULL);
-  EXPECT_EQ(szFree, vec[1]);
+  const char *szFormat =
+      ". mem>>> m%c   AD:%s   SZ:%-9d  AC:%-6d  FC:%-6d  CC:%-6d  CB:%-9llu  PB:%-9llu  FN:%s";
+  char szLine[256];
+  snprintf(szLine, sizeof(szLine), szFormat, '+', Pointer(pv).c_str(), 74, 1, 0, 1, 74ULL, 74ULL, "block");
+  EXPECT_EQ(szLine, vec[0]);
+  snprintf(szLine, sizeof(szLine), szFormat, '-', Pointer(pv).c_str(), 74, 1, 1, 0, 0ULL, 74ULL, "");
+  EXPECT_EQ(szLine, vec[1]);
 }
 
 TEST_F(MemTest, PeakBytesFollowTheHighestCurrentBytes)
@@ -143,10 +131,7 @@ TEST_F(MemTest, BlocksComeBackZeroFilledEvenWhenReused)
     memset(pu8, 0xa5, 4000 + 64);
     g_posmem->Free(pu8, "c.cpp", 2, EOSLOGFLAG_MEM, true);
   }
-}
-
-TEST_F(MemTest, SizeZeroIsReportedAndStillAllocated)
-{
+  // Size zero is reported and still allocated (the slack alone).
   void *pv = g_posmem->Alloc(0, "zero.cpp", 77, EOSLOGFLAG_MEM, true, "none");
   ASSERT_NE(nullptr, pv);
   EXPECT_TRUE(Logged("E mem>>> a_sizetBytes is 0..."));
@@ -155,36 +140,31 @@ TEST_F(MemTest, SizeZeroIsReportedAndStillAllocated)
   EXPECT_NE(std::string::npos, Texts().back().find("SZ:64 "));
 }
 
-TEST_F(MemTest, ForeignPointerIsReportedAndLeftAlone)
+TEST_F(MemTest, NullForeignAndDoubleReleasesAreReportedAndLeftAlone)
 {
   static char s_acNotOurs[32];
-  errno = 0;
-  g_posmem->Free(s_acNotOurs, "foreign.cpp", 5, EOSLOGFLAG_MEM, true);
-  EXPECT_EQ((std::vector<std::string>{"A mem>>> Can't find managed item..." + Pointer(s_acNotOurs),
-                                      "E mem>>> The error occurred here..."}),
-            Texts());
-  // The second line names the caller.
-  std::string strFile = ostest::ReadFile(m_strLog);
-  EXPECT_NE(std::string::npos, strFile.find("foreign" + std::string(25, ' ') + "     5     0 T"));
-}
-
-TEST_F(MemTest, SecondReleaseOfABlockIsNotFound)
-{
   void *pv = g_posmem->Alloc(8, "c.cpp", 1, EOSLOGFLAG_MEM, true, "twice");
   g_posmem->Free(pv, "c.cpp", 2, EOSLOGFLAG_MEM, true);
+  size_t sizeBefore = Texts().size();
+  g_posmem->Free(nullptr, "c.cpp", 9, EOSLOGFLAG_MEM, true);
+  errno = 0;
+  g_posmem->Free(s_acNotOurs, "foreign.cpp", 5, EOSLOGFLAG_MEM, true);
   g_posmem->Free(pv, "c.cpp", 3, EOSLOGFLAG_MEM, true);
   std::vector<std::string> vec = Texts();
-  ASSERT_EQ(4u, vec.size());
-  EXPECT_EQ("A mem>>> Can't find managed item..." + Pointer(pv), vec[2]);
-  EXPECT_EQ("E mem>>> The error occurred here...", vec[3]);
-}
-
-TEST_F(MemTest, NullReleaseIsReported)
-{
-  g_posmem->Free(nullptr, "c.cpp", 9, EOSLOGFLAG_MEM, true);
-  EXPECT_EQ((std::vector<std::string>{"A mem>>> Attempt to free a NULL value...",
-                                      "E mem>>> The error occurred here..."}),
-            Texts());
+  vec.erase(vec.begin(), vec.begin() + static_cast<long>(sizeBefore));
+  EXPECT_EQ(
+      (std::vector<std::string>{
+          "A mem>>> Attempt to free a NULL value...", "E mem>>> The error occurred here...",
+          "A mem>>> Can't find managed item..." + Pointer(s_acNotOurs), "E mem>>> The error occurred here...",
+          "A mem>>> Can't find managed item..." + Pointer(pv), "E mem>>> The error occurred here..."}),
+      vec);
+  // The error line names the caller.
+  std::vector<std::string> vecLines = m_logcapture.Lines();
+  EXPECT_EQ(1, std::count_if(vecLines.begin(), vecLines.end(),
+                             [](const std::string &a_str) {
+                               return a_str.find("foreign" + std::string(25, ' ') + "     5     0 T") !=
+                                      std::string::npos;
+                             }));
 }
 
 TEST_F(MemTest, FullTableGivesAnUntrackedBlock)
@@ -227,8 +207,8 @@ TEST_F(MemTest, LockedAllocationsFromThreadsKeepTheTotalsExact)
         {
           for (int jj = 0; jj < 500; jj++)
           {
-            void *pv = g_posmem->Alloc(16, "t.cpp", 1, EOSLOGFLAG_MEM, true, nullptr);
-            g_posmem->Free(pv, "t.cpp", 2, EOSLOGFLAG_MEM, true);
+            g_posmem->Free(g_posmem->Alloc(16, "t.cpp", 1, EOSLOGFLAG_MEM, true, nullptr), "t.cpp", 2,
+                           EOSLOGFLAG_MEM, true);
           }
         });
   }
@@ -260,12 +240,8 @@ TEST_F(MemTest, SharedTraceBlocksAreWholeZeroedPages)
   EXPECT_NE(std::string::npos,
             vec[0].find("mem>>> v+   AD:" + Pointer(pu8) + "   SZ:" + std::to_string(2 * u32Page)));
   EXPECT_NE(std::string::npos, vec[1].find("mem>>> v-   AD:"));
-}
-
-TEST_F(MemTest, SetAccessRefusesUntrackedPointers)
-{
   int iLocal = 0;
-  EXPECT_EQ(EOSSTS_BADARG, g_posmem->SetAccess(&iLocal, OS_MEMACCESS_READ));
+  EXPECT_EQ(EOSSTS_BADARG, g_posmem->SetAccess(&iLocal, OS_MEMACCESS_READ));  // untracked
 }
 
 TEST_F(MemTest, ForeignBlocksAreCountedButNotKept)
@@ -302,21 +278,20 @@ TEST_F(MemTest, DumpListsTheRecordsInUse)
 
 TEST_F(MemTest, DumpSystemNamesTheFileAfterTheTime)
 {
-  char szOld[4096];
-  ASSERT_NE(nullptr, getcwd(szOld, sizeof(szOld)));
-  ASSERT_EQ(0, chdir(m_tempdir.Path().c_str()));
+  EnterTempDir();
   g_posmem->DumpSystem("crash.txt");
   g_posmem->DumpSystem(nullptr);
-  EXPECT_EQ(0, chdir(szOld));
   std::vector<std::string> vec = Texts();
   ASSERT_EQ(2u, vec.size());
-  std::smatch match;
-  const std::regex regexCrash(R"re(\. system: pmap \d+ > "(crash_\d{9}\.txt)" \(.*crash_\d{9}\.txt\))re");
-  ASSERT_TRUE(std::regex_match(vec[0], match, regexCrash)) << vec[0];
-  EXPECT_TRUE(ostest::FileExists(m_tempdir / match[1].str()));
-  const std::regex regexDefault(R"re(\. system: pmap \d+ > "(QrbMem_\d{9}\.txt)" .*)re");
-  ASSERT_TRUE(std::regex_match(vec[1], match, regexDefault)) << vec[1];
-  EXPECT_TRUE(ostest::FileExists(m_tempdir / match[1].str()));
+  const char *const aszPattern[] = {
+      R"re(\. system: pmap \d+ > "(crash_\d{9}\.txt)" \(.*crash_\d{9}\.txt\))re",
+      R"re(\. system: pmap \d+ > "(QrbMem_\d{9}\.txt)" .*)re"};
+  for (int ii = 0; ii < 2; ii++)
+  {
+    std::smatch match;
+    ASSERT_TRUE(std::regex_match(vec[ii], match, std::regex(aszPattern[ii]))) << vec[ii];
+    EXPECT_TRUE(ostest::FileExists(m_tempdir / match[1].str()));
+  }
 }
 
 TEST_F(MemTest, NotOwningObjectLeavesItsImplementationButClearsTheGlobal)
@@ -328,31 +303,17 @@ TEST_F(MemTest, NotOwningObjectLeavesItsImplementationButClearsTheGlobal)
   delete posmem;
   EXPECT_EQ(nullptr, g_posmem);
   free(pv);
-  g_posmem = m_posmem;
 }
 
-TEST(MemNoImpl, UnknownMethodGivesNoBlock)
+TEST_F(MemTest, UnknownMethodGivesNoBlock)
 {
-  COsMem *posmemSaved = g_posmem;
-  COsLog *poslogSaved = g_poslog;
-  ostest::TempDir tempdir;
-  std::string strLog = tempdir / "m.log";
-  g_poslog = new COsLog("test", strLog.c_str(), 0, nullptr);
-  g_poslog->EnableAssert(0);
-  char szOld[4096];
-  ASSERT_NE(nullptr, getcwd(szOld, sizeof(szOld)));
-  ASSERT_EQ(0, chdir(tempdir.Path().c_str()));  // the crash dump lands here
+  EnterTempDir();  // the crash dump lands here
   {
     COsMem osmem(7, 1);
     EXPECT_EQ(nullptr, osmem.Alloc(10, "c.cpp", 1, EOSLOGFLAG_MEM, true, nullptr));
   }
-  EXPECT_EQ(0, chdir(szOld));
-  std::string strFile = ostest::ReadFile(strLog);
-  EXPECT_NE(std::string::npos, strFile.find("VA mem>>> Unrecognized method...7\r\n"));
-  EXPECT_NE(std::string::npos, strFile.find("VA mem>>> Error occurred here...\r\n"));
-  delete g_poslog;
-  g_poslog = poslogSaved;
-  g_posmem = posmemSaved;
+  EXPECT_TRUE(Logged("A mem>>> Unrecognized method...7"));
+  EXPECT_TRUE(Logged("A mem>>> Error occurred here..."));
 }
 
 }  // namespace

@@ -14,12 +14,15 @@
 #include "os_costhread.h"
 #include "os_testlog.h"
 
-TEST(SpinLock, ZeroWordIsFreeAndNoWaitReportsHeld)
+TEST(SpinLock, ZeroWordIsFreeAndNoWaitReportsHeldEvenToAnotherThread)
 {
   OSSPINLOCK spinlock = 0;
   COsSync::SpinLock(&spinlock);
   EXPECT_EQ(1, spinlock);
   EXPECT_EQ(4u, COsSync::SpinLockNoWait(&spinlock));
+  EOSSTS eosstsOther = EOSSTS_OK;
+  std::thread([&] { eosstsOther = COsSync::SpinLockNoWait(&spinlock); }).join();
+  EXPECT_EQ(4u, eosstsOther);
   EXPECT_EQ(1, spinlock);
   COsSync::SpinUnlock(&spinlock);
   EXPECT_EQ(0, spinlock);
@@ -28,18 +31,7 @@ TEST(SpinLock, ZeroWordIsFreeAndNoWaitReportsHeld)
   COsSync::SpinUnlock(&spinlock);
   COsSync::SpinUnlock(&spinlock);  // unlocking a free lock is harmless
   EXPECT_EQ(0, spinlock);
-}
-
-TEST(SpinLock, HeldByAnotherThread)
-{
-  OSSPINLOCK spinlock = 0;
-  COsSync::SpinLock(&spinlock);
-  EOSSTS eosstsOther = EOSSTS_OK;
-  std::thread thread([&] { eosstsOther = COsSync::SpinLockNoWait(&spinlock); });
-  thread.join();
-  EXPECT_EQ(4u, eosstsOther);
-  COsSync::SpinUnlock(&spinlock);
-  // The other thread now waits until the lock is given back.
+  // Another thread waits until the lock is given back.
   COsSync::SpinLock(&spinlock);
   std::atomic<bool> blTaken(false);
   std::thread waiter(
@@ -84,23 +76,21 @@ TEST(SpinLock, TwoThreadsCountWithoutLosingIncrements)
   EXPECT_EQ(0, spinlock);
 }
 
-TEST(ThreadIds, ProcessAndThreadIdentifiers)
+TEST(ThreadIds, IdentifiersAndTheLivenessProbe)
 {
   EXPECT_EQ(static_cast<uint64_t>(getpid()), COsThread::GetProcessId());
   // The main thread's kernel identifier is the process identifier.
   EXPECT_EQ(COsThread::GetProcessId(), COsThread::GetThreadId());
   uint64_t u64Other = 0;
-  std::thread thread([&] { u64Other = COsThread::GetThreadId(); });
-  thread.join();
+  std::thread([&] { u64Other = COsThread::GetThreadId(); }).join();
   EXPECT_NE(0u, u64Other);
   EXPECT_NE(COsThread::GetThreadId(), u64Other);
-}
-
-TEST(IsThreadRunning, SelfIsRunningExitedChildIsNot)
-{
   EXPECT_TRUE(COsThread::IsThreadRunning(COsThread::GetProcessId()));
   // Only the low 32 bits name the process.
   EXPECT_TRUE(COsThread::IsThreadRunning((0xABCDull << 32) | COsThread::GetProcessId()));
+  // 0 and -1 would name process groups.
+  EXPECT_FALSE(COsThread::IsThreadRunning(0));
+  EXPECT_FALSE(COsThread::IsThreadRunning(0xFFFFFFFFull));
   pid_t pid = fork();
   ASSERT_GE(pid, 0);
   if (pid == 0)
@@ -112,13 +102,7 @@ TEST(IsThreadRunning, SelfIsRunningExitedChildIsNot)
   EXPECT_FALSE(COsThread::IsThreadRunning(static_cast<unsigned long long>(pid)));
 }
 
-TEST(IsThreadRunning, GroupIdentifiersAreNotProcesses)
-{
-  EXPECT_FALSE(COsThread::IsThreadRunning(0));
-  EXPECT_FALSE(COsThread::IsThreadRunning(0xFFFFFFFFull));
-}
-
-TEST(IsThreadRunning, ProcessThatMayNotBeSignalledCountsAsNotRunning)
+TEST(ThreadIds, ProcessThatMayNotBeSignalledCountsAsNotRunning)
 {
   if (geteuid() != 0)
   {
@@ -143,8 +127,7 @@ TEST(IsThreadRunning, ProcessThatMayNotBeSignalledCountsAsNotRunning)
 
 TEST(ProcessIntegrity, DependsOnEffectiveUserAndIsCached)
 {
-  uint32_t u32Expected = geteuid() == 0 ? 6u : 4u;
-  EXPECT_EQ(u32Expected, COsThread::GetProcessIntegrity());
+  EXPECT_EQ(geteuid() == 0 ? 6u : 4u, COsThread::GetProcessIntegrity());
   if (geteuid() != 0)
   {
     GTEST_SKIP() << "caching across a change of user needs the superuser";
@@ -179,25 +162,24 @@ public:
     }
     COsThread::AffinitySetGlobalMask(0);
   }
+  bool Unchanged() const
+  {
+    cpu_set_t cpuset = Current();
+    return CPU_EQUAL(&cpuset, &m_cpuset);
+  }
+  static cpu_set_t Current()
+  {
+    cpu_set_t cpuset;
+    CPU_ZERO(&cpuset);
+    sched_getaffinity(0, sizeof(cpuset), &cpuset);
+    return cpuset;
+  }
   const cpu_set_t &Saved() const { return m_cpuset; }
 
 private:
   cpu_set_t m_cpuset;
   bool m_blSaved;
 };
-
-bool SameSet(const cpu_set_t &a_cpuset1, const cpu_set_t &a_cpuset2)
-{
-  return CPU_EQUAL(&a_cpuset1, &a_cpuset2);
-}
-
-cpu_set_t CurrentSet()
-{
-  cpu_set_t cpuset;
-  CPU_ZERO(&cpuset);
-  sched_getaffinity(0, sizeof(cpuset), &cpuset);
-  return cpuset;
-}
 
 // The processor count the affinity call goes by.
 bool SeveralProcessors()
@@ -207,35 +189,25 @@ bool SeveralProcessors()
 
 }  // namespace
 
-TEST(Affinity, GlobalMaskIsStored)
+TEST(Affinity, GlobalMaskIsStoredAndZeroKeepsTheCurrentAffinity)
 {
   AffinityGuard guard;
   COsThread::AffinitySetGlobalMask(0x1234567890LL);
   EXPECT_EQ(0x1234567890LL, COsThread::AffinityGetGlobalMask());
   EXPECT_EQ(0u, COsThread::AffinitySetMaskCurrentThread(0));
   EXPECT_EQ(0LL, COsThread::AffinityGetGlobalMask());
-}
-
-TEST(Affinity, ZeroKeepsTheCurrentAffinity)
-{
-  AffinityGuard guard;
-  EXPECT_EQ(0u, COsThread::AffinitySetMaskCurrentThread(0));
-  EXPECT_TRUE(SameSet(guard.Saved(), CurrentSet()));
+  EXPECT_TRUE(guard.Unchanged());
 }
 
 TEST(Affinity, MaskSelectsProcessors)
 {
-  if (!SeveralProcessors())
-  {
-    GTEST_SKIP() << "a single processor only stores the mask";
-  }
   AffinityGuard guard;
-  if (!CPU_ISSET(1, &guard.Saved()))
+  if (!SeveralProcessors() || !CPU_ISSET(1, &guard.Saved()))
   {
     GTEST_SKIP() << "processor 1 is not available to this process";
   }
   EXPECT_EQ(0u, COsThread::AffinitySetMaskCurrentThread(2));
-  cpu_set_t cpuset = CurrentSet();
+  cpu_set_t cpuset = AffinityGuard::Current();
   EXPECT_EQ(1, CPU_COUNT(&cpuset));
   EXPECT_TRUE(CPU_ISSET(1, &cpuset));
   EXPECT_EQ(2LL, COsThread::AffinityGetGlobalMask());
@@ -252,6 +224,6 @@ TEST(Affinity, UpperBitsStandForProcessor31)
   // Bit 40 selects processor 31 only, which does not exist here: refused.
   EXPECT_EQ(1u, COsThread::AffinitySetMaskCurrentThread(1LL << 40));
   EXPECT_EQ("A sched_setaffinity failed...0", logcapture.Last());
-  EXPECT_TRUE(SameSet(guard.Saved(), CurrentSet()));
+  EXPECT_TRUE(guard.Unchanged());
   EXPECT_EQ(1LL << 40, COsThread::AffinityGetGlobalMask());
 }

@@ -86,38 +86,21 @@ TEST(GetSystemTime, IsNowInUtc)
   EXPECT_EQ(tmNow.tm_wday, timerecord.wDayOfWeek);
 }
 
-TEST(GetSystemTime, NullRecord)
-{
-  EXPECT_EQ(3u, COsTime::GetSystemTime(nullptr));
-}
-
-TEST(GetLocalTime, GivenSecondsInTheLocalZone)
+TEST(GetLocalTime, GivenSecondsInTheLocalZoneOnlyTheLow32BitsCount)
 {
   ScopedTz tz("Asia/Tokyo");
   OsTimeRecord timerecord;
   memset(&timerecord, 0xFF, sizeof(timerecord));
   unsigned long long u64Extra = 99;
-  ASSERT_EQ(0u, COsTime::GetLocalTime(&timerecord, 86400LL * 365 + 1, &u64Extra));
+  ASSERT_EQ(0u, COsTime::GetLocalTime(&timerecord, (1LL << 32) + 86400LL * 365 + 1, &u64Extra));
   EXPECT_EQ(0u, u64Extra);
   // 1971-01-01 00:00:01 UTC is 09:00:01 in Tokyo, a Friday.
-  EXPECT_EQ(1971, timerecord.wYear);
-  EXPECT_EQ(1, timerecord.wMonth);
-  EXPECT_EQ(1, timerecord.wDay);
-  EXPECT_EQ(5, timerecord.wDayOfWeek);
-  EXPECT_EQ(9, timerecord.wHour);
-  EXPECT_EQ(0, timerecord.wMinute);
-  EXPECT_EQ(1, timerecord.wSecond);
-  EXPECT_EQ(0, timerecord.wMilliseconds);
-}
-
-TEST(GetLocalTime, OnlyTheLow32BitsOfTheSecondsCount)
-{
-  ScopedTz tz("UTC");
-  OsTimeRecord timerecord = {};
-  ASSERT_EQ(0u, COsTime::GetLocalTime(&timerecord, (1LL << 32) + 86400, nullptr));
-  EXPECT_EQ(1970, timerecord.wYear);
-  EXPECT_EQ(2, timerecord.wDay);
-  EXPECT_EQ(0, timerecord.wHour);
+  OsTimeRecord timerecordExpected = Record(1971, 1, 1, 9, 0, 1, 0);
+  timerecordExpected.wDayOfWeek = 5;
+  EXPECT_EQ(0, memcmp(&timerecordExpected, &timerecord, sizeof(timerecord)));
+  u64Extra = 5;
+  EXPECT_EQ(3u, COsTime::GetLocalTime(nullptr, 0, &u64Extra));  // a null record still clears the extra
+  EXPECT_EQ(0u, u64Extra);
 }
 
 TEST(GetLocalTime, ZeroMeansNow)
@@ -133,64 +116,35 @@ TEST(GetLocalTime, ZeroMeansNow)
   EXPECT_LE(llShift, 9 * 3600 + 1);
 }
 
-TEST(GetLocalTime, NullRecordStillClearsExtra)
+TEST(GetDifference, MillisecondsWithinADayWholeSecondsAcrossMidnight)
 {
-  unsigned long long u64Extra = 5;
-  EXPECT_EQ(3u, COsTime::GetLocalTime(nullptr, 0, &u64Extra));
-  EXPECT_EQ(0u, u64Extra);
-}
-
-TEST(GetDifference, WithinOneDayToTheMillisecond)
-{
-  OsTimeRecord timerecordLater = Record(2024, 1, 31, 10, 0, 0, 500);
-  OsTimeRecord timerecordEarlier = Record(2024, 1, 31, 9, 59, 59, 900);
-  EXPECT_EQ(600, COsTime::GetDifference(&timerecordLater, &timerecordEarlier));
-  EXPECT_EQ(-600, COsTime::GetDifference(&timerecordEarlier, &timerecordLater));
-  OsTimeRecord timerecordMidnight = Record(2024, 1, 31, 0, 0, 0, 0);
-  OsTimeRecord timerecordLast = Record(2024, 1, 31, 23, 59, 59, 999);
-  EXPECT_EQ(86399999, COsTime::GetDifference(&timerecordLast, &timerecordMidnight));
-}
-
-TEST(GetDifference, AcrossMidnightOnlyWholeSeconds)
-{
-  ScopedTz tz("UTC");
-  OsTimeRecord timerecordLater = Record(2024, 2, 1, 0, 0, 0, 100);
-  OsTimeRecord timerecordEarlier = Record(2024, 1, 31, 23, 59, 59, 900);
-  EXPECT_EQ(1000, COsTime::GetDifference(&timerecordLater, &timerecordEarlier));
-  EXPECT_EQ(-1000, COsTime::GetDifference(&timerecordEarlier, &timerecordLater));
-  OsTimeRecord timerecordNewYear = Record(2025, 1, 1, 0, 0, 1, 0);
-  OsTimeRecord timerecordOldYear = Record(2024, 12, 31, 23, 59, 59, 0);
-  EXPECT_EQ(2000, COsTime::GetDifference(&timerecordNewYear, &timerecordOldYear));
-  OsTimeRecord timerecordLeap = Record(2024, 3, 1, 0, 0, 0, 0);
-  OsTimeRecord timerecordFeb = Record(2024, 2, 28, 0, 0, 0, 0);
-  EXPECT_EQ(2LL * 86400 * 1000, COsTime::GetDifference(&timerecordLeap, &timerecordFeb));
-}
-
-TEST(GetDifference, SmallYearsCountFrom1900)
-{
-  ScopedTz tz("UTC");
-  OsTimeRecord timerecordFull = Record(2024, 5, 6, 7, 8, 9, 0);
-  OsTimeRecord timerecordShort = Record(124, 5, 6, 7, 8, 9, 0);
-  EXPECT_EQ(0, COsTime::GetDifference(&timerecordFull, &timerecordShort));
-}
-
-TEST(GetDifference, DaylightSavingIsIgnored)
-{
-  // The clocks in Berlin went forward on 2024-03-31; the days still count 24 hours.
+  struct  // not const: GetDifference takes plain pointers
+  {
+    OsTimeRecord timerecordLater;
+    OsTimeRecord timerecordEarlier;
+    long long llExpected;
+  } acase[] = {// Within one day, to the millisecond.
+               {Record(2024, 1, 31, 10, 0, 0, 500), Record(2024, 1, 31, 9, 59, 59, 900), 600},
+               {Record(2024, 1, 31, 23, 59, 59, 999), Record(2024, 1, 31, 0, 0, 0, 0), 86399999},
+               // Across midnight only whole seconds count.
+               {Record(2024, 2, 1, 0, 0, 0, 100), Record(2024, 1, 31, 23, 59, 59, 900), 1000},
+               {Record(2025, 1, 1, 0, 0, 1, 0), Record(2024, 12, 31, 23, 59, 59, 0), 2000},
+               {Record(2024, 3, 1, 0, 0, 0, 0), Record(2024, 2, 28, 0, 0, 0, 0), 2LL * 86400 * 1000},
+               // Small years count from 1900.
+               {Record(2024, 5, 6, 7, 8, 9, 0), Record(124, 5, 6, 7, 8, 9, 0), 0},
+               // The clocks in Berlin went forward on 2024-03-31; the days still count 24 hours.
+               {Record(2024, 3, 31, 12, 0, 0, 0), Record(2024, 3, 30, 12, 0, 0, 0), 86400LL * 1000}};
   ScopedTz tz("Europe/Berlin");
-  OsTimeRecord timerecordAfter = Record(2024, 3, 31, 12, 0, 0, 0);
-  OsTimeRecord timerecordBefore = Record(2024, 3, 30, 12, 0, 0, 0);
-  EXPECT_EQ(86400LL * 1000, COsTime::GetDifference(&timerecordAfter, &timerecordBefore));
+  for (auto &c : acase)
+  {
+    SCOPED_TRACE(c.llExpected);
+    EXPECT_EQ(c.llExpected, COsTime::GetDifference(&c.timerecordLater, &c.timerecordEarlier));
+    EXPECT_EQ(-c.llExpected, COsTime::GetDifference(&c.timerecordEarlier, &c.timerecordLater));
+  }
+  EXPECT_EQ(-1, COsTime::GetDifference(nullptr, &acase[0].timerecordLater));
 }
 
-TEST(GetDifference, NullArgument)
-{
-  OsTimeRecord timerecord = Record(2024, 1, 1, 0, 0, 0, 0);
-  EXPECT_EQ(-1, COsTime::GetDifference(nullptr, &timerecord));
-  EXPECT_EQ(-1, COsTime::GetDifference(&timerecord, nullptr));
-}
-
-TEST(GetStringTime, NineteenBytesIsTheMinimum)
+TEST(GetStringTime, NineteenBytesIsTheMinimumAndTheWholeSizeIsCleared)
 {
   OsTimeRecord timerecord = Record(2024, 1, 31, 23, 59, 59, 7);
   char sz[32];
@@ -200,45 +154,22 @@ TEST(GetStringTime, NineteenBytesIsTheMinimum)
   ASSERT_EQ(0u, COsTime::GetStringTime(&timerecord, sz, 19));
   EXPECT_STREQ("20240131235959007", sz);
   EXPECT_EQ('x', sz[19]);
-}
-
-TEST(GetStringTime, ClearsTheWholeSize)
-{
-  OsTimeRecord timerecord = Record(999, 2, 3, 4, 5, 6, 70);
-  char sz[32];
-  memset(sz, 'x', sizeof(sz));
+  timerecord = Record(999, 2, 3, 4, 5, 6, 70);
   ASSERT_EQ(0u, COsTime::GetStringTime(&timerecord, sz, 24));
-  EXPECT_STREQ("09990203040506070", sz);
-  for (int ii = 17; ii < 24; ii++)
-  {
-    EXPECT_EQ('\0', sz[ii]) << ii;
-  }
-  EXPECT_EQ('x', sz[24]);
-}
-
-TEST(GetStringTime, BadArguments)
-{
-  OsTimeRecord timerecord = Record(2024, 1, 1, 0, 0, 0, 0);
-  char sz[32] = "keep";
-  EXPECT_EQ(1u, COsTime::GetStringTime(&timerecord, nullptr, 32));
+  EXPECT_EQ(std::string("09990203040506070") + std::string(7, '\0') + "x", std::string(sz, 25));
   EXPECT_EQ(1u, COsTime::GetStringTime(&timerecord, sz, -1));
   EXPECT_EQ(3u, COsTime::GetStringTime(nullptr, sz, 32));
-  EXPECT_STREQ("keep", sz);
+  EXPECT_STREQ("09990203040506070", sz);
 }
 
-TEST(Sleep, WaitsAtLeastTheGivenTime)
+TEST(Sleep, WaitsAtLeastTheGivenTimeAndNotForNegativeTimes)
 {
   auto start = std::chrono::steady_clock::now();
   COsTime::Sleep(30);
-  auto elapsed = std::chrono::steady_clock::now() - start;
-  EXPECT_GE(elapsed, std::chrono::milliseconds(30));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
   COsTime::Sleep(0);
-}
-
-TEST(Sleep, NegativeReturnsAtOnce)
-{
   // Taken as a length, INT_MIN would sleep for weeks.
-  auto start = std::chrono::steady_clock::now();
+  start = std::chrono::steady_clock::now();
   COsTime::Sleep(INT_MIN);
   COsTime::Sleep(-5);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
