@@ -2,13 +2,7 @@
 # builds and runs the consumer program against it.
 #   cmake -DBUILD_DIR=... -DWORK=... -DSOURCE=... -DFLAGS=... -P consumer.cmake
 file(REMOVE_RECURSE "${WORK}")
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "failed (${rc}): ${ARGN}\n${out}\n${err}")
-  endif()
-  set(out "${out}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${WORK}/prefix" --component dev)
 foreach(f include/osservices/os_cosfile.h lib/libosservices.a lib/cmake/osservices/osservicesConfig.cmake)
   if(NOT EXISTS "${WORK}/prefix/${f}")

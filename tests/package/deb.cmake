@@ -2,13 +2,7 @@
 # linked into /usr/lib/udev/rules.d, and maintainer scripts that reload udev.
 #   cmake -DBUILD_DIR=... -DWORK=... -DCPACK=... -DDPKG_DEB=... -P deb.cmake
 file(REMOVE_RECURSE "${WORK}")
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "failed (${rc}): ${ARGN}\n${out}\n${err}")
-  endif()
-  set(out "${out}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 
 run("${CPACK}" -G DEB --config "${BUILD_DIR}/CPackConfig.cmake" -B "${WORK}")
 file(GLOB debs "${WORK}/pnphelper_*.deb")

@@ -3,13 +3,7 @@
 # staged install (DESTDIR) as a package makes it.
 #   cmake -DBUILD_DIR=... -DWORK=... -DXML=... -DOSRESOURCE=... -P install.cmake
 file(REMOVE_RECURSE "${WORK}")
-function(run)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "failed (${rc}): ${ARGN}\n${out}\n${err}")
-  endif()
-  set(out "${out}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 function(expect_exists)
   foreach(f ${ARGN})
     if(NOT EXISTS "${f}")
