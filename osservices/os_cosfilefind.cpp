@@ -56,6 +56,15 @@ void SetName(OsFileInfo *a_posfileinfo, const char *a_szName)
   a_posfileinfo->szNameLower[ii] = '\0';
 }
 
+// The search ran out of entries: the stream is closed and 257 returned.
+EOSSTS EndOfStream(OsFileInfo *a_posfileinfo)
+{
+  OSLOGDBG("readdir failed...<%s>", a_posfileinfo->szFullPath);
+  CloseStream(a_posfileinfo);
+  errno = 0;
+  return EOSSTS_FILENOTFOUND;
+}
+
 // Fills size, type, access and times from the full path. a_szShown is the
 // text the two messages name. 0, or 257 with any open stream closed.
 EOSSTS Examine(OsFileInfo *a_posfileinfo, const char *a_szShown)
@@ -161,10 +170,7 @@ EOSSTS FindPattern(const char *a_szFilename, OsFileInfo *a_posfileinfo)
   const char *szName = NextMatch(a_posfileinfo, strlen(a_posfileinfo->szFullPath));
   if (!szName)
   {
-    OSLOGDBG("readdir failed...<%s>", a_posfileinfo->szFullPath);
-    CloseStream(a_posfileinfo);
-    errno = 0;
-    return EOSSTS_FILENOTFOUND;
+    return EndOfStream(a_posfileinfo);
   }
   SetName(a_posfileinfo, szName);
   COsFile::PathAppend(a_posfileinfo->szFullPath, sizeof(a_posfileinfo->szFullPath), szName);
@@ -209,10 +215,7 @@ EOSSTS COsFile::FindNext(OsFileInfo *a_posfileinfo)
   const char *szName = NextMatch(a_posfileinfo, sizetDirectoryLength);
   if (!szName)
   {
-    OSLOGDBG("readdir failed...<%s>", a_posfileinfo->szFullPath);
-    CloseStream(a_posfileinfo);
-    errno = 0;
-    return EOSSTS_FILENOTFOUND;
+    return EndOfStream(a_posfileinfo);
   }
   SetName(a_posfileinfo, szName);
   a_posfileinfo->szFullPath[sizetDirectoryLength] = '\0';
