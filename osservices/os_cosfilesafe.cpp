@@ -1,6 +1,5 @@
 // os_cosfilesafe.cpp: walking a directory path without following links that
 // other users own (see os_cosfilesafe.h).
-#define _FILE_OFFSET_BITS 64  // large inode numbers on the 32-bit build
 
 #include "os_cosfilesafe.h"
 

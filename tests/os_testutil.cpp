@@ -74,6 +74,26 @@ std::vector<std::string> SplitLines(const std::string &a_strText)
   return vecLines;
 }
 
+std::vector<std::string> ProgramCommand(const std::string &a_strProgram)
+{
+  const std::string strEmulator = OSTEST_EMULATOR;
+  if (strEmulator.empty())
+  {
+    return {a_strProgram};
+  }
+  return {strEmulator, a_strProgram};
+}
+
+std::string ProgramShellCommand(const std::string &a_strProgram)
+{
+  std::string strCommand;
+  for (const std::string &strWord : ProgramCommand(a_strProgram))
+  {
+    strCommand += (strCommand.empty() ? "'" : " '") + strWord + "'";
+  }
+  return strCommand;
+}
+
 ScopedEnv::ScopedEnv(const char *a_szName, const char *a_szValue) : m_strName(a_szName), m_blHadOld(false)
 {
   const char *szOld = getenv(a_szName);

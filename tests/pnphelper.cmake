@@ -26,7 +26,7 @@ endif()
 add_test(NAME OsServicesPackage.FindPackageAndLink
   COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DWORK=${CMAKE_CURRENT_BINARY_DIR}/package-consumer
           -DSOURCE=${CMAKE_CURRENT_SOURCE_DIR}/package "-DFLAGS=${OS_CONSUMER_FLAGS}"
-          -P ${CMAKE_CURRENT_SOURCE_DIR}/package/consumer.cmake)
+          "-DEMULATOR=${OS_EMULATOR}" -P ${CMAKE_CURRENT_SOURCE_DIR}/package/consumer.cmake)
 set_tests_properties(OsServicesPackage.FindPackageAndLink PROPERTIES TIMEOUT 300 RUN_SERIAL TRUE)
 
 # The install layout and the Debian package of the program.
@@ -34,6 +34,7 @@ if(TARGET pnphelper)
   add_test(NAME Packaging.InstallLayout
     COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DWORK=${CMAKE_CURRENT_BINARY_DIR}/install-layout
             -DXML=${PROJECT_SOURCE_DIR}/pnphelper/pnphelper.xml -DOSRESOURCE=$<TARGET_FILE:osresource>
+            "-DEMULATOR=${OS_EMULATOR}"
             -P ${CMAKE_CURRENT_SOURCE_DIR}/package/install.cmake)
   find_program(OS_DPKG_DEB dpkg-deb)
   if(OS_DPKG_DEB)

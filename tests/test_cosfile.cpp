@@ -341,16 +341,15 @@ TEST(CosFileCreate, StopsAfterSixtyFourComponents)
   EXPECT_FALSE(ostest::IsDirectory(strLast + "/d"));
 }
 
-// The trace file name is read once per process, so the case runs in a fresh
-// process: the "threadsafe" style runs this body again in a child, which
-// finds the parent's directory through OSTEST_COSFILE_TRACEDIR.
+// The trace file name is read once per process, so the case runs in a forked
+// child. CTest runs every test in a process of its own, so the child starts
+// with the name unread (a re-executing death test style would not run under
+// an emulator).
 TEST(CosFileCreateDeathTest, TraceFileLogsExistingDirectories)
 {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const char *szShared = getenv("OSTEST_COSFILE_TRACEDIR");
-  std::unique_ptr<ostest::TempDir> ptempdir(szShared ? nullptr : new ostest::TempDir);
-  std::string strDirectory = szShared ? szShared : ptempdir->Path();
-  ostest::ScopedEnv env("OSTEST_COSFILE_TRACEDIR", strDirectory.c_str());
+  GTEST_FLAG_SET(death_test_style, "fast");
+  ostest::TempDir tempdir;
+  const std::string strDirectory = tempdir.Path();
   std::string strTrace = strDirectory + "/trace.txt";
   EXPECT_EXIT(
       {

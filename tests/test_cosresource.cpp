@@ -411,7 +411,7 @@ TEST(LocalResource, ReadsTheProgramsOwnFile)
   ASSERT_TRUE(ostest::WriteFile(strCopy, ostest::ReadFile("/proc/self/exe")));
   ASSERT_EQ(0, chmod(strCopy.c_str(), 0755));
   ASSERT_EQ(EOSSTS_OK, Add(strCopy, "PNPHELPER", s_szScanners));
-  std::string strCommand = "OSTEST_LOCAL_RESOURCE=1 " + strCopy +
+  std::string strCommand = "OSTEST_LOCAL_RESOURCE=1 " + ostest::ProgramShellCommand(strCopy) +
                            " --gtest_filter=LocalResource.ReadsTheProgramsOwnFile >" + (tempdir / "out") +
                            " 2>&1";
   EXPECT_EQ(0, system(strCommand.c_str())) << ostest::ReadFile(tempdir / "out");

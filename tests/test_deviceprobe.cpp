@@ -54,8 +54,10 @@ protected:
       const int iFd = open(strErr.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
       dup2(iFd, 2);
       setenv("DEVICEPROBE_SYSFS", a_szSysfs ? a_szSysfs : m_strSysfs.c_str(), 1);
-      std::vector<char *> vecArgv{const_cast<char *>(DEVICEPROBE_BIN)};
-      for (const std::string &str : a_vecArgs)
+      std::vector<std::string> vecCommand = ostest::ProgramCommand(DEVICEPROBE_BIN);
+      vecCommand.insert(vecCommand.end(), a_vecArgs.begin(), a_vecArgs.end());
+      std::vector<char *> vecArgv;
+      for (const std::string &str : vecCommand)
       {
         vecArgv.push_back(const_cast<char *>(str.c_str()));
       }

@@ -45,7 +45,7 @@ void MakeDirs(const std::string &a_strPath)
   }
 }
 
-// Starts a program with the current environment minus every QRB_ variable,
+// Starts a program this build made with the current environment minus every QRB_ variable,
 // plus a_vecExtraEnv ("NAME=value", replacing a variable of that name).
 pid_t Spawn(const std::vector<std::string> &a_vecArgs, const std::vector<std::string> &a_vecExtraEnv = {})
 {
@@ -73,7 +73,9 @@ pid_t Spawn(const std::vector<std::string> &a_vecArgs, const std::vector<std::st
     vec.push_back(nullptr);
     return vec;
   };
-  std::vector<char *> vecArgv = pointers(a_vecArgs);
+  std::vector<std::string> vecCommand = ostest::ProgramCommand(a_vecArgs[0]);
+  vecCommand.insert(vecCommand.end(), a_vecArgs.begin() + 1, a_vecArgs.end());
+  std::vector<char *> vecArgv = pointers(vecCommand);
   std::vector<char *> vecEnvp = pointers(vecEnv);
   const pid_t pid = fork();
   if (pid == 0)

@@ -6,7 +6,8 @@
 #  - in a staged install (DESTDIR, as for a package) link the rules into
 #    /usr/lib/udev/rules.d below the stage. A plain install never writes
 #    outside its prefix.
-# Expects PNPHELPER_OSRESOURCE, PNPHELPER_XML, PNPHELPER_VERSION_FILE and
+# Expects PNPHELPER_OSRESOURCE (run under PNPHELPER_EMULATOR when that is
+# not empty), PNPHELPER_XML, PNPHELPER_VERSION_FILE and
 # PNPHELPER_RULES_IN.
 set(_root "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
 set(_exe "${_root}/bin/pnphelper")
@@ -32,7 +33,7 @@ if(NOT _has)
   foreach(_pair "PNPHELPER;${PNPHELPER_XML}" "VERSION;${PNPHELPER_VERSION_FILE}")
     list(GET _pair 0 _name)
     list(GET _pair 1 _data)
-    execute_process(COMMAND "${PNPHELPER_OSRESOURCE}" add "${_exe}" ${_name} "${_data}" RESULT_VARIABLE _rc)
+    execute_process(COMMAND ${PNPHELPER_EMULATOR} "${PNPHELPER_OSRESOURCE}" add "${_exe}" ${_name} "${_data}" RESULT_VARIABLE _rc)
     if(NOT _rc EQUAL 0)
       message(FATAL_ERROR "osresource add ${_name} failed (${_rc}) on ${_exe}")
     endif()

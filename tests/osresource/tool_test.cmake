@@ -1,5 +1,6 @@
 # Runs the osresource tool against a scratch file and checks its output and
-# exit statuses. Arguments: -DTOOL=<path of osresource> -DWORK=<scratch dir>.
+# exit statuses. Arguments: -DTOOL=<path of osresource> -DWORK=<scratch dir>,
+# -DEMULATOR=<program that runs TOOL, or empty>.
 cmake_minimum_required(VERSION 3.20)
 
 file(REMOVE_RECURSE ${WORK})
@@ -8,7 +9,7 @@ set(TAB "\t")
 
 # run(<expected exit status> <out var> <err var> args...)
 function(run expected outvar errvar)
-  execute_process(COMMAND ${TOOL} ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  execute_process(COMMAND ${EMULATOR} ${TOOL} ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
   if(NOT rc STREQUAL "${expected}")
     message(FATAL_ERROR "osresource ${ARGN}: exit ${rc}, expected ${expected}\nstdout: ${out}\nstderr: ${err}")
   endif()

@@ -12,7 +12,7 @@ endforeach()
 run(${CMAKE_COMMAND} -S "${SOURCE}" -B "${WORK}/build" "-DCMAKE_PREFIX_PATH=${WORK}/prefix"
     "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${FLAGS}")
 run(${CMAKE_COMMAND} --build "${WORK}/build")
-run("${WORK}/build/consumer")
+run(${EMULATOR} "${WORK}/build/consumer")
 if(NOT out STREQUAL "/opt/qrb/pnphelper 40a\n")
   message(FATAL_ERROR "unexpected output: <${out}>")
 endif()

@@ -13,11 +13,11 @@ function(expect_exists)
 endfunction()
 # The program carries both resources, the scanner list byte for byte.
 function(expect_resources exe)
-  run("${OSRESOURCE}" get "${exe}" VERSION)
+  run(${EMULATOR} "${OSRESOURCE}" get "${exe}" VERSION)
   if(NOT out STREQUAL "01000000")
     message(FATAL_ERROR "${exe}: VERSION is <${out}>")
   endif()
-  run("${OSRESOURCE}" get "${exe}" PNPHELPER)
+  run(${EMULATOR} "${OSRESOURCE}" get "${exe}" PNPHELPER)
   file(READ "${XML}" xml)
   if(NOT out STREQUAL xml)
     message(FATAL_ERROR "${exe}: PNPHELPER differs from ${XML}")
@@ -59,7 +59,7 @@ endif()
 # The stripped program runs from its install: the sample const.ini has no
 # override, so an add reads the scanner list and then has nothing to do.
 run(${CMAKE_COMMAND} -E env --unset=QRB_SHGETFOLDERPATH --unset=QRB_OVERRIDEINI --unset=QRB_LOGDIR
-    --unset=QRB_DEBUGDIR --unset=QRB_DEBUG "${s}/bin/pnphelper" action:add)
+    --unset=QRB_DEBUGDIR --unset=QRB_DEBUG ${EMULATOR} "${s}/bin/pnphelper" action:add)
 file(READ "${s}/log/pnphelper.log" log)
 if(NOT log MATCHES "Action completed: 0")
   message(FATAL_ERROR "the installed program did not complete its action:\n${log}")

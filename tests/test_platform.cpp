@@ -1,0 +1,80 @@
+// test_platform.cpp: what the 32-bit build shares with the 64-bit one: the
+// fixed record sizes, directories whose entries carry 64-bit offsets or
+// inode numbers, and times past January 2038.
+#include <dirent.h>
+#include <gtest/gtest.h>
+
+#include "cosfile_testutil.h"
+#include "os_cosfile.h"
+#include "os_cosresource.h"
+#include "os_costime.h"
+
+// Records whose layout other programs of the family rely on.
+static_assert(sizeof(EOSSTS) == 4, "statuses are 32-bit");
+static_assert(sizeof(OsTimeRecord) == 16, "eight 16-bit fields");
+static_assert(sizeof(OsCfgVersion) == 7 * 16, "seven 16-character texts");
+static_assert(OS_RESOURCE_ENTRYSIZE * 64 == OS_RESOURCE_TABLESIZE, "64 entries in the table");
+static_assert(sizeof(void *) != 4 || sizeof(OsFileCopyDirectoryInfo) == 16, "16 bytes on a 32-bit build");
+static_assert(sizeof(off_t) == 8 && sizeof(ino_t) == 8, "large-file support");
+static_assert(sizeof(time_t) == 8, "a 64-bit time");
+
+namespace
+{
+
+constexpr int kEntries = 40;
+
+// The largest directory offset readdir hands out for a_strDirectory.
+unsigned long long LargestOffset(const std::string &a_strDirectory)
+{
+  unsigned long long u64Largest = 0;
+  DIR *pdir = opendir(a_strDirectory.c_str());
+  for (struct dirent *pdirent = pdir ? readdir(pdir) : nullptr; pdirent; pdirent = readdir(pdir))
+  {
+    u64Largest = std::max(u64Largest, static_cast<unsigned long long>(pdirent->d_off));
+  }
+  if (pdir)
+  {
+    closedir(pdir);
+  }
+  return u64Largest;
+}
+
+}  // namespace
+
+// On ext4 with hashed directories the offsets are 64-bit hashes; a build
+// without large-file support sees every such directory as empty.
+TEST(Platform, DirectoryWalksSeeEveryEntry)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  const std::string strSource = tempdir / "source";
+  ASSERT_EQ(0u, COsFile::Create(strSource.c_str(), nullptr));
+  for (int ii = 0; ii < kEntries; ii++)
+  {
+    ASSERT_TRUE(ostest::WriteFile(strSource + "/f" + std::to_string(ii) + ".ini", "x"));
+  }
+  RecordProperty("largest_offset", std::to_string(LargestOffset(strSource)));
+
+  const std::string strCopy = tempdir / "copy";
+  ASSERT_EQ(0u, COsFile::CopyDirectory(strSource.c_str(), strCopy.c_str(), true, nullptr, nullptr));
+  OsFileInfo osfileinfo = {};
+  int iFound = 0;
+  for (EOSSTS eossts = COsFile::FindFirst((strCopy + "/*.ini").c_str(), &osfileinfo); eossts == 0;
+       eossts = COsFile::FindNext(&osfileinfo))
+  {
+    iFound++;
+  }
+  EXPECT_EQ(kEntries, iFound);
+  EXPECT_EQ(0u, COsFile::Delete(strCopy.c_str(), EOSFILETYPE_DIRECTORY, 1, false));
+  EXPECT_FALSE(ostest::FileExists(strCopy));
+}
+
+TEST(Platform, TimesPast2038)
+{
+  OsTimeRecord timerecord = {};
+  ASSERT_EQ(0u, COsTime::GetUtcTime(&timerecord, 4102444800LL));  // 2100-01-01 00:00:00 UTC
+  char szTime[19];
+  ASSERT_EQ(0u, COsTime::GetStringTime(&timerecord, szTime, sizeof(szTime)));
+  EXPECT_STREQ("21000101000000000", szTime);
+  EXPECT_EQ(5, timerecord.wDayOfWeek);  // a Friday
+}
