@@ -304,6 +304,9 @@ TEST_F(PnpHelperE2E, MainLogsItsObjectAtLine522)
 TEST_F(PnpHelperE2E, ObjectThatCannotBeMadeIs100)
 {
   m_home.UserFile("a.ini");
+  // The installed program has the C++ runtime linked in, out of a preloaded
+  // library's reach; its twin links the runtime as a shared library.
+  ASSERT_TRUE(ostest::WriteFile(m_home.Program(), ostest::ReadFile(PNPHELPER_SHAREDCXX_BIN)));
   // The sanitizer runtime would refuse a library preloaded before it.
   const char *szAsan = std::getenv("ASAN_OPTIONS");
   const std::string strAsan =
