@@ -26,7 +26,8 @@ sysfs=$demo_dir/sysfs
 user=$prefix/user
 mirror=$writeable$user
 
-step() { printf '\n== %s\n' "$*"; }
+# step TITLE LOOK-FOR: a heading, then one line on what the step shows.
+step() { printf '\n== %s\n   look for: %s\n' "$1" "$2"; }
 
 # Prints a directory as an indented tree, entries sorted by name.
 print_tree() {
@@ -53,7 +54,8 @@ attach_scanner() {
   printf '%s\n' "$3" >"$dev/idProduct"
 }
 
-step "install into $prefix"
+step "install into $prefix" \
+  "the program, its probe and resource tool, const.ini and one udev rule per listed scanner"
 rm -rf "$demo_dir"
 mkdir -p "$demo_dir"
 "$cmake_command" --install "$build_dir" --prefix "$prefix" --component runtime >/dev/null
@@ -61,7 +63,8 @@ mkdir -p "$demo_dir"
 echo "udev rule:"
 sed -n 's/^SUBSYSTEM/  SUBSYSTEM/p' "$prefix/lib/udev/rules.d/60-pnphelper.rules"
 
-step "sample user tree in $user"
+step "sample user tree in $user" \
+  "the model's per-user files; only profiles/, *.ini and usb*.lock will be mirrored, in any letter case"
 mkdir -p "$user/profiles/duplex" "$user/Profiles-old" "$user/cache" "$user/device/1-1"
 echo "<profile>Default</profile>" >"$user/profiles/Default.xml"
 echo "<profile>Duplex colour</profile>" >"$user/profiles/duplex/colour.xml"
@@ -79,7 +82,8 @@ echo "old profile" >"$user/Profiles-old/old.xml"
 print_tree "$user"
 echo "(to be mirrored: profiles/ whole, *.ini, usb*.lock; nothing else)"
 
-step "configuration, writeable root and a simulated scanner"
+step "configuration, writeable root and a simulated scanner" \
+  "writeable= in [dsIdentity] turns the mirror on; Debug=1 makes the log show each decision"
 mkdir -p "$writeable"
 cat >"$prefix/const.ini" <<EOF
 [dsIdentity]
@@ -91,14 +95,16 @@ attach_scanner 1-1 040a 6020
 attach_scanner 1-2 046d c52b
 echo "sysfs: $sysfs (040a:6020 attached, 046d:c52b attached)"
 
-step "scanner attached: pnphelper action:add"
+step "scanner attached: pnphelper action:add" \
+  "the mirror is the writeable root plus the user tree's whole absolute path, so trees of several models never collide"
 run_pnphelper action:add
 print_tree "$mirror"
 
 log_file=$prefix/log/pnphelper.log
 # The helper's own lines (sources pnphelper and oslinux) of the last run.
 show_log() {
-  step "last lines of the log $log_file (the helper's own lines)"
+  step "last lines of the log $log_file (the helper's own lines)" \
+    "columns: counter, time, source, line, errno, thread, state, flag; the errno column is what the last system call left behind (2, no such file, after an add's lookups), not a failure of that line"
   if [ -f "$log_file" ]; then
     grep -E '^[0-9]+ [0-9]+ (pnphelper|oslinux) ' "$log_file" | tail -n "$1" | tr -d '\r'
   else
@@ -107,11 +113,13 @@ show_log() {
 }
 show_log 14
 
-step "scanner still attached: pnphelper action:remove keeps the mirror"
+step "scanner still attached: pnphelper action:remove keeps the mirror" \
+  "the probe exits 0 while a listed scanner is attached, and the program then keeps the mirror"
 run_pnphelper action:remove
 [ -d "$mirror" ] && echo "mirror kept: $mirror"
 
-step "scanner detached: pnphelper action:remove"
+step "scanner detached: pnphelper action:remove" \
+  "the mirror goes, its empty parent folders stay: mirrors of other models may share them, so a remove deletes the mirror itself and nothing above it"
 rm -rf "$sysfs/bus/usb/devices/1-1"
 run_pnphelper action:remove
 if [ -e "$mirror" ]; then
@@ -121,3 +129,5 @@ fi
 echo "mirror gone: $mirror"
 print_tree "$writeable"
 show_log 10
+echo "DeviceConnected() Exit: 0 above is the program's answer (0: no listed scanner attached);"
+echo "it is the opposite of the probe's exit status, where 0 means attached."
