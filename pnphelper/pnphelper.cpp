@@ -402,14 +402,9 @@ uint32_t CPnpHelper::WriteableAdd()
     return kStatusNoWriteableRoot;
   }
 
-  if (MirrorOverlapsSource())
-  {
-    return kStatusCopyFailed;
-  }
   CPnpHelperLock pnphelperlock(m_szLibPath);
-  if (!pnphelperlock.Held())
+  if (!MirrorUsable(pnphelperlock.Held()))
   {
-    OSLOG(EOSLOGFLAG_ERROR, "Unable to lock writeable root...<%s>", m_szWriteablePath);
     return kStatusCopyFailed;
   }
   // An add always starts from a fresh copy; a failed delete is not fatal.
@@ -441,17 +436,12 @@ uint32_t CPnpHelper::WriteableRemove()
     return kStatusOk;
   }
 
-  if (MirrorOverlapsSource())
-  {
-    return kStatusRemoveFailed;
-  }
   // Locked before the probe, so an add that copies for a scanner being
   // attached cannot slip between the probe's answer and the delete. The
   // probe's time is bounded, so a hanging probe holds the lock only so long.
   CPnpHelperLock pnphelperlock(m_szLibPath);
-  if (!pnphelperlock.Held())
+  if (!MirrorUsable(pnphelperlock.Held()))
   {
-    OSLOG(EOSLOGFLAG_ERROR, "Unable to lock writeable root...<%s>", m_szWriteablePath);
     return kStatusRemoveFailed;
   }
   if (DeviceConnected(true))
@@ -472,24 +462,26 @@ uint32_t CPnpHelper::WriteableRemove()
   return kStatusOk;
 }
 
-bool CPnpHelper::MirrorOverlapsSource()
+bool CPnpHelper::MirrorUsable(bool a_blLocked)
 {
+  // An empty source is handled by the actions: nothing is copied from it or
+  // deleted at it.
   const char *szSource = CfgGet(kSectionMain, kTagUserRootDirectory);
-  if (!szSource[0])
-  {
-    return false;  // nothing is copied from, or deleted at, an empty source
-  }
   char szMirror[PATH_MAX];
   char szUserRoot[PATH_MAX];
   ResolvePath(m_szWriteableModelPath, szMirror);
   ResolvePath(szSource, szUserRoot);
-  if (!PathWithin(szMirror, szUserRoot) && !PathWithin(szUserRoot, szMirror))
+  if (szSource[0] && (PathWithin(szMirror, szUserRoot) || PathWithin(szUserRoot, szMirror)))
   {
+    OSLOG(EOSLOGFLAG_ERROR, "Writeable mirror overlaps the user-root directory...<%s> <%s>",
+          m_szWriteableModelPath, szSource);
     return false;
   }
-  OSLOG(EOSLOGFLAG_ERROR, "Writeable mirror overlaps the user-root directory...<%s> <%s>", m_szWriteableModelPath,
-        szSource);
-  return true;
+  if (!a_blLocked)
+  {
+    OSLOG(EOSLOGFLAG_ERROR, "Unable to lock writeable root...<%s>", m_szWriteablePath);
+  }
+  return a_blLocked;
 }
 
 EOSSTS WriteableCallBack(OsFileCopyDirectoryInfo *a_posfilecopydirectoryinfo)

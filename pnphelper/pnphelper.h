@@ -17,7 +17,8 @@
 // until the action ends. A run waits for it at most PnpHelperWaitSeconds(),
 // then logs "Unable to lock writeable root...<root>" and fails (210 add, 250
 // remove). A writeable root that puts the mirror at, inside or above the
-// user-root directory is refused the same way, before anything is deleted.
+// user-root directory is refused the same way, before anything is deleted
+// and before the probe runs.
 // Both are safety additions: without them a user could hold every event
 // forever, and "writeable=/" would delete the user-root directory.
 #ifndef PNPHELPER_H
@@ -63,9 +64,11 @@ public:
   uint32_t WriteableAdd();
   // Deletes the mirror unless a listed scanner is still attached: 0 or 250.
   uint32_t WriteableRemove();
-  // True (and logged at flag 1) when the mirror is the user-root directory,
-  // lies inside it or holds it, "." and ".." and trusted links resolved.
-  bool MirrorOverlapsSource();
+  // Whether an action may touch the mirror: false, with a line at flag 1,
+  // when the hot-plug lock is not held (a_blLocked) or when the mirror is
+  // the user-root directory, lies inside it or holds it ("." and ".." and
+  // trusted links resolved).
+  bool MirrorUsable(bool a_blLocked);
 
 private:
   char m_szWriteablePath[512];       // [dsIdentity] writeable; empty: no override
