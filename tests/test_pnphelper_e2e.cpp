@@ -747,29 +747,32 @@ TEST(PnpHelperSafety, UnprivilegedUserCannotHoldTheLock)
   EXPECT_TRUE(S_ISREG(statLock.st_mode));
   EXPECT_EQ(0600u, statLock.st_mode & 07777);
   EXPECT_EQ(0u, statLock.st_uid);
-  int aiPipe[2];
-  ASSERT_EQ(0, pipe(aiPipe));
+  // The holder reports through one pipe and holds until the other closes.
+  int aiReport[2];
+  int aiHold[2];
+  ASSERT_EQ(0, pipe2(aiReport, O_CLOEXEC));
+  ASSERT_EQ(0, pipe2(aiHold, O_CLOEXEC));
   const std::string strWriteable = home.Writeable();
   const pid_t pidHolder = AsNobody(
       [&]()
       {
+        close(aiHold[1]);
         const int fdRoot = open(strWriteable.c_str(), O_RDONLY | O_DIRECTORY);
         const bool blOpened = open("/run/pnphelper.lock", O_RDONLY) >= 0;
         const char chHeld = (fdRoot >= 0 && flock(fdRoot, LOCK_EX) == 0 && !blOpened) ? 'y' : 'n';
-        (void)!write(aiPipe[1], &chHeld, 1);
         char ch;
-        (void)!read(aiPipe[0], &ch, 1);  // until the parent closes its end
-        return 0;
+        return (write(aiReport[1], &chHeld, 1) == 1 && read(aiHold[0], &ch, 1) == 0) ? 0 : 1;
       });
+  close(aiReport[1]);
   char chHeld = 0;
-  ASSERT_EQ(1, read(aiPipe[0], &chHeld, 1));
+  EXPECT_EQ(1, read(aiReport[0], &chHeld, 1));
   EXPECT_EQ('y', chHeld) << "nobody could not lock the root, or could open the lock file";
   EXPECT_EQ(0, WaitAtMost(home.Start({"action:add"}, {"QRB_PNPHELPERLOCKDIR="}), 20));
   EXPECT_EQ(0, WaitAtMost(home.Start({"action:remove"}, {"QRB_PNPHELPERLOCKDIR="}), 20));
-  close(aiPipe[1]);
-  close(aiPipe[0]);
-  kill(pidHolder, SIGKILL);
-  Wait(pidHolder);
+  close(aiHold[1]);
+  EXPECT_EQ(0, WaitAtMost(pidHolder, 5));
+  close(aiReport[0]);
+  close(aiHold[0]);
 }
 
 // A probe that never ends is killed after the bounded wait (counting as not
