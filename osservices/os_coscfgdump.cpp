@@ -2,6 +2,10 @@
 // environment, the system information, every value of the table with its key
 // name, the caller's dynamic area and the internal directory fields. Lines
 // end in CR LF; each is built in a 1,024-byte buffer.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -9,6 +13,7 @@
 #include "os_coscfg.h"
 #include "os_coscfgimpl.h"
 #include "os_cosfile.h"
+#include "os_cosfilesafe.h"
 #include "os_coslog.h"
 #include "os_cosstring.h"
 #include "os_costime.h"
@@ -22,8 +27,8 @@ const uint32_t s_u32Line = 1024;
 
 // One formatted line, cut at 1,023 characters (silently: a long
 // environment entry is not an error worth a log line).
-void WriteLine(COsFile *a_posfile, const char *a_szFormat, ...) OS_PRINTF_FORMAT(2, 3);
-void WriteLine(COsFile *a_posfile, const char *a_szFormat, ...)
+void WriteLine(FILE *a_pfile, const char *a_szFormat, ...) OS_PRINTF_FORMAT(2, 3);
+void WriteLine(FILE *a_pfile, const char *a_szFormat, ...)
 {
   char szLine[s_u32Line];
   va_list valist;
@@ -36,14 +41,14 @@ void WriteLine(COsFile *a_posfile, const char *a_szFormat, ...)
     // memory service.
     const uint32_t u32Length =
         static_cast<uint32_t>(iLength) < s_u32Line ? static_cast<uint32_t>(iLength) : s_u32Line - 1;
-    (void)a_posfile->Write(szLine, u32Length, nullptr);
+    (void)fwrite(szLine, 1, u32Length, a_pfile);
   }
 }
 
 // "%-48s <%s>" with the name cut at 48 characters.
-void WriteValue(COsFile *a_posfile, const char *a_szName, const char *a_szValue)
+void WriteValue(FILE *a_pfile, const char *a_szName, const char *a_szValue)
 {
-  WriteLine(a_posfile, "%-48.48s <%s>\r\n", a_szName, a_szValue ? a_szValue : "");
+  WriteLine(a_pfile, "%-48.48s <%s>\r\n", a_szName, a_szValue ? a_szValue : "");
 }
 
 // The name of an id in a dynamic name table, else "0x%06x" of the id.
@@ -63,18 +68,18 @@ const char *DynamicName(const OsCfgLookup *a_poscfglookup, uint32_t a_u32Id, cha
 
 }  // namespace
 
-void COsCfgImpl::DumpEnvironment(COsFile *a_posfile)
+void COsCfgImpl::DumpEnvironment(FILE *a_pfile)
 {
-  WriteLine(a_posfile, "\r\n*** Environmentals ***************************************\r\n\r\n");
+  WriteLine(a_pfile, "\r\n*** Environmentals ***************************************\r\n\r\n");
   for (char **pszEntry = environ; pszEntry && *pszEntry; pszEntry++)
   {
-    WriteLine(a_posfile, "%s\r\n", *pszEntry);
+    WriteLine(a_pfile, "%s\r\n", *pszEntry);
   }
 }
 
-void COsCfgImpl::DumpInfo(COsFile *a_posfile)
+void COsCfgImpl::DumpInfo(FILE *a_pfile)
 {
-  WriteLine(a_posfile, "\r\n*** CFG Info *********************************************\r\n\r\n");
+  WriteLine(a_pfile, "\r\n*** CFG Info *********************************************\r\n\r\n");
   struct
   {
     const char *szLabel;
@@ -112,38 +117,38 @@ void COsCfgImpl::DumpInfo(COsFile *a_posfile)
                        {"OS_CFGINFO_CPU_MODEL..................", OS_CFGINFO_CPU_MODEL}};
   for (const auto &item : astring)
   {
-    WriteLine(a_posfile, "%s%s\r\n", item.szLabel, COsCfg::InfoGetString(item.eoscfginfo));
+    WriteLine(a_pfile, "%s%s\r\n", item.szLabel, COsCfg::InfoGetString(item.eoscfginfo));
   }
   for (const auto &item : amemory)
   {
-    WriteLine(a_posfile, "%s%llu\r\n", item.szLabel,
+    WriteLine(a_pfile, "%s%llu\r\n", item.szLabel,
               static_cast<unsigned long long>(COsCfg::InfoGetLongLong(item.eoscfginfo)));
   }
-  WriteLine(a_posfile, "OS_CFGINFO_MEM_LOAD...................%lu\r\n",
+  WriteLine(a_pfile, "OS_CFGINFO_MEM_LOAD...................%lu\r\n",
             static_cast<unsigned long>(COsCfg::InfoGetLong(OS_CFGINFO_MEM_LOAD)));
   for (const auto &item : anumber)
   {
-    WriteLine(a_posfile, "%s%d\r\n", item.szLabel, static_cast<int>(COsCfg::InfoGetLong(item.eoscfginfo)));
+    WriteLine(a_pfile, "%s%d\r\n", item.szLabel, static_cast<int>(COsCfg::InfoGetLong(item.eoscfginfo)));
   }
-  WriteLine(a_posfile, "OS_CFGINFO_CPU_MODELSTRING............%s\r\n",
+  WriteLine(a_pfile, "OS_CFGINFO_CPU_MODELSTRING............%s\r\n",
             COsCfg::InfoGetString(OS_CFGINFO_CPU_MODELSTRING));
-  WriteLine(a_posfile, "OS_CFGINFO_CPU_PROCESSBITS............%d\r\n",
+  WriteLine(a_pfile, "OS_CFGINFO_CPU_PROCESSBITS............%d\r\n",
             static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_PROCESSBITS)));
-  WriteLine(a_posfile, "OS_CFGINFO_CPU_STEPPING...............%d\r\n",
+  WriteLine(a_pfile, "OS_CFGINFO_CPU_STEPPING...............%d\r\n",
             static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_STEPPING)));
-  WriteLine(a_posfile, "OS_CFGINFO_CPU_TOTAL..................%d\r\n",
+  WriteLine(a_pfile, "OS_CFGINFO_CPU_TOTAL..................%d\r\n",
             static_cast<int>(COsCfg::InfoGetLong(OS_CFGINFO_CPU_TOTAL)));
-  WriteLine(a_posfile, "OS_CFGINFO_CPU_VENDORSTRING...........%s\r\n",
+  WriteLine(a_pfile, "OS_CFGINFO_CPU_VENDORSTRING...........%s\r\n",
             COsCfg::InfoGetString(OS_CFGINFO_CPU_VENDORSTRING));
 }
 
 // Section 1 for tags 1..268 (the brand tags show section 1's empty values),
 // then the supported sizes and the JPEG tables.
-void COsCfgImpl::DumpTable(COsFile *a_posfile)
+void COsCfgImpl::DumpTable(FILE *a_pfile)
 {
   char szName[64];
-  WriteLine(a_posfile, "\r\n*** OS Library Items *************************************\r\n");
-  WriteLine(a_posfile, "\r\nOS_CFGSECTION_MAIN\r\n");
+  WriteLine(a_pfile, "\r\n*** OS Library Items *************************************\r\n");
+  WriteLine(a_pfile, "\r\nOS_CFGSECTION_MAIN\r\n");
   for (uint32_t u32Tag = 1; u32Tag <= OS_CFGTAG_SERVICENAME; u32Tag++)
   {
     const char *szKey = TagName(u32Tag);
@@ -152,15 +157,15 @@ void COsCfgImpl::DumpTable(COsFile *a_posfile)
       COsString::SStrPrintf(szName, sizeof(szName), "0x%06x", u32Tag);
       szKey = szName;
     }
-    WriteValue(a_posfile, szKey, Get(OS_CFGSECTION_MAIN, u32Tag));
+    WriteValue(a_pfile, szKey, Get(OS_CFGSECTION_MAIN, u32Tag));
   }
-  WriteLine(a_posfile, "OS_CFGSECTION_SUPPORTEDSIZES\r\n");
+  WriteLine(a_pfile, "OS_CFGSECTION_SUPPORTEDSIZES\r\n");
   for (uint32_t u32Tag = OS_CFGTAG_N0; u32Tag <= OS_CFGTAG_N50; u32Tag++)
   {
     COsString::SStrPrintf(szName, sizeof(szName), "N%02u", u32Tag - OS_CFGTAG_N0);
-    WriteValue(a_posfile, szName, Get(OS_CFGSECTION_SUPPORTEDSIZES, u32Tag));
+    WriteValue(a_pfile, szName, Get(OS_CFGSECTION_SUPPORTEDSIZES, u32Tag));
   }
-  WriteLine(a_posfile, "OS_CFGSECTION_QRB_ALL\r\n");
+  WriteLine(a_pfile, "OS_CFGSECTION_QRB_ALL\r\n");
   for (uint32_t u32Tag = OS_CFGTAG_JPEGQUANTIZATION_Y_0; u32Tag <= OS_CFGTAG_JPEGQUANTIZATION_CBCR_100;
        u32Tag++)
   {
@@ -168,35 +173,35 @@ void COsCfgImpl::DumpTable(COsFile *a_posfile)
     const bool blLuminance = (u32Tag - OS_CFGTAG_JPEGQUANTIZATION_Y_0) % 2 == 0;
     COsString::SStrPrintf(szName, sizeof(szName), "OS_CFGTAG_JPEGQUANTIZATION_%s_%02u",
                           blLuminance ? "Y" : "CBCR", u32Quality);
-    WriteValue(a_posfile, szName, Get(OS_CFGSECTION_QRB_ALL, u32Tag));
+    WriteValue(a_pfile, szName, Get(OS_CFGSECTION_QRB_ALL, u32Tag));
   }
 }
 
-void COsCfgImpl::DumpDynamic(COsFile *a_posfile)
+void COsCfgImpl::DumpDynamic(FILE *a_pfile)
 {
   if (!m_ppszDynamicData)
   {
-    WriteLine(a_posfile, "\r\n*** There are no local items ************************\r\n");
+    WriteLine(a_pfile, "\r\n*** There are no local items ************************\r\n");
     return;
   }
-  WriteLine(a_posfile, "\r\n*** Local Items *************************************\r\n");
+  WriteLine(a_pfile, "\r\n*** Local Items *************************************\r\n");
   char szSection[64];
   char szTag[64];
   for (uint32_t u32Section = OS_CFGDYNAMIC_BASE + 1; u32Section < OS_CFGDYNAMIC_BASE + m_u32DynamicRows;
        u32Section++)
   {
-    WriteLine(a_posfile, "\r\n[%s]\r\n",
+    WriteLine(a_pfile, "\r\n[%s]\r\n",
               DynamicName(m_poscfglookupSection, u32Section, szSection, sizeof(szSection)));
     for (uint32_t u32Tag = OS_CFGDYNAMIC_BASE + 1; u32Tag < OS_CFGDYNAMIC_BASE + m_u32DynamicColumns;
          u32Tag++)
     {
-      WriteValue(a_posfile, DynamicName(m_poscfglookupTag, u32Tag, szTag, sizeof(szTag)),
+      WriteValue(a_pfile, DynamicName(m_poscfglookupTag, u32Tag, szTag, sizeof(szTag)),
                  Get(u32Section, u32Tag));
     }
   }
 }
 
-void COsCfgImpl::DumpDirectories(COsFile *a_posfile)
+void COsCfgImpl::DumpDirectories(FILE *a_pfile)
 {
   struct
   {
@@ -256,11 +261,11 @@ void COsCfgImpl::DumpDirectories(COsFile *a_posfile)
                       {"m_szProductFamily", m_szProductFamily},
                       {"m_szProductName", m_szProductName},
                       {"m_szServiceName", m_szServiceName}};
-  WriteLine(a_posfile, "\r\n*** Directories *************************************\r\n");
-  WriteLine(a_posfile, "---\r\n");
+  WriteLine(a_pfile, "\r\n*** Directories *************************************\r\n");
+  WriteLine(a_pfile, "---\r\n");
   for (const auto &field : afield)
   {
-    WriteLine(a_posfile, "%-36s= <%s>\r\n", field.szName, field.szValue);
+    WriteLine(a_pfile, "%-36s= <%s>\r\n", field.szName, field.szValue);
   }
 }
 
@@ -304,17 +309,30 @@ EOSSTS COsCfgImpl::Dump(const char *a_szFolder)
     COsFile::PathAppend(szFile, sizeof(szFile), szName);
   }
 
-  COsFile osfile;
-  if (osfile.Open(szFile, EOSFILEOPEN_CREATE, EOSFILEACCESS_WRITE, EOSFILESHARE_READWRITE) != EOSSTS_OK)
+  // Never through a link, a FIFO or another user's file; the modes are set
+  // on the descriptor.
+  bool blRootPath = false;
+  const mode_t mode = OsCfgFileCreationMode(szFile, &blRootPath);
+  const int fd = OsFileOpenWrite(szFile, O_WRONLY | O_CREAT | O_TRUNC, mode, OS_WRITER_PRIVATE);
+  FILE *pfile = (fd >= 0) ? fdopen(fd, "w") : nullptr;
+  if (!pfile)
   {
+    if (fd >= 0)
+    {
+      close(fd);
+    }
     OSCFGLOG(EOSLOGFLAG_ERROR, "Error creating...<%s>", szFile);
     return EOSSTS_IOERROR;
   }
-  DumpEnvironment(&osfile);
-  DumpInfo(&osfile);
-  DumpTable(&osfile);
-  DumpDynamic(&osfile);
-  DumpDirectories(&osfile);
-  (void)osfile.Close();
+  if (blRootPath)
+  {
+    (void)fchmod(fd, mode);  // a replaced file too
+  }
+  DumpEnvironment(pfile);
+  DumpInfo(pfile);
+  DumpTable(pfile);
+  DumpDynamic(pfile);
+  DumpDirectories(pfile);
+  (void)fclose(pfile);
   return EOSSTS_OK;
 }

@@ -343,10 +343,9 @@ EOSSTS COsCfg::SetAccess(const char *a_szPath, EOSFILEACCESS a_eosfileaccess)
       OSCFGLOG(EOSLOGFLAG_ASSERT, "unrecognized a_eosfileaccess...%d", static_cast<int>(a_eosfileaccess));
       return EOSSTS_FAIL;
   }
-  const mode_t modeMask = umask(0);
-  const int iResult = chmod(a_szPath, modeNew);
-  umask(modeMask);
-  if (iResult != 0)
+  // The bits are given whole: chmod does not apply the creation mask, which
+  // is never changed (another thread may be creating files).
+  if (chmod(a_szPath, modeNew) != 0)
   {
     OSCFGLOGDBG("chmod failed...<%s>", a_szPath);
     return EOSSTS_FAIL;

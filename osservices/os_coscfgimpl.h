@@ -10,8 +10,11 @@
 #ifndef OS_COSCFGIMPL_H
 #define OS_COSCFGIMPL_H
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 
 #include "os_coscfg.h"
 #include "os_coslog.h"
@@ -21,6 +24,16 @@
 // "os_coscfg", whichever of its files the line comes from.
 #define OSCFGLOG(flag, ...) OSLOGSRC("os_coscfg.cpp", flag, __VA_ARGS__)
 #define OSCFGLOGDBG(...) OSLOGSRCDBG("os_coscfg.cpp", __VA_ARGS__)
+
+// The permission bits that the file object gives a file it creates at
+// a_szPath (os_coscfginfo.cpp): the ForceFileCreationMask value (base
+// detection, default 0777) when the path holds the configured RootPath,
+// else 0666 less the process's file-creation mask, which is read from
+// /proc/self/status and never changed (022 when it cannot be read).
+// *a_pblRootPath (when not null) tells which: under the RootPath the file
+// object sets the bits on an existing file as well. Writers that create files
+// through a descriptor use it to keep the file object's modes.
+mode_t OsCfgFileCreationMode(const char *a_szPath, bool *a_pblRootPath);
 
 // Facts about one processor.
 struct OsCfgProcessor
@@ -190,11 +203,11 @@ private:
   void CreateLogDirectory();
 
   // Dump helpers (os_coscfgdump.cpp).
-  void DumpEnvironment(COsFile *a_posfile);
-  void DumpInfo(COsFile *a_posfile);
-  void DumpTable(COsFile *a_posfile);
-  void DumpDynamic(COsFile *a_posfile);
-  void DumpDirectories(COsFile *a_posfile);
+  void DumpEnvironment(FILE *a_pfile);
+  void DumpInfo(FILE *a_pfile);
+  void DumpTable(FILE *a_pfile);
+  void DumpDynamic(FILE *a_pfile);
+  void DumpDirectories(FILE *a_pfile);
 
   // Identity.
   EOSCFGENTITY m_eoscfgentity;

@@ -20,6 +20,7 @@
 
 #include "os_coscfg.h"
 #include "os_coscfgimpl.h"
+#include "os_cosfilesafe.h"
 #include "os_coslog.h"
 #include "os_cosstring.h"
 
@@ -31,11 +32,12 @@ OsCfgSystemInfo s_oscfgsysteminfo;
 const size_t s_sizetReleaseBuffer = 65536;
 
 // Reads at most a_sizetBytes - 1 bytes of a file into a terminated buffer;
-// false when the file cannot be opened.
+// false when the file cannot be opened or is not a regular file (a FIFO
+// planted at a release file's name must not hang the start). Follows links.
 bool ReadText(const char *a_szFilename, char *a_szBuffer, size_t a_sizetBytes)
 {
   a_szBuffer[0] = 0;
-  FILE *pfile = fopen(a_szFilename, "re");
+  FILE *pfile = OsFileFopenRead(a_szFilename);
   if (!pfile)
   {
     return false;
@@ -285,6 +287,15 @@ void LoadVirtualInfo()
   }
   s_oscfgsysteminfo.u64AvailVirtual =
       u64Used < s_oscfgsysteminfo.u64TotalVirtual ? s_oscfgsysteminfo.u64TotalVirtual - u64Used : 0;
+}
+
+// The process's file-creation mask, read without changing it.
+mode_t CreationMask()
+{
+  char szText[8192];
+  const char *szLine = ReadText("/proc/self/status", szText, sizeof(szText)) ? FindLine(szText, "Umask") : nullptr;
+  const char *szColon = szLine ? strchr(szLine, ':') : nullptr;
+  return szColon ? static_cast<mode_t>(strtoul(szColon + 1, nullptr, 8) & 0777) : 022;
 }
 
 void LoadUserAndHost()
@@ -738,4 +749,20 @@ long COsCfg::InfoGetLong(EOSCFGINFO a_eoscfginfo)
 int COsCfg::NumberOfProcessors()
 {
   return static_cast<int>(InfoGetLong(OS_CFGINFO_CPU_TOTAL));
+}
+
+mode_t OsCfgFileCreationMode(const char *a_szPath, bool *a_pblRootPath)
+{
+  const char *szRootPath = g_poscfg ? g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_ROOTPATH) : nullptr;
+  const bool blRootPath = a_szPath && szRootPath && szRootPath[0] && strstr(a_szPath, szRootPath);
+  if (a_pblRootPath)
+  {
+    *a_pblRootPath = blRootPath;
+  }
+  if (!blRootPath)
+  {
+    return 0666 & ~CreationMask();
+  }
+  const char *szMask = g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_FORCEFILECREATIONMASK);
+  return static_cast<mode_t>(strtol((szMask && szMask[0]) ? szMask : "511", nullptr, 0)) & 07777;
 }

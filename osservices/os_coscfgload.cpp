@@ -13,6 +13,7 @@
 #include "os_coscfg.h"
 #include "os_coscfgimpl.h"
 #include "os_cosfile.h"
+#include "os_cosfilesafe.h"
 #include "os_coslog.h"
 #include "os_cosstring.h"
 
@@ -645,7 +646,8 @@ EOSSTS COsCfgImpl::LoadFile(const char *a_szFilename)
   {
     return EOSSTS_FILENOTFOUND;
   }
-  FILE *pfile = fopen(a_szFilename, "rbe");
+  // Anything but a regular file (a FIFO would block the start) is missing.
+  FILE *pfile = OsFileFopenRead(a_szFilename);
   if (!pfile)
   {
     return EOSSTS_FILENOTFOUND;

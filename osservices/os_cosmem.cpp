@@ -5,10 +5,13 @@
 #include "os_cosmem.h"
 
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/mman.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,8 +19,12 @@
 #include <new>
 
 #include "os_coscfg.h"
+#include "os_coscfgimpl.h"
+#include "os_cosfilesafe.h"
 #include "os_coslog.h"
 #include "os_cossync.h"
+
+extern char **environ;
 
 namespace
 {
@@ -56,6 +63,30 @@ const char *LogDirectory()
 {
   const char *szDirectory = g_poscfg ? g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_LOGDIRECTORY) : nullptr;
   return szDirectory ? szDirectory : "";
+}
+
+// Runs "pmap <pid>" (found through PATH) with a_iFd as its standard output
+// and waits for it; false when it could not be started.
+bool RunToDescriptor(int a_iFd)
+{
+  char szPid[32];
+  snprintf(szPid, sizeof(szPid), "%d", static_cast<int>(getpid()));
+  char szProgram[] = "pmap";
+  char *apszArgv[] = {szProgram, szPid, nullptr};
+  posix_spawn_file_actions_t actions;
+  if (posix_spawn_file_actions_init(&actions) != 0)
+  {
+    return false;
+  }
+  pid_t pid = -1;
+  const bool blStarted = posix_spawn_file_actions_adddup2(&actions, a_iFd, STDOUT_FILENO) == 0 &&
+                         posix_spawnp(&pid, szProgram, &actions, nullptr, apszArgv, environ) == 0;
+  posix_spawn_file_actions_destroy(&actions);
+  int iStatus = 0;
+  while (blStarted && waitpid(pid, &iStatus, 0) < 0 && errno == EINTR)
+  {
+  }
+  return blStarted;
 }
 
 }  // namespace
@@ -406,23 +437,26 @@ void COsMemImpl::DumpSystem(const char *a_szName)
   const char *szDirectory = LogDirectory();
   char szPath[1024];
   snprintf(szPath, sizeof(szPath), "%s%s%s", szDirectory, *szDirectory ? "/" : "", szName);
-  int iFd = open(szPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  // Created like a file of the file object, never through a link or into a
+  // FIFO; pmap writes to the descriptor, so no shell opens the path again.
+  const int iFd = OsFileOpenWrite(szPath, O_WRONLY | O_CREAT | O_TRUNC, OsCfgFileCreationMode(szPath, nullptr),
+                                  OS_WRITER_PRIVATE);
   if (iFd < 0)
   {
     OSLOG(EOSLOGFLAG_ERROR, "mem>>> error creating...<%s>", szPath);
     return;
   }
-  close(iFd);
   char szCommand[1200];
   snprintf(szCommand, sizeof(szCommand), "pmap %d > \"%s\"", static_cast<int>(getpid()), szPath);
   if (MemDebug())
   {
     OSLOG(EOSLOGFLAG_INFO, "system: %s (%s)", szCommand, szPath);
   }
-  if (system(szCommand) == -1)
+  if (!RunToDescriptor(iFd))
   {
     OSLOG(EOSLOGFLAG_ERROR, "mem>>> error creating...<%s>", szPath);
   }
+  close(iFd);
 }
 
 EOSSTS COsMemImpl::SetAccess(void *a_pvMem, EOSMEMACCESS a_eosmemaccess)

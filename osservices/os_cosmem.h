@@ -12,8 +12,10 @@
 // 10 bytes counts 74 in the totals) and is aligned to 16 bytes. With a
 // non-zero debug level every allocation and release writes one "mem>>>"
 // trace line with the running totals. DumpSystem writes a file of the process
-// memory map through the shell (it follows symbolic links in the log
-// directory like any file creation). SetAccess returns 0, 3 for an
+// memory map: the file is created first (never through a symbolic link, nor
+// into a FIFO, device or another user's file) and "pmap" writes to that
+// descriptor; no shell opens the path, although the log line still shows the
+// equivalent "pmap <pid> > <path>" command. SetAccess returns 0, 3 for an
 // untracked pointer and 1 when the protection cannot be changed.
 #ifndef OS_COSMEM_H
 #define OS_COSMEM_H

@@ -21,6 +21,7 @@
 #include "os_coscfg.h"
 #include "os_coscfgimpl.h"
 #include "os_cosfile.h"
+#include "os_cosfilesafe.h"
 #include "os_coslocale.h"
 #include "os_coslog.h"
 #include "os_cosmem.h"
@@ -630,7 +631,7 @@ void ReadCallerConstIni(const char *a_szCallerDirectory, int *a_piLevel)
   char szConstIni[OS_SVC_PATHSIZE];
   COsString::SStrCpy(szConstIni, sizeof(szConstIni), a_szCallerDirectory);
   COsFile::PathAppend(szConstIni, sizeof(szConstIni), "const.ini");
-  FILE *pfile = fopen(szConstIni, "re");
+  FILE *pfile = OsFileFopenRead(szConstIni);  // regular files only: a FIFO counts as missing
   if (!pfile)
   {
     s_blNonOsWithoutConstIni = true;

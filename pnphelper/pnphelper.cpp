@@ -6,14 +6,18 @@
 #include <fcntl.h>
 #include <strings.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <new>
 
 #include "os_coscfg.h"
+#include "os_cosfilesafe.h"
 #include "os_coslog.h"
 #include "os_cosresource.h"
 #include "os_cosstring.h"
@@ -45,6 +49,10 @@ const uint32_t kStatusNoWriteableRoot = 200;
 const uint32_t kStatusCopyFailed = 210;
 const uint32_t kStatusRemoveFailed = 250;
 
+// The longest wait for the hot-plug lock, and for the probe: well below the
+// device manager's limit of 180 seconds for one event.
+const int kWaitSeconds = 60;
+
 const uint32_t kSectionDsIdentity = 1001;
 const uint32_t kTagWriteable = 1001;
 const uint32_t kSectionMain = 1;
@@ -64,27 +72,42 @@ const char *CfgGet(uint32_t a_u32Section, uint32_t a_u32Tag)
   return szValue ? szValue : "";
 }
 
-// Exclusive flock on the writeable root directory, released when the
-// object goes. The descriptor is close-on-exec, so deviceprobe does not
-// inherit it. A root that cannot be opened is not locked.
+// The hot-plug lock: an exclusive flock on the file pnphelper.lock, mode
+// 0600, in a directory that only the program's owner can write: /run for
+// root (writeable even when the installation is not), the lib directory of
+// the installation for any other user; QRB_PNPHELPERLOCKDIR names another
+// directory. No other user can open the file, so no other user can hold the
+// lock (any user can open the writeable root itself). The lock file is never
+// opened through a link, nor when another user made it. The wait is bounded
+// by PnpHelperWaitSeconds(); the descriptor is close-on-exec, so deviceprobe
+// does not inherit it.
 class CPnpHelperLock
 {
 public:
-  explicit CPnpHelperLock(const char *a_szRoot) : m_iFd(open(a_szRoot, O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+  explicit CPnpHelperLock(const char *a_szLibPath) : m_iFd(-1)
   {
-    if (m_iFd < 0)
+    const char *szDirectory = std::getenv("QRB_PNPHELPERLOCKDIR");
+    if (!szDirectory || !szDirectory[0])
     {
-      OSLOGDBG("writeable root not locked...<%s> %d", a_szRoot, errno);
+      szDirectory = (geteuid() == 0) ? "/run" : a_szLibPath;
+    }
+    char szLock[512];
+    COsFile::PathSet(szLock, sizeof(szLock), szDirectory);
+    COsFile::PathAppend(szLock, sizeof(szLock), "pnphelper.lock");
+    const int fd = OsFileOpenWrite(szLock, O_RDWR | O_CREAT, 0600, OS_WRITER_PRIVATE);
+    if (fd < 0)
+    {
+      OSLOGDBG("lock file not opened...<%s> %d", szLock, errno);
       return;
     }
-    while (flock(m_iFd, LOCK_EX) != 0)
+    (void)fchmod(fd, 0600);  // a lock file left with wider bits is narrowed
+    if (Wait(fd, PnpHelperWaitSeconds()))
     {
-      if (errno != EINTR)
-      {
-        OSLOGDBG("flock failed...<%s> %d", a_szRoot, errno);
-        break;
-      }
+      m_iFd = fd;
+      return;
     }
+    OSLOGDBG("lock file held elsewhere...<%s>", szLock);
+    close(fd);
   }
   ~CPnpHelperLock()
   {
@@ -96,9 +119,78 @@ public:
   CPnpHelperLock(const CPnpHelperLock &) = delete;
   CPnpHelperLock &operator=(const CPnpHelperLock &) = delete;
 
+  bool Held() const { return m_iFd >= 0; }
+
 private:
+  // Tries the lock every 50 ms until a_iSeconds have passed.
+  static bool Wait(int a_fd, int a_iSeconds)
+  {
+    struct timespec tsStart;
+    clock_gettime(CLOCK_MONOTONIC, &tsStart);
+    for (;;)
+    {
+      if (flock(a_fd, LOCK_EX | LOCK_NB) == 0)
+      {
+        return true;
+      }
+      struct timespec tsNow;
+      clock_gettime(CLOCK_MONOTONIC, &tsNow);
+      if (((errno != EWOULDBLOCK) && (errno != EINTR)) || (tsNow.tv_sec - tsStart.tv_sec >= a_iSeconds))
+      {
+        return false;
+      }
+      usleep(50000);
+    }
+  }
+
   int m_iFd;
 };
+
+// Resolves a_szPath into a_szResolved (PATH_MAX bytes): "." and ".." by
+// name, symbolic links that root or the caller own by the system; after a
+// link that another user owns, or past the part that exists, the rest is
+// taken by name. Relative paths start at the current directory.
+void ResolvePath(const char *a_szPath, char *a_szResolved)
+{
+  if (!realpath((a_szPath[0] == '/') ? "/" : ".", a_szResolved))
+  {
+    std::strcpy(a_szResolved, "/");
+  }
+  char szPath[PATH_MAX];
+  COsString::SStrCpy(szPath, sizeof(szPath), a_szPath);
+  bool blFollow = true;
+  char *szSave = nullptr;
+  for (char *szName = strtok_r(szPath, "/", &szSave); szName; szName = strtok_r(nullptr, "/", &szSave))
+  {
+    char *szSlash = std::strrchr(a_szResolved, '/');
+    if (std::strcmp(szName, ".") == 0)
+    {
+      continue;
+    }
+    if (std::strcmp(szName, "..") == 0)
+    {
+      szSlash[szSlash == a_szResolved ? 1 : 0] = '\0';  // a resolved path holds no link to go back through
+      continue;
+    }
+    COsString::SStrCatf(a_szResolved, PATH_MAX, "%s%s", szSlash[1] ? "/" : "", szName);
+    struct stat statEntry;
+    blFollow = blFollow && (lstat(a_szResolved, &statEntry) == 0) &&
+               (!S_ISLNK(statEntry.st_mode) || statEntry.st_uid == 0 || statEntry.st_uid == geteuid());
+    char szReal[PATH_MAX];
+    if (blFollow && realpath(a_szResolved, szReal))
+    {
+      COsString::SStrCpy(a_szResolved, PATH_MAX, szReal);
+    }
+  }
+}
+
+// Whether the resolved path a_szInner is a_szOuter or lies below it.
+bool PathWithin(const char *a_szInner, const char *a_szOuter)
+{
+  const size_t sizetOuter = std::strlen(a_szOuter);
+  return (std::strncmp(a_szInner, a_szOuter, sizetOuter) == 0) &&
+         ((a_szInner[sizetOuter] == '\0') || (a_szInner[sizetOuter] == '/') || (a_szOuter[sizetOuter - 1] == '/'));
+}
 
 // Reads the hexadecimal number after a_szKey in a_szId: 0 when the key is
 // missing (a_pblFound false) or no digit follows.
@@ -110,6 +202,13 @@ uint32_t ParseIdNumber(const char *a_szId, const char *a_szKey, bool *a_pblFound
 }
 
 }  // namespace
+
+int PnpHelperWaitSeconds()
+{
+  const char *szWait = std::getenv("QRB_PNPHELPERWAIT");
+  const long lWait = szWait ? std::strtol(szWait, nullptr, 10) : 0;
+  return (lWait >= 1 && lWait < kWaitSeconds) ? static_cast<int>(lWait) : kWaitSeconds;
+}
 
 CPnpHelper::CPnpHelper()
 {
@@ -303,7 +402,11 @@ uint32_t CPnpHelper::WriteableAdd()
     return kStatusNoWriteableRoot;
   }
 
-  CPnpHelperLock pnphelperlock(m_szWriteablePath);
+  CPnpHelperLock pnphelperlock(m_szLibPath);
+  if (!MirrorUsable(pnphelperlock.Held()))
+  {
+    return kStatusCopyFailed;
+  }
   // An add always starts from a fresh copy; a failed delete is not fatal.
   if (COsFile::Exists(m_szWriteableModelPath) &&
       COsFile::Delete(m_szWriteableModelPath, EOSFILETYPE_DIRECTORY, 1, false) != EOSSTS_OK)
@@ -334,8 +437,13 @@ uint32_t CPnpHelper::WriteableRemove()
   }
 
   // Locked before the probe, so an add that copies for a scanner being
-  // attached cannot slip between the probe's answer and the delete.
-  CPnpHelperLock pnphelperlock(m_szWriteablePath);
+  // attached cannot slip between the probe's answer and the delete. The
+  // probe's time is bounded, so a hanging probe holds the lock only so long.
+  CPnpHelperLock pnphelperlock(m_szLibPath);
+  if (!MirrorUsable(pnphelperlock.Held()))
+  {
+    return kStatusRemoveFailed;
+  }
   if (DeviceConnected(true))
   {
     OSLOGDBG("device is still connected");
@@ -352,6 +460,28 @@ uint32_t CPnpHelper::WriteableRemove()
 
   OSLOGDBG("WriteableRemove() Exit");
   return kStatusOk;
+}
+
+bool CPnpHelper::MirrorUsable(bool a_blLocked)
+{
+  // An empty source is handled by the actions: nothing is copied from it or
+  // deleted at it.
+  const char *szSource = CfgGet(kSectionMain, kTagUserRootDirectory);
+  char szMirror[PATH_MAX];
+  char szUserRoot[PATH_MAX];
+  ResolvePath(m_szWriteableModelPath, szMirror);
+  ResolvePath(szSource, szUserRoot);
+  if (szSource[0] && (PathWithin(szMirror, szUserRoot) || PathWithin(szUserRoot, szMirror)))
+  {
+    OSLOG(EOSLOGFLAG_ERROR, "Writeable mirror overlaps the user-root directory...<%s> <%s>",
+          m_szWriteableModelPath, szSource);
+    return false;
+  }
+  if (!a_blLocked)
+  {
+    OSLOG(EOSLOGFLAG_ERROR, "Unable to lock writeable root...<%s>", m_szWriteablePath);
+  }
+  return a_blLocked;
 }
 
 EOSSTS WriteableCallBack(OsFileCopyDirectoryInfo *a_posfilecopydirectoryinfo)

@@ -11,10 +11,16 @@
 // The object owns no heap memory: every buffer is a fixed-size member, filled
 // with zero bytes by the constructor and the destructor.
 //
-// Add and remove runs of several processes on the same writeable root are
-// serialised by an exclusive flock on the root directory itself, held from
-// before the old mirror is deleted until the action ends; a run that cannot
-// take it at once waits.
+// Add and remove runs of one installation are serialised by an exclusive
+// flock on a lock file that only the program's owner can open (/run for
+// root; see CPnpHelperLock), held from before the old mirror is deleted
+// until the action ends. A run waits for it at most PnpHelperWaitSeconds(),
+// then logs "Unable to lock writeable root...<root>" and fails (210 add, 250
+// remove). A writeable root that puts the mirror at, inside or above the
+// user-root directory is refused the same way, before anything is deleted
+// and before the probe runs.
+// Both are safety additions: without them a user could hold every event
+// forever, and "writeable=/" would delete the user-root directory.
 #ifndef PNPHELPER_H
 #define PNPHELPER_H
 
@@ -46,6 +52,11 @@ public:
   uint32_t Remove();
   // True when a listed scanner is attached; runs <lib>/deviceprobe through
   // the shell once per process. a_blFallback answers when it is missing.
+  // The program path is quoted for the shell when it holds any character
+  // outside [A-Za-z0-9/._+-]. A probe still running after
+  // PnpHelperWaitSeconds() is killed with its process group and counts as
+  // not attached, like any probe ended by a signal (a safety addition: the
+  // hot-plug lock is held while the probe runs).
   bool DeviceConnected(bool a_blFallback);
 
   // Refreshes the writeable mirror of the model's user-root directory: 0,
@@ -53,6 +64,11 @@ public:
   uint32_t WriteableAdd();
   // Deletes the mirror unless a listed scanner is still attached: 0 or 250.
   uint32_t WriteableRemove();
+  // Whether an action may touch the mirror: false, with a line at flag 1,
+  // when the hot-plug lock is not held (a_blLocked) or when the mirror is
+  // the user-root directory, lies inside it or holds it ("." and ".." and
+  // trusted links resolved).
+  bool MirrorUsable(bool a_blLocked);
 
 private:
   char m_szWriteablePath[512];       // [dsIdentity] writeable; empty: no override
@@ -63,6 +79,11 @@ private:
   bool m_blProbeDone;                // deviceprobe ran in this process
   bool m_blDeviceConnected;          // its answer
 };
+
+// Seconds that a run waits for the hot-plug lock, and that deviceprobe may
+// run before it is killed: 60, or QRB_PNPHELPERWAIT when that holds a number
+// from 1 to 59 (a knob for tests; it can only shorten the waits).
+int PnpHelperWaitSeconds();
 
 // Copy rule of the mirror, handed to COsFile::CopyDirectory: the whole
 // "profiles" directory (6), every ".ini" file and every "usb*.lock" file (0,

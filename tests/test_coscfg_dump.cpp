@@ -1,7 +1,11 @@
 // test_coscfg_dump.cpp: the configuration report: its file name, its
-// sections in order, the names of unnamed tags and the dynamic area.
+// sections in order, the names of unnamed tags, the dynamic area, its modes
+// and the names it refuses to write through.
+#include <fcntl.h>
 #include <glob.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -10,6 +14,7 @@
 #include <vector>
 
 #include "os_coscfg.h"
+#include "os_testlog.h"
 #include "test_coscfg.h"
 
 namespace
@@ -168,4 +173,60 @@ TEST(CfgDump, FolderThatCannotBeMade)
   ostest::WriteFile(home.Tmp() / "plain", "x");
   EXPECT_EQ(EOSSTS_IOERROR, COsCfg::Dump((home.Tmp() / "plain/sub").c_str()));
   EXPECT_EQ(EOSSTS_IOERROR, COsCfg::Dump((home.Tmp() / "plain").c_str()));
+}
+
+// The report gets the file object's modes: the configured creation mask in
+// the log directory (below the root path), 0666 less the creation mask
+// elsewhere, which the dump itself never changes.
+TEST(CfgDump, ModesOfTheReport)
+{
+  CfgHome home;
+  home.MakeWith("[dsIdentity]\nForceFileCreationMask=0604\n");
+  const mode_t modeMask = umask(027);
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump((home.Tmp() / "elsewhere").c_str()));
+  EXPECT_EQ(027, umask(modeMask));
+  struct stat statFile = {};
+  ASSERT_EQ(0, stat((home.Root() + "/log/qrboscfg.txt").c_str(), &statFile));
+  EXPECT_EQ(0604u, statFile.st_mode & 07777);
+  ASSERT_EQ(0, stat((home.Tmp() / "elsewhere/qrboscfg.txt").c_str(), &statFile));
+  EXPECT_EQ(0640u, statFile.st_mode & 07777);
+}
+
+// A link, a dangling link, a FIFO or a second hard link planted at the
+// report's name in the (world-writable) log directory: the dump is refused
+// with 259 and an error line, the target keeps its text and mode, nothing
+// is created and nothing blocks.
+TEST(CfgDump, PlantedNamesAreRefused)
+{
+  const struct
+  {
+    const char *szCase;
+    int (*pfnPlant)(const char *a_szTarget, const char *a_szPath);
+  } acase[] = {
+      {"link", [](const char *t, const char *p) { return symlink(t, p); }},
+      {"dangling link", [](const char *t, const char *p) { return symlink((std::string(t) + ".new").c_str(), p); }},
+      {"fifo", [](const char *, const char *p) { return mkfifo(p, 0666); }},
+      {"hard link", [](const char *t, const char *p) { return link(t, p); }},
+  };
+  for (const auto &c : acase)
+  {
+    SCOPED_TRACE(c.szCase);
+    CfgHome home;
+    ostest::LogCapture capture;
+    home.Make();
+    const std::string strVictim = home.Root() + "/log/victim";
+    const std::string strDump = home.Root() + "/log/qrboscfg.txt";
+    ASSERT_TRUE(ostest::WriteFile(strVictim, "secret"));
+    ASSERT_EQ(0, chmod(strVictim.c_str(), 0600));
+    ASSERT_EQ(0, c.pfnPlant(strVictim.c_str(), strDump.c_str()));
+    EXPECT_EQ(EOSSTS_IOERROR, COsCfg::Dump(nullptr));
+    struct stat statVictim = {};
+    ASSERT_EQ(0, stat(strVictim.c_str(), &statVictim));
+    EXPECT_EQ(0600u, statVictim.st_mode & 07777);
+    EXPECT_EQ("secret", ostest::ReadFile(strVictim));
+    EXPECT_FALSE(ostest::FileExists(strVictim + ".new"));
+    EXPECT_NE(std::string::npos,
+              ostest::ReadFile(home.Root() + "/log/pnphelper.log").find("Error creating...<" + strDump + ">"));
+  }
 }

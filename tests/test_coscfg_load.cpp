@@ -2,6 +2,7 @@
 // file syntax, the defaults, the brand texts, the version flag and the
 // identification of the running program.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -77,6 +78,11 @@ TEST(CfgIniSyntax, EmptyOrMissingFileLeavesTheDefaults)
   home.Expect({{OS_CFGTAG_FORCEPROBE, "3"}});
   home.MakeWith("");
   home.Expect({{OS_CFGTAG_FORCEPROBE, "3"}, {OS_CFGTAG_CONST_INI, home.Home() + "/const.ini"}});
+  // Anything but a regular file counts as missing; a FIFO does not block.
+  ASSERT_EQ(0, unlink((home.Home() + "/const.ini").c_str()));
+  ASSERT_EQ(0, mkfifo((home.Home() + "/const.ini").c_str(), 0666));
+  home.Make();
+  home.Expect({{OS_CFGTAG_FORCEPROBE, "3"}});
 }
 
 TEST(CfgDefaults, SpotChecks)

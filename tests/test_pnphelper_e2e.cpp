@@ -3,10 +3,13 @@
 // resources rewritten per test), HOME/const.ini, a fake HOME/lib/deviceprobe
 // that records its argument, a user tree in HOME/user and a writeable root
 // beside HOME. Checks exit statuses, mirrors, the probe's argument and the
-// log lines.
+// log lines. Runs take their hot-plug lock in the temporary directory unless
+// a test says otherwise; the attacks on the lock need root.
 #include <dirent.h>
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -129,9 +132,9 @@ bool StripResources(const std::string &a_strFile)
 class PnpHome
 {
 public:
-  PnpHome()
+  explicit PnpHome(const std::string &a_strHomeName = "home")
       : m_strRoot(ostest::Physical(m_tempdir.Path())),
-        m_strHome(m_strRoot + "/home"),
+        m_strHome(m_strRoot + "/" + a_strHomeName),
         m_strWriteable(m_strRoot + "/writeable")
   {
     MakeDirs(m_strHome + "/bin");
@@ -196,7 +199,13 @@ public:
   {
     std::vector<std::string> vec{Program()};
     vec.insert(vec.end(), a_vecArgs.begin(), a_vecArgs.end());
-    return Spawn(vec, a_vecEnv);
+    std::vector<std::string> vecEnv{a_vecEnv};
+    if (std::none_of(vecEnv.begin(), vecEnv.end(),
+                     [](const std::string &s) { return s.compare(0, 21, "QRB_PNPHELPERLOCKDIR=") == 0; }))
+    {
+      vecEnv.push_back("QRB_PNPHELPERLOCKDIR=" + m_strRoot);
+    }
+    return Spawn(vec, vecEnv);
   }
 
   // The text of every log file below HOME/log.
@@ -213,6 +222,18 @@ public:
     return strText;
   }
   bool LogHas(const std::string &a_strText) const { return Log().find(a_strText) != std::string::npos; }
+  // Whether a line of flag 1 (error) holds a_strText.
+  bool ErrorLogged(const std::string &a_strText) const
+  {
+    for (const std::string &strLine : ostest::SplitLines(Log()))
+    {
+      if (strLine.find(" VE " + a_strText) != std::string::npos)
+      {
+        return true;
+      }
+    }
+    return false;
+  }
 
   void UserFile(const std::string &a_strRelative, const std::string &a_strData = "x")
   {
@@ -654,6 +675,180 @@ TEST_F(PnpHelperE2E, ConcurrentAddAndRemoveRunsSerialise)
     }
   }
   EXPECT_EQ(std::vector<std::string>{strFirst}, vecTop);
+}
+
+// ---------------------------------------------------------------------------
+// Safety as root: the hot-plug lock, the probe command, the mirror's place
+
+// Runs a_fn in a child that has become "nobody" (no groups); the child's
+// exit status is a_fn's result. The parent gets the pid.
+template <typename F>
+pid_t AsNobody(F a_fn)
+{
+  const pid_t pid = fork();
+  if (pid == 0)
+  {
+    _exit((setgroups(0, nullptr) == 0 && setresgid(65534, 65534, 65534) == 0 &&
+           setresuid(65534, 65534, 65534) == 0)
+              ? a_fn()
+              : 99);
+  }
+  return pid;
+}
+
+// Exit status of a program that must end within a_iSeconds; -2 when it
+// had to be killed.
+int WaitAtMost(pid_t a_pid, int a_iSeconds)
+{
+  for (int ii = 0; ii < a_iSeconds * 50; ii++)
+  {
+    int iStatus = 0;
+    if (waitpid(a_pid, &iStatus, WNOHANG) == a_pid)
+    {
+      return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 1000 + WTERMSIG(iStatus);
+    }
+    usleep(20000);
+  }
+  kill(a_pid, SIGKILL);
+  Wait(a_pid);
+  return -2;
+}
+
+// A lock held elsewhere ends each action after the bounded wait with its
+// failure status; the old mirror stays and the probe never runs.
+TEST(PnpHelperSafety, HeldLockEndsTheRunWithTheFailureStatus)
+{
+  for (const auto &c : {std::make_pair("action:add", 210), std::make_pair("action:remove", 250)})
+  {
+    SCOPED_TRACE(c.first);
+    PnpHome home;
+    home.UserFile("a.ini");
+    ASSERT_EQ(0, home.Run({"action:add"}));
+    ostest::WriteFile(home.Mirror() + "/a.ini", "old");
+    const int fd = open((home.Root() + "/pnphelper.lock").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(0, flock(fd, LOCK_EX));
+    EXPECT_EQ(c.second, WaitAtMost(home.Start({c.first}, {"QRB_PNPHELPERWAIT=1"}), 20));
+    close(fd);
+    EXPECT_TRUE(home.ErrorLogged("Unable to lock writeable root...<" + home.Writeable() + ">")) << home.Log();
+    EXPECT_EQ("old", ostest::ReadFile(home.Mirror() + "/a.ini"));
+    EXPECT_TRUE(home.ProbeArgs().empty());
+  }
+}
+
+// Root's lock is /run/pnphelper.lock, mode 0600: "nobody" can neither open
+// it nor stop a run by locking the writeable root, which any user can open.
+TEST(PnpHelperSafety, UnprivilegedUserCannotHoldTheLock)
+{
+  if (geteuid() != 0)
+  {
+    GTEST_SKIP() << "needs root";
+  }
+  PnpHome home;
+  home.UserFile("a.ini");
+  ASSERT_EQ(0, chmod(home.Root().c_str(), 0755));
+  ASSERT_EQ(0, home.Run({"action:add"}, {"QRB_PNPHELPERLOCKDIR="}));
+  struct stat statLock = {};
+  ASSERT_EQ(0, lstat("/run/pnphelper.lock", &statLock));
+  EXPECT_TRUE(S_ISREG(statLock.st_mode));
+  EXPECT_EQ(0600u, statLock.st_mode & 07777);
+  EXPECT_EQ(0u, statLock.st_uid);
+  // The holder reports through one pipe and holds until the other closes.
+  int aiReport[2];
+  int aiHold[2];
+  ASSERT_EQ(0, pipe2(aiReport, O_CLOEXEC));
+  ASSERT_EQ(0, pipe2(aiHold, O_CLOEXEC));
+  const std::string strWriteable = home.Writeable();
+  const pid_t pidHolder = AsNobody(
+      [&]()
+      {
+        close(aiHold[1]);
+        const int fdRoot = open(strWriteable.c_str(), O_RDONLY | O_DIRECTORY);
+        const bool blOpened = open("/run/pnphelper.lock", O_RDONLY) >= 0;
+        const char chHeld = (fdRoot >= 0 && flock(fdRoot, LOCK_EX) == 0 && !blOpened) ? 'y' : 'n';
+        char ch;
+        return (write(aiReport[1], &chHeld, 1) == 1 && read(aiHold[0], &ch, 1) == 0) ? 0 : 1;
+      });
+  close(aiReport[1]);
+  char chHeld = 0;
+  EXPECT_EQ(1, read(aiReport[0], &chHeld, 1));
+  EXPECT_EQ('y', chHeld) << "nobody could not lock the root, or could open the lock file";
+  EXPECT_EQ(0, WaitAtMost(home.Start({"action:add"}, {"QRB_PNPHELPERLOCKDIR="}), 20));
+  EXPECT_EQ(0, WaitAtMost(home.Start({"action:remove"}, {"QRB_PNPHELPERLOCKDIR="}), 20));
+  close(aiHold[1]);
+  EXPECT_EQ(0, WaitAtMost(pidHolder, 5));
+  close(aiReport[0]);
+  close(aiHold[0]);
+}
+
+// A probe that never ends is killed after the bounded wait (counting as not
+// attached), so it cannot hold the lock for ever.
+TEST_F(PnpHelperE2E, HangingProbeIsKilled)
+{
+  m_home.UserFile("a.ini");
+  ASSERT_EQ(0, m_home.Run({"action:add"}));
+  ostest::WriteFile(m_home.Home() + "/lib/deviceprobe", "#!/bin/sh\nsleep 1000\n");
+  EXPECT_EQ(0, WaitAtMost(m_home.Start({"action:remove"}, {"QRB_PNPHELPERWAIT=1"}), 20));
+  EXPECT_TRUE(m_home.ErrorLogged("deviceprobe killed after 1 seconds...<" + m_home.Home() + "/lib/deviceprobe \""))
+      << m_home.Log();
+  EXPECT_FALSE(ostest::FileExists(m_home.Mirror()));
+}
+
+// An installation path with shell characters is one quoted word: the probe
+// runs and nothing in the path is executed.
+TEST(PnpHelperSafety, ProbePathIsQuotedForTheShell)
+{
+  for (const std::string &strName : {std::string("my home"), std::string("$(touch pwned)"), std::string("it's")})
+  {
+    SCOPED_TRACE(strName);
+    PnpHome home(strName);
+    home.UserFile("a.ini");
+    ASSERT_EQ(0, home.Run({"action:add"}));
+    home.InstallProbe(0);
+    EXPECT_EQ(0, home.Run({"action:remove"}));
+    EXPECT_EQ(std::vector<std::string>{"40a,6020;40a,6021"}, home.ProbeArgs());
+    EXPECT_TRUE(ostest::FileExists(home.Mirror() + "/a.ini"));
+    EXPECT_FALSE(ostest::FileExists("pwned"));
+    EXPECT_FALSE(ostest::FileExists(home.Root() + "/pwned"));
+  }
+  PnpHome home("it's");
+  home.Run({"action:remove"});
+  EXPECT_TRUE(home.LogHas("call deviceprobe: '" + home.Root() + "/it'\\''s/lib/deviceprobe' \"40a,6020;40a,6021\""))
+      << home.Log();
+}
+
+// A writeable root that puts the mirror at or inside the user-root
+// directory is refused before anything is deleted or copied.
+TEST(PnpHelperSafety, MirrorOverlappingTheUserRootIsRefused)
+{
+  for (const std::string &strWriteable : {std::string("/"), std::string("user/w"), std::string("toroot/.")})
+  {
+    for (const auto &c : {std::make_pair("action:add", 210), std::make_pair("action:remove", 250)})
+    {
+      SCOPED_TRACE(strWriteable + " " + c.first);
+      PnpHome home;
+      const std::string strRoot = (strWriteable[0] == '/') ? strWriteable : home.Home() + "/" + strWriteable;
+      MakeDirs(home.User() + "/w");
+      ASSERT_EQ(0, symlink("/", (home.Home() + "/toroot").c_str()));
+      home.UserFile("a.ini");
+      home.UserFile("keep.txt");
+      home.WriteConstIni(strRoot, 1);
+      home.InstallProbe(1);
+      EXPECT_EQ(c.second, home.Run({c.first}));
+      EXPECT_TRUE(home.ErrorLogged("Writeable mirror overlaps the user-root directory...<")) << home.Log();
+      EXPECT_TRUE(home.LogHas("<" + home.User() + ">"));
+      EXPECT_EQ((std::vector<std::string>{"a.ini", "keep.txt", "w/"}), ostest::Listing(home.User()));
+      EXPECT_TRUE(home.ProbeArgs().empty());
+    }
+  }
+}
+
+// A const.ini that is a FIFO counts as missing: the run does not block.
+TEST_F(PnpHelperE2E, FifoConstIniDoesNotBlock)
+{
+  ASSERT_EQ(0, unlink((m_home.Home() + "/const.ini").c_str()));
+  ASSERT_EQ(0, mkfifo((m_home.Home() + "/const.ini").c_str(), 0666));
+  EXPECT_EQ(0, WaitAtMost(m_home.Start({"action:add"}), 5));
+  EXPECT_TRUE(m_home.LogHas("Action completed: 0"));
 }
 
 }  // namespace
