@@ -94,20 +94,61 @@ FILE *StreamFromDescriptor(int a_fd, const char *a_szMode)
   return pfile;
 }
 
-// Opens a file in a stream mode: "r" without blocking on a FIFO (anything but
-// a regular file counts as missing); the writing modes never through a
-// symbolic link nor onto anything but a regular file of the caller, with
-// "w" modes creating the file with the process's default mode.
+// Opens a file for reading under the link rule without blocking on a FIFO:
+// anything but a regular file counts as missing (ENOENT).
+int OpenForReading(const char *a_szFilename)
+{
+  OsFileWalk walk;
+  struct stat statFile;
+  if (OsFileWalkPath(walk, nullptr, a_szFilename, OS_WALK_FOLLOW | OS_WALK_READ))
+  {
+    return -1;
+  }
+  int fd = walk.fd;
+  if (fstat(fd, &statFile) || !S_ISREG(statFile.st_mode))
+  {
+    OsFileWalkClose(walk);
+    errno = ENOENT;
+    return -1;
+  }
+  (void)fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+  return fd;  // the walk's descriptor is handed over
+}
+
+// Opens a file for writing: its directory walked under the link rule, the
+// file itself never through a link nor anything but the caller's regular
+// file (see OsFileOpenWriteAt).
+int OpenForWriting(const char *a_szFilename, int a_iFlags)
+{
+  char szPath[kPathSize];
+  char *szName = nullptr;
+  OsFileWalk walkParent;
+  if (snprintf(szPath, sizeof(szPath), "%s", a_szFilename) >= static_cast<int>(sizeof(szPath)))
+  {
+    errno = ENAMETOOLONG;
+    return -1;
+  }
+  if (OsFileWalkParent(szPath, walkParent, &szName))
+  {
+    return -1;
+  }
+  int fd = OsFileOpenWriteAt(walkParent.fd, szName, a_iFlags, 0666 & ~OsFileCreationMask(), OS_WRITER_PRIVATE);
+  const int iErrno = errno;
+  OsFileWalkClose(walkParent);
+  errno = iErrno;
+  return fd;
+}
+
+// Opens a file as a stream in a fopen mode ("r", "r+", "w", "w+", with "e").
 FILE *OpenSafeStream(const char *a_szFilename, const char *a_szMode)
 {
-  if (a_szMode[0] == 'r' && a_szMode[1] != '+')
+  if ((a_szMode[0] == 'r') && (a_szMode[1] != '+'))
   {
-    return StreamFromDescriptor(OsFileOpenRead(a_szFilename), a_szMode);
+    return StreamFromDescriptor(OpenForReading(a_szFilename), a_szMode);
   }
   const int iFlags = (a_szMode[0] == 'w') ? (O_CREAT | O_TRUNC) : 0;
   const int iAccess = (strchr(a_szMode, '+') || (a_szMode[0] == 'r')) ? O_RDWR : O_WRONLY;
-  return StreamFromDescriptor(
-      OsFileOpenWrite(a_szFilename, iAccess | iFlags, 0666 & ~OsFileCreationMask(), OS_WRITER_PRIVATE), a_szMode);
+  return StreamFromDescriptor(OpenForWriting(a_szFilename, iAccess | iFlags), a_szMode);
 }
 
 // A write open denied on a link, on something other than a regular file or

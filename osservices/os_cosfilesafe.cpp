@@ -446,6 +446,23 @@ void OsFileWalkClose(OsFileWalk &a_walk)
   MoveTo(a_walk, -1);
 }
 
+// Walks the directory part of a_szPath (the working directory when there is
+// none) and points a_pszName at the last component. 0, or -1 with errno.
+int OsFileWalkParent(char *a_szPath, OsFileWalk &a_walkParent, char **a_pszName)
+{
+  char *szSlash = strrchr(a_szPath, '/');
+  if (!szSlash)
+  {
+    *a_pszName = a_szPath;
+    return OsFileWalkPath(a_walkParent, nullptr, "", OS_WALK_FOLLOW);
+  }
+  *a_pszName = szSlash + 1;
+  *szSlash = '\0';
+  int iResult = OsFileWalkPath(a_walkParent, nullptr, (szSlash == a_szPath) ? "/" : a_szPath, OS_WALK_FOLLOW);
+  *szSlash = '/';
+  return iResult;
+}
+
 mode_t OsFileCreationMask()
 {
   mode_t mode = 022;

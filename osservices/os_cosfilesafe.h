@@ -56,6 +56,10 @@ struct OsFileWalk
 int OsFileWalkPath(OsFileWalk &a_walk, const OsFileWalk *a_pwalkBase, const char *a_szPath, unsigned a_uFlags,
                    int a_iMaxComponents = -1);
 void OsFileWalkClose(OsFileWalk &a_walk);
+// Walks the directory part of a_szPath (following trusted links; the working
+// directory when there is none) and points a_pszName at the last component.
+// a_szPath is left as it was. 0, or -1 with errno set.
+int OsFileWalkParent(char *a_szPath, OsFileWalk &a_walkParent, char **a_pszName);
 
 // The absolute, link-free form of an existing path (see COsFile::PathAbsolute)
 // and, when a_pstat is given, its status (links followed as a walk follows

@@ -50,23 +50,6 @@ bool IsDotOrDotDot(const char *a_szName)
   return !strcmp(a_szName, ".") || !strcmp(a_szName, "..");
 }
 
-// Walks the directory part of a_szPath (the working directory when there is
-// none) and points a_pszName at the last component. 0, or -1 with errno.
-int WalkParent(char *a_szPath, OsFileWalk &a_walkParent, char **a_pszName)
-{
-  char *szSlash = strrchr(a_szPath, '/');
-  if (!szSlash)
-  {
-    *a_pszName = a_szPath;
-    return OsFileWalkPath(a_walkParent, nullptr, "", OS_WALK_FOLLOW);
-  }
-  *a_pszName = szSlash + 1;
-  *szSlash = '\0';
-  int iResult = OsFileWalkPath(a_walkParent, nullptr, (szSlash == a_szPath) ? "/" : a_szPath, OS_WALK_FOLLOW);
-  *szSlash = '/';
-  return iResult;
-}
-
 // --- Copying one file -------------------------------------------------------
 
 // The 2 MiB copy buffer, zero-filled; from the memory service when there is one.
@@ -813,7 +796,7 @@ EOSSTS DeleteNamed(const char *a_szFilename, EOSFILETYPE a_eosfiletype, bool a_b
   walkParent.fd = -1;
   struct stat statEntry;
   EOSSTS eosstsResult = EOSSTS_FAIL;
-  if (szPath[0] && !WalkParent(szPath, walkParent, &szName) && szName[0] && !IsDotOrDotDot(szName) &&
+  if (szPath[0] && !OsFileWalkParent(szPath, walkParent, &szName) && szName[0] && !IsDotOrDotDot(szName) &&
       !fstatat(walkParent.fd, szName, &statEntry, AT_SYMLINK_NOFOLLOW))
   {
     if (S_ISLNK(statEntry.st_mode) && !OsFileTrustedLink(statEntry))
@@ -883,7 +866,7 @@ EOSSTS COsFile::Copy(const char *a_szFilename, const char *a_szNewFilename)
   walkTarget.fd = -1;
   EOSSTS eosstsResult = EOSSTS_FAIL;
   if (!OsFileWalkPath(walkSource, nullptr, a_szFilename, OS_WALK_FOLLOW | OS_WALK_READ) &&
-      !WalkParent(szTarget, walkTarget, &szName) && szName[0])
+      !OsFileWalkParent(szTarget, walkTarget, &szName) && szName[0])
   {
     eosstsResult = CopyToTarget(walkSource.fd, walkTarget.fd, szName, a_szNewFilename, NewFileMode(), pchBuffer);
   }
