@@ -132,7 +132,8 @@ int OpenForWriting(const char *a_szFilename, int a_iFlags)
   {
     return -1;
   }
-  int fd = OsFileOpenWriteAt(walkParent.fd, szName, a_iFlags, 0666 & ~OsFileCreationMask(), OS_WRITER_PRIVATE);
+  int fd =
+      OsFileOpenWriteAt(walkParent.fd, szName, a_iFlags, 0666 & ~OsFileCreationMask(), OS_WRITER_PRIVATE);
   const int iErrno = errno;
   OsFileWalkClose(walkParent);
   errno = iErrno;
@@ -192,8 +193,9 @@ FILE *OpenTraceFile()
   {
     return nullptr;
   }
-  FILE *pfile = StreamFromDescriptor(
-      OsFileOpenWrite(szTrace, O_WRONLY | O_APPEND | O_CREAT, 0666 & ~OsFileCreationMask(), OS_WRITER_PRIVATE), "ae");
+  FILE *pfile = StreamFromDescriptor(OsFileOpenWrite(szTrace, O_WRONLY | O_APPEND | O_CREAT,
+                                                     0666 & ~OsFileCreationMask(), OS_WRITER_PRIVATE),
+                                     "ae");
   if (!pfile)
   {
     OSLOG(EOSLOGFLAG_ERROR, "Unable to open trace file...<%s>", szTrace);

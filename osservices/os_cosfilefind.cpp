@@ -93,8 +93,9 @@ EOSSTS Examine(OsFileInfo *a_posfileinfo, const char *a_szName, const char *a_sz
   *strrchr(walkDirectory.szPhysical, '/') = '\0';
   OsFileWalk walkEntry;
   struct stat statEntry;
-  const bool blFound = !OsFileWalkPath(walkEntry, &walkDirectory, a_szName, OS_WALK_FOLLOW | OS_WALK_DESCRIBE) &&
-                       !fstat(walkEntry.fd, &statEntry);
+  const bool blFound =
+      !OsFileWalkPath(walkEntry, &walkDirectory, a_szName, OS_WALK_FOLLOW | OS_WALK_DESCRIBE) &&
+      !fstat(walkEntry.fd, &statEntry);
   OsFileWalkClose(walkEntry);
   if (!blFound)
   {
@@ -174,8 +175,8 @@ EOSSTS FindPattern(const char *a_szFilename, OsFileInfo *a_posfileinfo)
   }
   // The stream is opened on the very directory the walk reached.
   OsFileWalk walkDirectory;
-  if (OsFileWalkPath(walkDirectory, nullptr, szDirectory, OS_WALK_FOLLOW) ||
-      !walkDirectory.szPhysical[0] || (strlen(walkDirectory.szPhysical) >= sizeof(a_posfileinfo->szFullPath)))
+  if (OsFileWalkPath(walkDirectory, nullptr, szDirectory, OS_WALK_FOLLOW) || !walkDirectory.szPhysical[0] ||
+      (strlen(walkDirectory.szPhysical) >= sizeof(a_posfileinfo->szFullPath)))
   {
     OsFileWalkClose(walkDirectory);
     OSLOGDBG("OsFilePathAbsolute failed...<%s>", szDirectory);

@@ -173,18 +173,20 @@ unsigned OsFileAbsolute(char *a_szAbsolute, uint32_t a_u32Size, const char *a_sz
   OsFileWalk walkEntry;
   walkEntry.fd = -1;
   struct stat statEntry;
-  const bool blFound =
-      a_szName[0] && !OsFileWalkPath(walkDirectory, nullptr, szSlash ? szDirectory : "", OS_WALK_FOLLOW) &&
-      !OsFileWalkPath(walkEntry, &walkDirectory, szLeaf[0] ? szLeaf : ".", OS_WALK_FOLLOW | OS_WALK_DESCRIBE) &&
-      !fstat(walkEntry.fd, &statEntry);
+  const bool blFound = a_szName[0] &&
+                       !OsFileWalkPath(walkDirectory, nullptr, szSlash ? szDirectory : "", OS_WALK_FOLLOW) &&
+                       !OsFileWalkPath(walkEntry, &walkDirectory, szLeaf[0] ? szLeaf : ".",
+                                       OS_WALK_FOLLOW | OS_WALK_DESCRIBE) &&
+                       !fstat(walkEntry.fd, &statEntry);
   EOSSTS eosstsResult = EOSSTS_OK;
   if (!blFound)
   {
     OSLOGDBG("stat failed...<%s>", a_szName);
     eosstsResult = EOSSTS_FILENOTFOUND;
   }
-  else if (!(S_ISDIR(statEntry.st_mode) ? SetAbsolute(a_szAbsolute, a_u32Size, walkEntry.szPhysical, nullptr)
-                                         : SetAbsolute(a_szAbsolute, a_u32Size, walkDirectory.szPhysical, szLeaf)))
+  else if (!(S_ISDIR(statEntry.st_mode)
+                 ? SetAbsolute(a_szAbsolute, a_u32Size, walkEntry.szPhysical, nullptr)
+                 : SetAbsolute(a_szAbsolute, a_u32Size, walkDirectory.szPhysical, szLeaf)))
   {
     eosstsResult = EOSSTS_FAIL;
   }

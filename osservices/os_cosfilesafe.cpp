@@ -52,7 +52,8 @@ bool WriterAccepts(const struct stat &a_stat, EOSFILEWRITER a_ewriter)
 // that a created file is known and gets its mode.
 int OpenNoFollow(int a_fdDirectory, const char *a_szName, int a_iFlags, mode_t a_mode, bool *a_pblCreated)
 {
-  const int iFlags = (a_iFlags & ~(O_CREAT | O_EXCL | O_TRUNC)) | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const int iFlags =
+      (a_iFlags & ~(O_CREAT | O_EXCL | O_TRUNC)) | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
   *a_pblCreated = false;
   if (a_iFlags & O_CREAT)
   {
@@ -131,7 +132,9 @@ int OsFileOpenWrite(const char *a_szPath, int a_iFlags, mode_t a_mode, EOSFILEWR
     *szSlash = '\0';
   }
   // The directory is opened once, so the trust check and the open see the same one.
-  int fdDirectory = open(!szSlash ? "." : (szSlash == szDirectory) ? "/" : szDirectory,
+  int fdDirectory = open(!szSlash                   ? "."
+                         : (szSlash == szDirectory) ? "/"
+                                                    : szDirectory,
                          O_PATH | O_DIRECTORY | O_CLOEXEC);
   if (fdDirectory < 0)
   {
@@ -364,7 +367,8 @@ int WalkComponents(OsFileWalk &a_walk, const char *a_szPath, unsigned a_uFlags, 
       iCounted++;
     }
     const bool blLast = !szSave || !szSave[strspn(szSave, "/")];
-    const unsigned uFlags = (blLast && blTrailingSlash) ? ((a_uFlags | OS_WALK_FOLLOW) & ~OS_WALK_DESCRIBE) : a_uFlags;
+    const unsigned uFlags =
+        (blLast && blTrailingSlash) ? ((a_uFlags | OS_WALK_FOLLOW) & ~OS_WALK_DESCRIBE) : a_uFlags;
     if (Step(a_walk, szName, blLast, uFlags))
     {
       return -1;
@@ -430,7 +434,8 @@ int OsFileWalkPath(OsFileWalk &a_walk, const OsFileWalk *a_pwalkBase, const char
     errno = EINVAL;
     return -1;
   }
-  if (StartWalk(a_walk, a_pwalkBase, a_szPath) || WalkComponents(a_walk, a_szPath, a_uFlags, a_iMaxComponents) ||
+  if (StartWalk(a_walk, a_pwalkBase, a_szPath) ||
+      WalkComponents(a_walk, a_szPath, a_uFlags, a_iMaxComponents) ||
       ((a_uFlags & OS_WALK_READ) && MakeReadable(a_walk)))
   {
     const int iErrno = errno;

@@ -19,7 +19,6 @@
 #include <sys/types.h>
 
 #include <cstdint>
-
 #include <cstdio>
 
 // The trust rule: whether a symbolic link (its own lstat) may be followed.

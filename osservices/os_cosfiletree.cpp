@@ -170,7 +170,8 @@ EOSSTS CopyData(int a_fdSource, int a_fdTarget, char *a_pchBuffer)
     for (offWritten = offStart; offWritten < offEnd;)
     {
       const size_t sizetWanted = static_cast<size_t>(
-          (offEnd - offWritten < static_cast<off_t>(kCopyBufferSize)) ? offEnd - offWritten : kCopyBufferSize);
+          (offEnd - offWritten < static_cast<off_t>(kCopyBufferSize)) ? offEnd - offWritten
+                                                                      : kCopyBufferSize);
       const ssize_t ssizeRead = ReadBlock(a_fdSource, a_pchBuffer, sizetWanted);
       const ssize_t ssizeWritten = (ssizeRead > 0) ? WriteBlock(a_fdTarget, a_pchBuffer, ssizeRead) : 0;
       if ((ssizeRead < 0) || (ssizeWritten < 0))
@@ -204,12 +205,14 @@ EOSSTS CopyToTarget(int a_fdSource, int a_fdDirectory, const char *a_szName, con
   {
     return EOSSTS_FAIL;
   }
-  int fdTarget = OsFileOpenWriteAt(a_fdDirectory, a_szName, O_WRONLY | O_CREAT | O_TRUNC, a_modeNew, OS_WRITER_COPY);
+  int fdTarget =
+      OsFileOpenWriteAt(a_fdDirectory, a_szName, O_WRONLY | O_CREAT | O_TRUNC, a_modeNew, OS_WRITER_COPY);
   if (fdTarget < 0)
   {
     if (errno == EACCES)
     {
-      OSLOG(EOSLOGFLAG_ERROR, "Copy target refused, not a regular file that may be written...<%s>", a_szShown);
+      OSLOG(EOSLOGFLAG_ERROR, "Copy target refused, not a regular file that may be written...<%s>",
+            a_szShown);
     }
     return EOSSTS_FAIL;
   }
@@ -313,13 +316,19 @@ bool SetSource(CopyWalk &a_walk, CopyLevel &a_level)
   return true;
 }
 
-// A source walk that stopped: an untrusted link is a refusal that leaves data
-// out (the walk logged it), anything else is as if nothing were there.
+// A source walk that stopped (errno tells why): an untrusted link is a
+// refusal that leaves data out (the walk logged it), a link loop or an
+// over-long path a failure; anything else is as if nothing were there.
 void SourceNotReached(CopyWalk &a_walk, const OsFileWalk &a_walkSource, const char *a_szSource)
 {
   if (a_walkSource.blRefused)
   {
     Keep(a_walk, EOSSTS_ACCESSDENIED);
+  }
+  else if ((errno == ELOOP) || (errno == ENAMETOOLONG))
+  {
+    OSLOG(EOSLOGFLAG_ERROR, "Symbolic link loop or path too long, not copied...<%s>", a_szSource);
+    Keep(a_walk, EOSSTS_FAIL);
   }
   else
   {
@@ -349,11 +358,13 @@ int EnsureDestination(CopyWalk &a_walk, CopyLevel &a_level)
     szName = strrchr(a_level.szDestination, '/') + 1;
   }
   struct stat statDestination;
-  if (!szName[0] ||
-      OsFileWalkPath(a_level.walkDestination, pwalkParent, szName, OS_WALK_FOLLOW | OS_WALK_CREATE) ||
-      fstat(a_level.walkDestination.fd, &statDestination) || !S_ISDIR(statDestination.st_mode))
+  const bool blWalked = szName[0] && !OsFileWalkPath(a_level.walkDestination, pwalkParent, szName,
+                                                     OS_WALK_FOLLOW | OS_WALK_CREATE);
+  if (!blWalked || fstat(a_level.walkDestination.fd, &statDestination) || !S_ISDIR(statDestination.st_mode))
   {
-    const EOSSTS eosstsMade = a_level.walkDestination.blRefused ? EOSSTS_ACCESSDENIED : OsFileStatusFromErrno(errno);
+    const EOSSTS eosstsMade = a_level.walkDestination.blRefused ? EOSSTS_ACCESSDENIED
+                              : blWalked                        ? EOSSTS_FAIL
+                                                                : OsFileStatusFromErrno(errno);
     OsFileWalkClose(a_level.walkDestination);
     OSLOG(EOSLOGFLAG_ERROR, "OsFileCreateDirectory failed...<%s>", a_level.szDestination);
     Keep(a_walk, eosstsMade);
@@ -380,8 +391,8 @@ EOSSTS CopyFileEntry(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_en
   {
     return EOSSTS_FAIL;
   }
-  EOSSTS eosstsResult =
-      CopyToTarget(walkFile.fd, fdDestination, a_entry.szName, a_entry.szTarget, a_walk.modeNew, a_walk.pchBuffer);
+  EOSSTS eosstsResult = CopyToTarget(walkFile.fd, fdDestination, a_entry.szName, a_entry.szTarget,
+                                     a_walk.modeNew, a_walk.pchBuffer);
   OsFileWalkClose(walkFile);
   return eosstsResult;
 }
@@ -553,8 +564,9 @@ void CopyLevelRun(CopyWalk &a_walk, CopyLevel &a_level, bool a_blRecursive)
   {
     (void)EnsureDestination(a_walk, a_level);
   }
-  int fdList = (a_level.walkSource.fd >= 0) ? openat(a_level.walkSource.fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
-                                            : -1;
+  int fdList = (a_level.walkSource.fd >= 0)
+                   ? openat(a_level.walkSource.fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
+                   : -1;
   DIR *pdir = (fdList >= 0) ? fdopendir(fdList) : nullptr;
   if (!pdir && (fdList >= 0))
   {
@@ -652,10 +664,11 @@ EOSSTS RemoveEntry(DeleteWalk &a_walk, int a_fdDirectory, const char *a_szName, 
   OSLOGDBG("Delete: <%s> %d %d", a_walk.szPath, blDirectory ? 1 : 2, 1);
   // A directory is entered without following: a link swapped in is not passed.
   EOSSTS eosstsResult =
-      blDirectory ? RemoveDirectory(a_walk, a_fdDirectory, a_szName,
-                                    openat(a_fdDirectory, a_szName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC),
-                                    statEntry, true, a_iDepth)
-                  : UnlinkEntry(a_walk, a_fdDirectory, a_szName);
+      blDirectory
+          ? RemoveDirectory(a_walk, a_fdDirectory, a_szName,
+                            openat(a_fdDirectory, a_szName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC),
+                            statEntry, true, a_iDepth)
+          : UnlinkEntry(a_walk, a_fdDirectory, a_szName);
   PopName(a_walk, sizetOld);
   return eosstsResult;
 }
@@ -705,8 +718,8 @@ EOSSTS RemoveDirectory(DeleteWalk &a_walk, int a_fdParent, const char *a_szName,
       OSLOG(EOSLOGFLAG_ERROR, "Directory on another file system or nested too deep, not removed...<%s>",
             a_walk.szPath);
     }
-    else if ((a_fdDirectory < 0) || fstat(a_fdDirectory, &statOpened) || (statOpened.st_dev != a_stat.st_dev) ||
-             (statOpened.st_ino != a_stat.st_ino))
+    else if ((a_fdDirectory < 0) || fstat(a_fdDirectory, &statOpened) ||
+             (statOpened.st_dev != a_stat.st_dev) || (statOpened.st_ino != a_stat.st_ino))
     {
       OSLOGDBG("RemoveDirectory failed...%s", a_walk.szPath);
     }
@@ -752,7 +765,8 @@ EOSFILETYPE FoundType(const char *a_szFilename)
 // not touched, and the refusal to follow is reported.
 EOSSTS UnlinkUntrustedLink(const DeleteWalk &a_walk, int a_fdParent, const char *a_szName)
 {
-  OSLOG(EOSLOGFLAG_ERROR, "Symbolic link of another user not followed, removed as a link...<%s>", a_walk.szPath);
+  OSLOG(EOSLOGFLAG_ERROR, "Symbolic link of another user not followed, removed as a link...<%s>",
+        a_walk.szPath);
   (void)UnlinkEntry(a_walk, a_fdParent, a_szName);
   return EOSSTS_FAIL;
 }
@@ -868,7 +882,8 @@ EOSSTS COsFile::Copy(const char *a_szFilename, const char *a_szNewFilename)
   if (!OsFileWalkPath(walkSource, nullptr, a_szFilename, OS_WALK_FOLLOW | OS_WALK_READ) &&
       !OsFileWalkParent(szTarget, walkTarget, &szName) && szName[0])
   {
-    eosstsResult = CopyToTarget(walkSource.fd, walkTarget.fd, szName, a_szNewFilename, NewFileMode(), pchBuffer);
+    eosstsResult =
+        CopyToTarget(walkSource.fd, walkTarget.fd, szName, a_szNewFilename, NewFileMode(), pchBuffer);
   }
   if (eosstsResult)
   {

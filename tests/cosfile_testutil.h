@@ -156,7 +156,8 @@ inline std::string RunUnprivileged(const std::function<std::string()> &a_fn)
   close(aiPipe[1]);
   std::string strOut;
   char ach[256];
-  for (ssize_t ssize = read(aiPipe[0], ach, sizeof(ach)); ssize > 0; ssize = read(aiPipe[0], ach, sizeof(ach)))
+  for (ssize_t ssize = read(aiPipe[0], ach, sizeof(ach)); ssize > 0;
+       ssize = read(aiPipe[0], ach, sizeof(ach)))
   {
     strOut.append(ach, static_cast<size_t>(ssize));
   }

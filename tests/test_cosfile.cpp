@@ -127,10 +127,12 @@ TEST(CosFileOpen, WritingIsRefusedOnLinksAndFifos)
     {
       COsFile osfile;
       const bool blMissing = !strcmp(sz, "dangling") && (eosfileopen == EOSFILEOPEN_EXISTING);
-      EXPECT_EQ(blMissing ? 257u : 258u, osfile.Open((tempdir / sz).c_str(), eosfileopen, EOSFILEACCESS_WRITE, 2))
+      EXPECT_EQ(blMissing ? 257u : 258u,
+                osfile.Open((tempdir / sz).c_str(), eosfileopen, EOSFILEACCESS_WRITE, 2))
           << sz;
     }
-    EXPECT_TRUE(services.Logged("Open refused, not a regular file of the caller...<" + tempdir / sz + ">")) << sz;
+    EXPECT_TRUE(services.Logged("Open refused, not a regular file of the caller...<" + tempdir / sz + ">"))
+        << sz;
   }
   EXPECT_EQ("precious", ostest::ReadFile(tempdir / "victim"));
   EXPECT_FALSE(ostest::FileExists(tempdir / "created"));

@@ -1,8 +1,8 @@
 // Directory search, file copy, tree copy with its callback verdicts, and tree
 // removal of COsFile, including trees that hold symbolic links, loops and
 // more depth than the walk allows.
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -411,7 +411,8 @@ TEST_F(CosFileCopyDirectory, ExistingDestinationIsOverwrittenNotFollowed)
   EXPECT_EQ(1u, Run(true, &recorder));
   EXPECT_EQ("a", ostest::ReadFile(Dst("a.ini")));
   EXPECT_EQ("precious", ostest::ReadFile(strVictim));
-  EXPECT_TRUE(m_services.Logged("OsFileCopy failed...<" + ostest::Physical(Src()) + "/b.txt> <" + Dst("b.txt") + ">"));
+  EXPECT_TRUE(m_services.Logged("OsFileCopy failed...<" + ostest::Physical(Src()) + "/b.txt> <" +
+                                Dst("b.txt") + ">"));
 }
 
 TEST_F(CosFileCopyDirectory, LinkLoopTerminatesWithAFailure)
@@ -421,6 +422,14 @@ TEST_F(CosFileCopyDirectory, LinkLoopTerminatesWithAFailure)
   EOSSTS eossts = Run(true, nullptr);
   EXPECT_EQ(1u, eossts);
   EXPECT_TRUE(m_services.Logged("Directory loop"));
+  // Links that lead to each other end in a failure too.
+  ASSERT_EQ(0, unlink(Src("self").c_str()));
+  ASSERT_EQ(0, unlink(Src("sub/up").c_str()));
+  ASSERT_EQ(0, symlink("ping", Src("pong").c_str()));
+  ASSERT_EQ(0, symlink("pong", Src("ping").c_str()));
+  EXPECT_EQ(1u, Run(true, nullptr));
+  EXPECT_TRUE(m_services.Logged("Symbolic link loop or path too long, not copied...<" +
+                                ostest::Physical(Src()) + "/p"));
   EXPECT_EQ("d", ostest::ReadFile(Dst("sub/deeper/d.txt")));
   EXPECT_EQ("a", ostest::ReadFile(Dst("a.ini")));
 }
@@ -619,7 +628,8 @@ TEST_P(CosFileLinkOwner, CopyFollowsTrustedLinksAndReportsTheOthers)
 {
   Recorder recorder;
   recorder.vecAnswers = {{"/profiles", 6}, {".txt", 8}};
-  EOSSTS eossts = COsFile::CopyDirectory(P("model").c_str(), P("mirror").c_str(), true, RecordingCallback, &recorder);
+  EOSSTS eossts =
+      COsFile::CopyDirectory(P("model").c_str(), P("mirror").c_str(), true, RecordingCallback, &recorder);
   EXPECT_EQ(Trusted() ? 0u : 258u, eossts);
   const std::vector<std::string> vecTrusted{"a.ini", "profiles/", "profiles/p.txt", "x.ini"};
   EXPECT_EQ(Trusted() ? vecTrusted : std::vector<std::string>{"a.ini"}, ostest::Listing(P("mirror")));
@@ -650,8 +660,9 @@ TEST_P(CosFileLinkOwner, CreateCopyFindAndDeleteThroughALink)
   EXPECT_EQ(!Trusted(), ostest::FileExists(P("outside/tree/keep")));
   EXPECT_TRUE(ostest::IsDirectory(P("outside/tree")));
   EXPECT_EQ(Trusted(), ostest::IsLink(P("treelink")));
-  EXPECT_EQ(!Trusted(), m_services.Logged("Symbolic link of another user not followed, removed as a link...<" +
-                                          P("treelink") + ">"));
+  EXPECT_EQ(!Trusted(),
+            m_services.Logged("Symbolic link of another user not followed, removed as a link...<" +
+                              P("treelink") + ">"));
 }
 
 // An unprivileged caller below a directory it may search but not read.
@@ -707,8 +718,8 @@ TEST(CosFileCopyFull, WriteErrorsFailTheCopy)
   Recorder recorder;
   EXPECT_EQ(1u, COsFile::CopyDirectory((tempdir / "src").c_str(), (strFull + "/mirror").c_str(), true,
                                        RecordingCallback, &recorder));
-  EXPECT_TRUE(services.Logged("OsFileCopy failed...<" + ostest::Physical(tempdir / "src") + "/big.ini> <" + strFull +
-                              "/mirror/big.ini>"));
+  EXPECT_TRUE(services.Logged("OsFileCopy failed...<" + ostest::Physical(tempdir / "src") + "/big.ini> <" +
+                              strFull + "/mirror/big.ini>"));
   EXPECT_EQ(1u, COsFile::Copy((tempdir / "src/big.ini").c_str(), (strFull + "/other").c_str()));
   EXPECT_EQ(0, umount2(strFull.c_str(), MNT_DETACH));
 }
