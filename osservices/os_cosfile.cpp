@@ -1,6 +1,5 @@
 // os_cosfile.cpp: the file object (COsFile forwarding to COsFileImpl) and the
 // static operations Create, Exists, SetAccess, CleanStatic and Shutdown.
-#define _FILE_OFFSET_BITS 64  // large files on the 32-bit build
 
 #include "os_cosfile.h"
 
@@ -82,6 +81,89 @@ const char *StreamMode(EOSFILEACCESS a_eosfileaccess, EOSFILEOPEN a_eosfileopen)
   }
 }
 
+// Opens a file as a stream in a_szMode from the descriptor a_fd (taken
+// over); null when a_fd is -1 or the stream cannot be made.
+FILE *StreamFromDescriptor(int a_fd, const char *a_szMode)
+{
+  FILE *pfile = (a_fd >= 0) ? fdopen(a_fd, a_szMode) : nullptr;
+  if (!pfile && (a_fd >= 0))
+  {
+    close(a_fd);
+  }
+  return pfile;
+}
+
+// Opens a file for reading under the link rule without blocking on a FIFO:
+// anything but a regular file counts as missing (ENOENT).
+int OpenForReading(const char *a_szFilename)
+{
+  OsFileWalk walk;
+  struct stat statFile;
+  if (OsFileWalkPath(walk, nullptr, a_szFilename, OS_WALK_FOLLOW | OS_WALK_READ))
+  {
+    return -1;
+  }
+  int fd = walk.fd;
+  if (fstat(fd, &statFile) || !S_ISREG(statFile.st_mode))
+  {
+    OsFileWalkClose(walk);
+    errno = ENOENT;
+    return -1;
+  }
+  (void)fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+  return fd;  // the walk's descriptor is handed over
+}
+
+// Opens a file for writing: its directory walked under the link rule, the
+// file itself never through a link nor anything but the caller's regular
+// file (see OsFileOpenWriteAt).
+int OpenForWriting(const char *a_szFilename, int a_iFlags)
+{
+  char szPath[kPathSize];
+  char *szName = nullptr;
+  OsFileWalk walkParent;
+  if (snprintf(szPath, sizeof(szPath), "%s", a_szFilename) >= static_cast<int>(sizeof(szPath)))
+  {
+    errno = ENAMETOOLONG;
+    return -1;
+  }
+  if (OsFileWalkParent(szPath, walkParent, &szName))
+  {
+    return -1;
+  }
+  int fd =
+      OsFileOpenWriteAt(walkParent.fd, szName, a_iFlags, 0666 & ~OsFileCreationMask(), OS_WRITER_PRIVATE);
+  const int iErrno = errno;
+  OsFileWalkClose(walkParent);
+  errno = iErrno;
+  return fd;
+}
+
+// Opens a file as a stream in a fopen mode ("r", "r+", "w", "w+", with "e").
+FILE *OpenSafeStream(const char *a_szFilename, const char *a_szMode)
+{
+  if ((a_szMode[0] == 'r') && (a_szMode[1] != '+'))
+  {
+    return StreamFromDescriptor(OpenForReading(a_szFilename), a_szMode);
+  }
+  const int iFlags = (a_szMode[0] == 'w') ? (O_CREAT | O_TRUNC) : 0;
+  const int iAccess = (strchr(a_szMode, '+') || (a_szMode[0] == 'r')) ? O_RDWR : O_WRONLY;
+  return StreamFromDescriptor(OpenForWriting(a_szFilename, iAccess | iFlags), a_szMode);
+}
+
+// A write open denied on a link, on something other than a regular file or
+// on a file that is not the caller's own single link is a refusal, and said
+// so at flag 1.
+void LogIfRefused(const char *a_szFilename)
+{
+  struct stat statFile;
+  if (!lstat(a_szFilename, &statFile) &&
+      (!S_ISREG(statFile.st_mode) || (statFile.st_nlink > 1) || (statFile.st_uid != geteuid())))
+  {
+    OSLOG(EOSLOGFLAG_ERROR, "Open refused, not a regular file of the caller...<%s>", a_szFilename);
+  }
+}
+
 // The trace file name of Create, read from the environment on first use.
 const char *TraceFileName()
 {
@@ -101,10 +183,23 @@ const char *TraceFileName()
   return s_szTraceFile;
 }
 
+// The trace file of Create, opened for appending; never through a link nor
+// a file another user prepared. A file that cannot be opened is reported.
 FILE *OpenTraceFile()
 {
   const char *szTrace = TraceFileName();
-  return szTrace[0] ? fopen(szTrace, "ae") : nullptr;
+  if (!szTrace[0])
+  {
+    return nullptr;
+  }
+  FILE *pfile = StreamFromDescriptor(OsFileOpenWrite(szTrace, O_WRONLY | O_APPEND | O_CREAT,
+                                                     0666 & ~OsFileCreationMask(), OS_WRITER_PRIVATE),
+                                     "ae");
+  if (!pfile)
+  {
+    OSLOG(EOSLOGFLAG_ERROR, "Unable to open trace file...<%s>", szTrace);
+  }
+  return pfile;
 }
 
 }  // namespace
@@ -130,6 +225,7 @@ private:
   void StoreName(const char *a_szFilename);
 
   char m_szFileName[kPathSize];
+  bool m_blRefused;  // the last open was refused (link, non-regular, another user's file)
   uint32_t m_u32PrintBufferSize;
   char *m_szPrintBuffer;
   COsFile *m_posfile;
@@ -139,6 +235,7 @@ private:
 
 COsFileImpl::COsFileImpl(COsFile *a_posfile)
     : m_szFileName(),
+      m_blRefused(false),
       m_u32PrintBufferSize(kPrintBufferSize),
       m_szPrintBuffer(nullptr),
       m_posfile(a_posfile),
@@ -180,6 +277,7 @@ EOSSTS COsFileImpl::Open(const char *a_szFilename, EOSFILEOPEN a_eosfileopen, EO
   }
   Close();
   StoreName(a_szFilename);
+  m_blRefused = false;
 
   bool blReadable = (access(a_szFilename, R_OK) == 0);
   if (!blReadable && (a_eosfileopen == EOSFILEOPEN_EXISTING))
@@ -210,18 +308,24 @@ EOSSTS COsFileImpl::OpenStream(const char *a_szFilename, EOSFILEACCESS a_eosfile
   {
     return EOSSTS_FAIL;
   }
-  m_pfile = fopen(a_szFilename, szMode);
+  m_pfile = OpenSafeStream(a_szFilename, szMode);
   if (!m_pfile)
   {
     int iErrno = errno;
     if ((iErrno == ENOENT) && (m_eosfileopen == EOSFILEOPEN_EXISTING) &&
         (a_eosfileaccess != EOSFILEACCESS_READ))
     {
-      m_pfile = fopen(a_szFilename, "w+e");
+      m_pfile = OpenSafeStream(a_szFilename, "w+e");
+      iErrno = errno;
     }
     if (!m_pfile)
     {
       OSLOGDBG("fopen failed...%s <%s>", szMode, a_szFilename);
+      if (iErrno == EACCES)
+      {
+        LogIfRefused(a_szFilename);
+      }
+      m_blRefused = (iErrno == EACCES);
       return StatusFromOpenErrno(iErrno);
     }
   }
@@ -237,11 +341,13 @@ EOSSTS COsFileImpl::OpenStream(const char *a_szFilename, EOSFILEACCESS a_eosfile
 }
 
 // A file under the configured root path gets the configured permission bits.
-// The open stream is changed through its descriptor; a name that failed to
-// open is changed only when it is not a symbolic link.
+// The open stream is changed through its descriptor. A name that failed to
+// open is changed only when it is the caller's own regular file with a single
+// link, through a descriptor of that very file (never through a link); a
+// refused file is left alone.
 void COsFileImpl::ApplyRootPathMode(const char *a_szFilename)
 {
-  if (!g_poscfg)
+  if (!g_poscfg || m_blRefused)
   {
     return;
   }
@@ -252,16 +358,24 @@ void COsFileImpl::ApplyRootPathMode(const char *a_szFilename)
   }
   const char *szMask = g_poscfg->Get(kCfgSection, kCfgTagFileCreationMask);
   mode_t mode = static_cast<mode_t>(strtol((szMask && szMask[0]) ? szMask : "511", nullptr, 0)) & 07777;
-  mode_t modeOld = umask(0);
   if (m_pfile)
   {
     (void)fchmod(fileno(m_pfile), mode);
+    return;
   }
-  else
+  int fd = open(a_szFilename, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+  struct stat statFile;
+  if ((fd >= 0) && !fstat(fd, &statFile) && S_ISREG(statFile.st_mode) && (statFile.st_nlink == 1) &&
+      (statFile.st_uid == geteuid()))
   {
-    (void)fchmodat(AT_FDCWD, a_szFilename, mode, AT_SYMLINK_NOFOLLOW);
+    char szDescriptor[64];
+    snprintf(szDescriptor, sizeof(szDescriptor), "/proc/self/fd/%d", fd);
+    (void)chmod(szDescriptor, mode);
   }
-  umask(modeOld);
+  if (fd >= 0)
+  {
+    close(fd);
+  }
 }
 
 void COsFileImpl::StoreName(const char *a_szFilename)
@@ -434,11 +548,13 @@ EOSSTS COsFile::Create(const char *a_szDirectory, const void *a_pvAttributes)
     // else already exists.
     if (szPath[strspn(szPath, "./")])
     {
-      int fd = OsFileOpenDirectory(szPath, true, true, kMaxComponents);
-      eosstsResult = (fd < 0) ? OsFileStatusFromErrno(errno) : EOSSTS_OK;
-      if (fd >= 0)
+      OsFileWalk walk;
+      eosstsResult = OsFileWalkPath(walk, nullptr, szPath, OS_WALK_FOLLOW | OS_WALK_CREATE, kMaxComponents)
+                         ? OsFileStatusFromErrno(errno)
+                         : EOSSTS_OK;
+      OsFileWalkClose(walk);
+      if (!eosstsResult)
       {
-        close(fd);
         errno = 0;
       }
     }

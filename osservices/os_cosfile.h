@@ -10,28 +10,15 @@
 // in bytes (paths use 512-byte buffers); path functions never write past the
 // size given. Nothing here throws.
 //
-// Symbolic links, per function (the process may run as root on trees that
-// ordinary users can write). "Trusted" links belong to root or to the
-// process's effective user. A link of any other user met on the way to a
-// directory that Create, Copy, CopyDirectory or Delete walks is not passed:
-// Create returns 258, Copy and Delete 1, CopyDirectory fails to make its
-// destination and treats such a source as missing.
-// - Path functions other than PathAbsolute touch only the caller's buffer.
-//   PathAbsolute follows links: its result is the physical directory path.
-// - Open, Exists and FindFirst/FindNext follow links, as the system calls
-//   they are built on do.
-// - Create follows only trusted links.
-// - Copy follows links in the source path; the target's directory is walked
-//   through trusted links only, and a link or extra hard link at the target
-//   name is replaced, never written through.
-// - Delete never follows a link: a link met in the tree, or named as the
-//   path, is removed as a link and what it points to is left alone. It does
-//   not descend into another file system nor more than 256 levels (1).
-// - CopyDirectory follows a link in the source tree only when its target
-//   stays inside the source tree; other links are skipped with an
-//   information line. The destination is never a link, nor is any directory
-//   made below it. Loops, over-deep trees and paths longer than 512 bytes are
-//   reported as failures and the walk goes on with the rest.
+// The link rule (the process may run as root next to trees that ordinary
+// users can write): a symbolic link is TRUSTED when it is owned by root or
+// by the process's effective user, the way the kernel protects sticky
+// directories. A trusted link is followed exactly as stat would follow it.
+// An untrusted link is never followed: it is described as itself, skipped,
+// unlinked as a link or refused, and a refusal that leaves data out is
+// logged at flag 1 with the link's path. A link is judged and used in one
+// step (on the link's own descriptor), and directories passed on the way
+// need only search permission. Each function below says how the rule applies.
 #ifndef OS_COSFILE_H
 #define OS_COSFILE_H
 
@@ -132,6 +119,11 @@ public:
   // Opens a_szFilename as a buffered stream (close-on-exec). Share 1 takes an
   // exclusive advisory lock and returns 260 when another holder has it. A
   // name under the configured root path gets the configured permission bits.
+  // Links (any owner) in the directory part are followed as fopen would.
+  // Reading never blocks on a FIFO: anything but a regular file is missing
+  // (257). Writing never goes through a link in the last component, nor into
+  // a FIFO, device, socket or another user's file in a directory others can
+  // write: 258 with a flag 1 line, and the file's mode is left alone.
   [[nodiscard]] EOSSTS Open(const char *a_szFilename, EOSFILEOPEN a_eosfileopen,
                             EOSFILEACCESS a_eosfileaccess, EOSFILESHARE a_eosfileshare);
   // Writes a_u32Size bytes; the count written goes to a_pu32Written if given.
@@ -164,20 +156,32 @@ public:
   static void PathRemoveTrailingSlash(char *a_szPath);
   // Absolute, link-free form of an existing path (links in its directory part
   // are resolved; a file name is appended unresolved). 0, 1 failure, 257 the
-  // path does not exist. The working directory is left alone.
+  // path does not exist. Link rule: trusted links resolved; a path through
+  // an untrusted one is 257, one at the end is kept as a name. The working
+  // directory is left alone.
   [[nodiscard]] static EOSSTS PathAbsolute(char *a_szAbsolute, uint32_t a_u32Size, const char *a_szName);
 
   // --- File-system operations ----------------------------------------------
 
   // Makes every missing directory of a_szDirectory with bits 0777 whatever
-  // the process's file-creation mask (at most 64 components). 0 made, 261 it
-  // already exists, 257/258/1 on failure. a_pvAttributes is ignored.
+  // the process's file-creation mask (set on each new directory; the mask is
+  // never changed), at most 64 components. 0 made, 261 it already exists,
+  // 257/258/1 on failure. a_pvAttributes is ignored. Link rule: trusted links
+  // followed; an untrusted one gives 258. The trace file is never opened
+  // through a link nor onto another user's file.
   [[nodiscard]] static EOSSTS Create(const char *a_szDirectory, const void *a_pvAttributes);
-  // True when FindFirst finds the path (any match for a wildcard pattern).
+  // True when FindFirst finds the path (any match for a wildcard pattern);
+  // the link rule as for FindFirst.
   static bool Exists(const char *a_szFilename);
-  // Copies one file's contents (2 MiB blocks). The source is followed; a link
-  // or an extra hard link at the target is replaced, never written through.
-  // Only regular files are copied. 0, 1 failure, 3 null argument.
+  // Copies one regular file's contents (2 MiB blocks; holes stay holes). An
+  // existing target is truncated in place (mode, owner and hard links stay);
+  // a new one gets the process's default mode. 0; 1 when a file cannot be
+  // opened or a read or write fails (a write cut short without an error ends
+  // the copy with 0); 3 null argument. Link rule: trusted links followed in
+  // the source and in the target's directory part, untrusted ones refused
+  // (1). The target itself is refused (1, flag 1 line) when it is a link of
+  // any owner, not a regular file, or another user's multiply linked file in
+  // a directory others can write.
   [[nodiscard]] static EOSSTS Copy(const char *a_szFilename, const char *a_szNewFilename);
   // Sets the user and group permission bits (forwards to the configuration).
   static EOSSTS SetAccess(const char *a_szFilename, EOSFILEACCESS a_eosfileaccess);
@@ -185,10 +189,12 @@ public:
   static void CleanStatic();
   static void Shutdown();
 
-  // --- Directory search (follows links when examining entries) -------------
+  // --- Directory search ----------------------------------------------------
 
   // 0 found, 257 nothing found, 3 null argument. A path without '*' or '?'
-  // names one entry and opens no stream.
+  // names one entry and opens no stream. Link rule: entries are examined as
+  // stat would, through trusted links; an untrusted link is described as
+  // itself (type 2), and a path through one is not found (257).
   [[nodiscard]] static EOSSTS FindFirst(const char *a_szFilename, OsFileInfo *a_posfileinfo);
   // 0 next match, 257 no more (the stream is then closed), 3 null record.
   [[nodiscard]] static EOSSTS FindNext(OsFileInfo *a_posfileinfo);
@@ -200,14 +206,35 @@ public:
   // Copies a_szSource into a_szDestination, asking a_pfncallback (if any) per
   // entry. With a callback the destination is made only when a file is
   // actually copied. Returns the first failure met, or 0; no failure stops
-  // the walk.
+  // the walk. A read or write error fails the file's copy (1, and with a
+  // callback "OsFileCopy failed...<%s> <%s>").
+  // Link rule: trusted links in the source, at the destination and below it
+  // are followed wherever they lead; an untrusted one (the source's path, an
+  // entry, the destination's path) is not followed: flag 1 line, result 258.
+  // A link at a file's target is refused as by Copy.
+  // Deviations, for safety: a directory met again on its own branch (a link
+  // loop), a branch deeper than 64 levels, more than 65,536 directories or a
+  // path longer than 512 bytes is a failure instead of an endless or
+  // truncated walk; an entry that cannot be examined (a dangling link) is
+  // passed over instead of ending the walk, which would leave the rest of
+  // the directory out in silence.
   [[nodiscard]] static EOSSTS CopyDirectory(const char *a_szSource, const char *a_szDestination,
                                             bool a_blRecursive, PFNOSFILECOPYDIRECTORY a_pfncallback,
                                             void *a_pvContext);
   // Removes a file (type 2) or a directory (type 1, with everything in it when
   // a_eosboolRecursive). The type must match what is there, else 1. With
   // a_blWildcard the path is a pattern and every match is removed (0).
-  // Never follows a symbolic link.
+  // Link rule: trusted links on the way are followed. A trusted link named
+  // as the path has the type of what it leads to: as type 2 the link goes;
+  // as type 1 the directory behind it is emptied (when recursive) and the
+  // removal then fails (1), as the name is not a directory. An untrusted
+  // link named as the path is unlinked as a link, with a flag 1 line, and
+  // the result is 1.
+  // Deviations, for safety: a link met inside the tree is unlinked as a
+  // link, never entered (following it would empty a directory outside the
+  // tree); the walk does not cross into another file system nor go deeper
+  // than 256 levels (1); with a wildcard, "." and ".." are never removed
+  // (removing them would remove the searched directory or its parent).
   [[nodiscard]] static EOSSTS Delete(const char *a_szFilename, EOSFILETYPE a_eosfiletype,
                                      EOSBOOL a_eosboolRecursive, bool a_blWildcard);
 

@@ -1,10 +1,12 @@
 // os_cosfilefind.cpp: the directory search of COsFile (FindFirst, FindNext,
-// FindClose). Entries are examined with stat, so symbolic links are followed
-// when an entry is described; nothing here changes the file system.
-#define _FILE_OFFSET_BITS 64  // large inode numbers and sizes on the 32-bit build
+// FindClose). Entries are described as stat describes them: trusted symbolic
+// links are followed, an untrusted one is described as itself, and a path
+// through an untrusted one is not found. Nothing here changes the file system.
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
@@ -12,6 +14,7 @@
 #include <ctime>
 
 #include "os_cosfile.h"
+#include "os_cosfilesafe.h"
 #include "os_coslog.h"
 #include "os_cosstring.h"
 #include "os_costime.h"
@@ -65,26 +68,42 @@ EOSSTS EndOfStream(OsFileInfo *a_posfileinfo)
   return EOSSTS_FILENOTFOUND;
 }
 
-// Fills size, type, access and times from the full path. a_szShown is the
-// text the two messages name. 0, or 257 with any open stream closed.
-EOSSTS Examine(OsFileInfo *a_posfileinfo, const char *a_szShown)
+// Fills size, type, access and times from a status. a_szShown is the text
+// the message names.
+EOSSTS Describe(OsFileInfo *a_posfileinfo, const struct stat &a_stat, const char *a_szShown)
 {
+  OSLOGDBG("Found...<%s>", a_szShown);
+  a_posfileinfo->u32Size = static_cast<uint32_t>(a_stat.st_size);
+  a_posfileinfo->eosfiletype = TypeFromMode(a_stat.st_mode);
+  a_posfileinfo->eosfileaccess = (a_stat.st_mode & 0222) ? EOSFILEACCESS_READWRITE : EOSFILEACCESS_READ;
+  (void)COsTime::GetUtcTime(&a_posfileinfo->ostimerecordAccess, a_stat.st_atime);
+  (void)COsTime::GetUtcTime(&a_posfileinfo->ostimerecordWrite, a_stat.st_mtime);
+  errno = 0;
+  return EOSSTS_OK;
+}
+
+// Examines the entry a_szName of the open stream, looked up in the stream's
+// own directory. 0, or 257 with the stream closed.
+EOSSTS Examine(OsFileInfo *a_posfileinfo, const char *a_szName, const char *a_szShown)
+{
+  OsFileWalk walkDirectory;
+  walkDirectory.fd = dirfd(static_cast<DIR *>(a_posfileinfo->pvDirectory));
+  COsString::SStrCpy(walkDirectory.szPhysical, sizeof(walkDirectory.szPhysical), a_posfileinfo->szFullPath);
+  *strrchr(walkDirectory.szPhysical, '/') = '\0';
+  OsFileWalk walkEntry;
   struct stat statEntry;
-  if (stat(a_posfileinfo->szFullPath, &statEntry))
+  const bool blFound =
+      !OsFileWalkPath(walkEntry, &walkDirectory, a_szName, OS_WALK_FOLLOW | OS_WALK_DESCRIBE) &&
+      !fstat(walkEntry.fd, &statEntry);
+  OsFileWalkClose(walkEntry);
+  if (!blFound)
   {
     OSLOGDBG("stat failed...<%s>", a_szShown);
     CloseStream(a_posfileinfo);
     errno = 0;
     return EOSSTS_FILENOTFOUND;
   }
-  OSLOGDBG("Found...<%s>", a_szShown);
-  a_posfileinfo->u32Size = static_cast<uint32_t>(statEntry.st_size);
-  a_posfileinfo->eosfiletype = TypeFromMode(statEntry.st_mode);
-  a_posfileinfo->eosfileaccess = (statEntry.st_mode & 0222) ? EOSFILEACCESS_READWRITE : EOSFILEACCESS_READ;
-  (void)COsTime::GetUtcTime(&a_posfileinfo->ostimerecordAccess, statEntry.st_atime);
-  (void)COsTime::GetUtcTime(&a_posfileinfo->ostimerecordWrite, statEntry.st_mtime);
-  errno = 0;
-  return EOSSTS_OK;
+  return Describe(a_posfileinfo, statEntry, a_szShown);
 }
 
 // Reads the stream up to the next non-empty name that matches the pattern
@@ -122,13 +141,14 @@ EOSSTS FindOne(const char *a_szFilename, OsFileInfo *a_posfileinfo)
 {
   const char *szSlash = strrchr(a_szFilename, '/');
   SetName(a_posfileinfo, szSlash ? szSlash + 1 : a_szFilename);
-  if (COsFile::PathAbsolute(a_posfileinfo->szFullPath, sizeof(a_posfileinfo->szFullPath), a_szFilename))
+  struct stat statEntry;
+  if (OsFileAbsolute(a_posfileinfo->szFullPath, sizeof(a_posfileinfo->szFullPath), a_szFilename, &statEntry))
   {
     OSLOGDBG("OsFilePathAbsolute failed...<%s>", a_szFilename);
     errno = 0;
     return EOSSTS_FILENOTFOUND;
   }
-  return Examine(a_posfileinfo, a_posfileinfo->szFullPath);
+  return Describe(a_posfileinfo, statEntry, a_posfileinfo->szFullPath);
 }
 
 // A wildcard search: the directory part is opened and its entries matched
@@ -152,17 +172,28 @@ EOSSTS FindPattern(const char *a_szFilename, OsFileInfo *a_posfileinfo)
     szDirectory[sizetLength] = '\0';
     szPattern = szSlash + 1;
   }
-  if (COsFile::PathAbsolute(a_posfileinfo->szFullPath, sizeof(a_posfileinfo->szFullPath), szDirectory))
+  // The stream is opened on the very directory the walk reached.
+  OsFileWalk walkDirectory;
+  if (OsFileWalkPath(walkDirectory, nullptr, szDirectory, OS_WALK_FOLLOW) || !walkDirectory.szPhysical[0] ||
+      (strlen(walkDirectory.szPhysical) >= sizeof(a_posfileinfo->szFullPath)))
   {
+    OsFileWalkClose(walkDirectory);
     OSLOGDBG("OsFilePathAbsolute failed...<%s>", szDirectory);
     errno = 0;
     return EOSSTS_FILENOTFOUND;
   }
+  COsString::SStrCpy(a_posfileinfo->szFullPath, sizeof(a_posfileinfo->szFullPath), walkDirectory.szPhysical);
   COsString::SStrCpy(a_posfileinfo->szPattern, sizeof(a_posfileinfo->szPattern), szPattern);
   OSLOGDBG("FindFirst...<%s> <%s>", a_posfileinfo->szFullPath, a_posfileinfo->szPattern);
-  a_posfileinfo->pvDirectory = opendir(a_posfileinfo->szFullPath);
+  int fdDirectory = openat(walkDirectory.fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  OsFileWalkClose(walkDirectory);
+  a_posfileinfo->pvDirectory = (fdDirectory >= 0) ? fdopendir(fdDirectory) : nullptr;
   if (!a_posfileinfo->pvDirectory)
   {
+    if (fdDirectory >= 0)
+    {
+      close(fdDirectory);
+    }
     OSLOGDBG("opendir failed...<%s>", a_posfileinfo->szFullPath);
     errno = 0;
     return EOSSTS_FILENOTFOUND;
@@ -174,7 +205,7 @@ EOSSTS FindPattern(const char *a_szFilename, OsFileInfo *a_posfileinfo)
   }
   SetName(a_posfileinfo, szName);
   COsFile::PathAppend(a_posfileinfo->szFullPath, sizeof(a_posfileinfo->szFullPath), szName);
-  return Examine(a_posfileinfo, a_posfileinfo->szFullPath);
+  return Examine(a_posfileinfo, szName, a_posfileinfo->szFullPath);
 }
 
 }  // namespace
@@ -221,7 +252,7 @@ EOSSTS COsFile::FindNext(OsFileInfo *a_posfileinfo)
   a_posfileinfo->szFullPath[sizetDirectoryLength] = '\0';
   COsString::SStrCat(a_posfileinfo->szFullPath, sizeof(a_posfileinfo->szFullPath), "/");
   COsString::SStrCat(a_posfileinfo->szFullPath, sizeof(a_posfileinfo->szFullPath), szName);
-  return Examine(a_posfileinfo, a_posfileinfo->szName);
+  return Examine(a_posfileinfo, szName, a_posfileinfo->szName);
 }
 
 EOSSTS COsFile::FindClose(OsFileInfo *a_posfileinfo)

@@ -1,6 +1,5 @@
 // os_cosfilepath.cpp: the path functions of COsFile. All but PathAbsolute work
 // on the caller's buffer only and never touch the file system.
-#define _FILE_OFFSET_BITS 64  // large inode numbers and sizes on the 32-bit build
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,10 +7,12 @@
 #include <cerrno>
 #include <climits>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "os_cosfile.h"
+#include "os_cosfilesafe.h"
 #include "os_coslog.h"
 #include "os_cosstring.h"
 
@@ -25,48 +26,23 @@ bool IsSeparator(char a_c)
   return (a_c == '/') || (a_c == '\\');
 }
 
-// The current directory into a_szOut; false (logged) when it cannot be read.
-bool CurrentDirectory(char *a_szOut, uint32_t a_u32Size)
+// Copies a physical path into the caller's buffer, with a_szLeaf appended
+// when given; false (logged) when it is unknown or does not fit.
+bool SetAbsolute(char *a_szOut, uint32_t a_u32Size, const char *a_szPhysical, const char *a_szLeaf)
 {
-  if (!getcwd(a_szOut, a_u32Size))
+  if (!a_szPhysical[0])
   {
     OSLOG(EOSLOGFLAG_ASSERT, "getcwd failed...");
     return false;
   }
-  return true;
-}
-
-// The physical form of directory a_szDirectory into a_szOut. The directory is
-// resolved without changing the process's working directory.
-bool ResolveDirectory(char *a_szOut, uint32_t a_u32Size, const char *a_szDirectory)
-{
-  char szResolved[PATH_MAX];
-  if (!realpath(a_szDirectory, szResolved))
+  const bool blSlash = a_szLeaf && (a_szPhysical[strlen(a_szPhysical) - 1] != '/');
+  const size_t sizetLength = strlen(a_szPhysical) + (blSlash ? 1 : 0) + (a_szLeaf ? strlen(a_szLeaf) : 0);
+  if (sizetLength >= a_u32Size)
   {
-    OSLOG(EOSLOGFLAG_ASSERT, "chdir failed...<%s>", a_szDirectory);
+    OSLOG(EOSLOGFLAG_ASSERT, "buffer overflow...%u <%s>", a_u32Size, a_szLeaf ? a_szLeaf : a_szPhysical);
     return false;
   }
-  if (strlen(szResolved) >= a_u32Size)
-  {
-    OSLOG(EOSLOGFLAG_ASSERT, "getcwd failed...");
-    return false;
-  }
-  memcpy(a_szOut, szResolved, strlen(szResolved) + 1);
-  return true;
-}
-
-// "..": the current directory without its last component ("/" stays "/").
-bool ParentOfCurrentDirectory(char *a_szOut, uint32_t a_u32Size)
-{
-  if (!CurrentDirectory(a_szOut, a_u32Size))
-  {
-    return false;
-  }
-  char *szSlash = strrchr(a_szOut, '/');
-  if (szSlash)
-  {
-    szSlash[(szSlash == a_szOut) ? 1 : 0] = '\0';
-  }
+  snprintf(a_szOut, a_u32Size, "%s%s%s", a_szPhysical, blSlash ? "/" : "", a_szLeaf ? a_szLeaf : "");
   return true;
 }
 
@@ -167,7 +143,7 @@ void COsFile::PathRemoveTrailingSlash(char *a_szPath)
   }
 }
 
-EOSSTS COsFile::PathAbsolute(char *a_szAbsolute, uint32_t a_u32Size, const char *a_szName)
+unsigned OsFileAbsolute(char *a_szAbsolute, uint32_t a_u32Size, const char *a_szName, struct stat *a_pstat)
 {
   if (!a_szAbsolute)
   {
@@ -179,55 +155,50 @@ EOSSTS COsFile::PathAbsolute(char *a_szAbsolute, uint32_t a_u32Size, const char 
     OSLOG(EOSLOGFLAG_ASSERT, "a_szName is null...");
     return EOSSTS_FAIL;
   }
-  if (!strcmp(a_szName, "."))
+  // The directory part is walked first and held, so that the last component
+  // is looked up in it: a directory ends resolved, anything else keeps its
+  // own name after the directory's physical path.
+  char szDirectory[PATH_MAX];
+  snprintf(szDirectory, sizeof(szDirectory), "%s", a_szName);
+  COsFile::PathNormalize(szDirectory, '/');
+  char *szSlash = strrchr(szDirectory, '/');
+  char szLeaf[PATH_MAX];
+  snprintf(szLeaf, sizeof(szLeaf), "%s", szSlash ? szSlash + 1 : szDirectory);
+  if (szSlash)
   {
-    return CurrentDirectory(a_szAbsolute, a_u32Size) ? EOSSTS_OK : EOSSTS_FAIL;
+    szSlash[(szSlash == szDirectory) ? 1 : 0] = '\0';  // "/f" has the root as its directory
   }
-  if (!strcmp(a_szName, ".."))
-  {
-    return ParentOfCurrentDirectory(a_szAbsolute, a_u32Size) ? EOSSTS_OK : EOSSTS_FAIL;
-  }
-  struct stat statName;
-  if (stat(a_szName, &statName))
+  OsFileWalk walkDirectory;
+  OsFileWalk walkEntry;
+  walkEntry.fd = -1;
+  struct stat statEntry;
+  const bool blFound = a_szName[0] &&
+                       !OsFileWalkPath(walkDirectory, nullptr, szSlash ? szDirectory : "", OS_WALK_FOLLOW) &&
+                       !OsFileWalkPath(walkEntry, &walkDirectory, szLeaf[0] ? szLeaf : ".",
+                                       OS_WALK_FOLLOW | OS_WALK_DESCRIBE) &&
+                       !fstat(walkEntry.fd, &statEntry);
+  EOSSTS eosstsResult = EOSSTS_OK;
+  if (!blFound)
   {
     OSLOGDBG("stat failed...<%s>", a_szName);
-    return EOSSTS_FILENOTFOUND;
+    eosstsResult = EOSSTS_FILENOTFOUND;
   }
+  else if (!(S_ISDIR(statEntry.st_mode)
+                 ? SetAbsolute(a_szAbsolute, a_u32Size, walkEntry.szPhysical, nullptr)
+                 : SetAbsolute(a_szAbsolute, a_u32Size, walkDirectory.szPhysical, szLeaf)))
+  {
+    eosstsResult = EOSSTS_FAIL;
+  }
+  else if (a_pstat)
+  {
+    *a_pstat = statEntry;
+  }
+  OsFileWalkClose(walkEntry);
+  OsFileWalkClose(walkDirectory);
+  return eosstsResult;
+}
 
-  // A directory is resolved whole; otherwise only its directory part is, and
-  // the last component is appended as given.
-  char szDirectory[kPathSize];
-  char szLeaf[kPathSize] = "";
-  PathSet(szDirectory, sizeof(szDirectory), a_szName);
-  if (!szDirectory[0])
-  {
-    return EOSSTS_FAIL;
-  }
-  if (!S_ISDIR(statName.st_mode))
-  {
-    uint32_t u32DirectoryLength = 0;
-    char *szNamePart = nullptr;
-    PathSplit(szDirectory, &u32DirectoryLength, &szNamePart);
-    memcpy(szLeaf, szNamePart, strlen(szNamePart) + 1);
-    // "/f" has the root as its directory, "f" the current directory.
-    szDirectory[((u32DirectoryLength == 0) && (szDirectory[0] == '/')) ? 1 : u32DirectoryLength] = '\0';
-  }
-  bool blResolved = szDirectory[0] ? ResolveDirectory(a_szAbsolute, a_u32Size, szDirectory)
-                                   : CurrentDirectory(a_szAbsolute, a_u32Size);
-  if (!blResolved)
-  {
-    return EOSSTS_FAIL;
-  }
-  if (szLeaf[0])
-  {
-    if (strlen(a_szAbsolute) + 1 + strlen(szLeaf) >= a_u32Size)
-    {
-      OSLOG(EOSLOGFLAG_ASSERT, "buffer overflow...%u <%s>", a_u32Size, szLeaf);
-      return EOSSTS_FAIL;
-    }
-    COsString::SStrCat(a_szAbsolute, a_u32Size, "/");
-    COsString::SStrCat(a_szAbsolute, a_u32Size, szLeaf);
-  }
-  PathNormalize(a_szAbsolute, '/');
-  return EOSSTS_OK;
+EOSSTS COsFile::PathAbsolute(char *a_szAbsolute, uint32_t a_u32Size, const char *a_szName)
+{
+  return OsFileAbsolute(a_szAbsolute, a_u32Size, a_szName, nullptr);
 }

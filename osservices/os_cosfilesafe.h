@@ -1,26 +1,73 @@
 // os_cosfilesafe.h: internal to the file services (not part of the public
-// interface): opening a directory by path without being led astray by a
-// symbolic link that another user planted on the way.
+// interface): walking a path without being led astray by a symbolic link that
+// another user planted, and opening files for writing or reading without
+// following a link or blocking on a FIFO.
 //
-// Contract: the path is walked one component at a time from "/" (or from the
-// current directory for a relative path), each step relative to the
-// directory already opened. A symbolic link met on the way is followed only
-// when it belongs to root or to the process's effective user; any other link
-// fails the walk with errno EACCES. The last component is never followed when
-// it is a link unless a_blFollowLastLink is set (and then only a trusted
-// one). With a_blCreate, missing components are made with permission bits
-// 0777 whatever the process's file-creation mask; a_iMaxComponents (-1: no
-// limit) bounds how many components after the leading run of '.' and '/' are
-// walked. Returns an open directory descriptor (close-on-exec) that the
-// caller closes, or -1 with errno set.
+// Contract: OsFileWalkPath walks a path one component at a time, each step
+// relative to the directory already reached, so a name is never looked up
+// again through the whole path. Directories passed through are opened for
+// path use only (O_PATH): search permission is all a walk needs. A symbolic
+// link is checked and followed on the descriptor of the link itself (its
+// owner and its text belong to the same inode), under the trust rule of
+// os_cosfile.h: a link owned by root or by the process's effective user is
+// followed as the kernel would follow it (at most 40 links per walk); any
+// other link is never followed. Descriptors are close-on-exec.
 #ifndef OS_COSFILESAFE_H
 #define OS_COSFILESAFE_H
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
+#include <cstdint>
 #include <cstdio>
 
-int OsFileOpenDirectory(const char *a_szPath, bool a_blCreate, bool a_blFollowLastLink, int a_iMaxComponents);
+// The trust rule: whether a symbolic link (its own lstat) may be followed.
+bool OsFileTrustedLink(const struct stat &a_stat);
+
+// How OsFileWalkPath treats the last component of a path. Links before it
+// are always followed when trusted and refused otherwise.
+enum : unsigned
+{
+  OS_WALK_FOLLOW = 1,    // follow a trusted link; an untrusted one is refused
+  OS_WALK_DESCRIBE = 2,  // with FOLLOW: an untrusted link is reached as itself
+  OS_WALK_CREATE = 4,    // make missing directories of the path (bits 0777)
+  OS_WALK_READ = 8       // open what is reached for reading (non-blocking)
+};
+
+// Where a walk stands: a descriptor of what it reached (path use only unless
+// OS_WALK_READ) and its physical path (no links, no "." or ".."; empty when
+// not known, e.g. when the working directory cannot be read).
+struct OsFileWalk
+{
+  int fd;
+  char szPhysical[1024];
+  int iLinks;
+  bool blRefused;  // an untrusted link stopped the walk
+};
+
+// Walks a_szPath from a_pwalkBase (null: from the working directory, or from
+// "/" for an absolute path; the base is left open). With OS_WALK_CREATE at
+// most a_iMaxComponents components after the leading run of '.' and '/' are
+// walked (-1: no limit); a path ending in '/' follows its last link as a
+// directory would. Returns 0, or -1 with errno set (EACCES for a refused
+// link, which is also logged at flag 1 with its path) and a_walk.fd at -1.
+// The caller closes a_walk.fd with OsFileWalkClose.
+int OsFileWalkPath(OsFileWalk &a_walk, const OsFileWalk *a_pwalkBase, const char *a_szPath, unsigned a_uFlags,
+                   int a_iMaxComponents = -1);
+void OsFileWalkClose(OsFileWalk &a_walk);
+// Walks the directory part of a_szPath (following trusted links; the working
+// directory when there is none) and points a_pszName at the last component.
+// a_szPath is left as it was. 0, or -1 with errno set.
+int OsFileWalkParent(char *a_szPath, OsFileWalk &a_walkParent, char **a_pszName);
+
+// The absolute, link-free form of an existing path (see COsFile::PathAbsolute)
+// and, when a_pstat is given, its status (links followed as a walk follows
+// them; an untrusted link at the end is described as itself).
+unsigned OsFileAbsolute(char *a_szAbsolute, uint32_t a_u32Size, const char *a_szName, struct stat *a_pstat);
+
+// The process's file-creation mask, read without changing it (022 when it
+// cannot be read).
+mode_t OsFileCreationMask();
 
 // Status of a failed file-system call from its errno: 257 not found,
 // 258 access denied, 1 anything else.

@@ -2,20 +2,21 @@
 //
 // These run as root on trees that ordinary users can write, so both walks
 // work relative to open directory descriptors: a name is looked up in the
-// directory already opened, never again through the whole path, and a
-// directory is entered with O_NOFOLLOW. A symbolic link swapped in while a
-// walk runs therefore cannot redirect it.
-// - Removal never follows a link: a link is unlinked as a link.
-// - The copy follows a link of the source tree only when it resolves inside
-//   the tree (checked again on the opened descriptor); other links are
-//   skipped. A directory met again on its own branch (a loop), a branch deeper
-//   than kMaxCopyDepth, more than kMaxCopyDirectories directories or a path
-//   longer than 512 bytes is a failure, and the walk goes on with the rest.
-// - A copied file is created afresh (whatever was at the target name is
-//   unlinked first, then O_EXCL|O_NOFOLLOW), so a link or hard link planted
-//   at the destination is never written through. Only regular files are
-//   copied; their permissions and times are not carried over.
-#define _FILE_OFFSET_BITS 64  // large inode numbers and sizes on the 32-bit build
+// directory already opened, never again through the whole path, and every
+// symbolic link is judged on its own descriptor under the trust rule of
+// os_cosfile.h (see os_cosfilesafe.h). Directories passed through need only
+// search permission.
+// - The copy follows trusted links as stat would, wherever they lead; an
+//   untrusted link is refused with a flag 1 line and the result 258. A
+//   directory met again on its own branch (a loop), a branch deeper than
+//   kMaxCopyDepth, more than kMaxCopyDirectories directories or a path longer
+//   than 512 bytes is a failure, and the walk goes on with the rest.
+// - A copy target is opened without following a link or blocking, and only
+//   a regular file that OS_WRITER_COPY accepts is truncated in place (its
+//   mode, owner and hard links stay); a new file gets the process's default
+//   mode. Holes of the source stay holes.
+// - Removal never follows a link met inside the tree: it is unlinked as a
+//   link.
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -73,8 +74,9 @@ void FreeCopyBuffer(char *a_pchBuffer)
   }
 }
 
-// Reads until the buffer is full or the file ends; the count read.
-size_t ReadBlock(int a_fd, char *a_pchBuffer, size_t a_sizetSize)
+// Reads until a_sizetSize bytes are in or the file ends: the count read, or
+// -1 on a read error.
+ssize_t ReadBlock(int a_fd, char *a_pchBuffer, size_t a_sizetSize)
 {
   size_t sizetRead = 0;
   while (sizetRead < a_sizetSize)
@@ -84,17 +86,22 @@ size_t ReadBlock(int a_fd, char *a_pchBuffer, size_t a_sizetSize)
     {
       continue;
     }
-    if (ssize <= 0)
+    if (ssize < 0)
+    {
+      return -1;
+    }
+    if (ssize == 0)
     {
       break;
     }
     sizetRead += static_cast<size_t>(ssize);
   }
-  return sizetRead;
+  return static_cast<ssize_t>(sizetRead);
 }
 
-// Writes the whole block; false on a short write.
-bool WriteBlock(int a_fd, const char *a_pchBuffer, size_t a_sizetSize)
+// Writes the block: the count written (less only when the kernel stops
+// taking bytes without an error), or -1 on a write error.
+ssize_t WriteBlock(int a_fd, const char *a_pchBuffer, size_t a_sizetSize)
 {
   size_t sizetWritten = 0;
   while (sizetWritten < a_sizetSize)
@@ -104,60 +111,122 @@ bool WriteBlock(int a_fd, const char *a_pchBuffer, size_t a_sizetSize)
     {
       continue;
     }
-    if (ssize <= 0)
+    if (ssize < 0)
     {
-      return false;
+      return -1;
+    }
+    if (ssize == 0)
+    {
+      break;
     }
     sizetWritten += static_cast<size_t>(ssize);
   }
-  return true;
+  return static_cast<ssize_t>(sizetWritten);
 }
 
-// Copies the open file a_fdSource to a new file a_szName in the directory
-// a_fdDirectory. 1 when the source is not a regular file or the target
-// cannot be made; a short write ends the copy silently with 0.
-EOSSTS CopyContents(int a_fdSource, int a_fdDirectory, const char *a_szName, char *a_pchBuffer)
+// The next stretch of data of a_fd at or after a_off, as [*a_poffStart,
+// *a_poffEnd): 1 found, 0 no more data, -1 error. Without hole support the
+// rest of the file is one stretch.
+int NextData(int a_fd, off_t a_off, off_t *a_poffStart, off_t *a_poffEnd)
+{
+  *a_poffStart = lseek(a_fd, a_off, SEEK_DATA);
+  if ((*a_poffStart < 0) && (errno == EINVAL))
+  {
+    struct stat statFile;
+    if (fstat(a_fd, &statFile))
+    {
+      return -1;
+    }
+    *a_poffStart = a_off;
+    *a_poffEnd = statFile.st_size;
+    return (a_off < statFile.st_size) ? 1 : 0;
+  }
+  if (*a_poffStart < 0)
+  {
+    return (errno == ENXIO) ? 0 : -1;
+  }
+  *a_poffEnd = lseek(a_fd, *a_poffStart, SEEK_HOLE);
+  return (*a_poffEnd < 0) ? -1 : 1;
+}
+
+// The copy loop: the data of a_fdSource goes to the empty file a_fdTarget in
+// blocks of up to 2 MiB, each stretch at its own offset, so that holes stay
+// holes; a trailing hole becomes the target's size. 0; 1 when a read, a
+// write or a seek fails. A write the kernel cuts short without an error ends
+// the copy silently with 0.
+EOSSTS CopyData(int a_fdSource, int a_fdTarget, char *a_pchBuffer)
+{
+  off_t offWritten = 0;  // end of the data written so far
+  off_t offStart = 0;
+  off_t offEnd = 0;
+  int iData = 0;
+  while ((iData = NextData(a_fdSource, offWritten, &offStart, &offEnd)) > 0)
+  {
+    if ((lseek(a_fdSource, offStart, SEEK_SET) < 0) || (lseek(a_fdTarget, offStart, SEEK_SET) < 0))
+    {
+      return EOSSTS_FAIL;
+    }
+    for (offWritten = offStart; offWritten < offEnd;)
+    {
+      const size_t sizetWanted = static_cast<size_t>(
+          (offEnd - offWritten < static_cast<off_t>(kCopyBufferSize)) ? offEnd - offWritten
+                                                                      : kCopyBufferSize);
+      const ssize_t ssizeRead = ReadBlock(a_fdSource, a_pchBuffer, sizetWanted);
+      const ssize_t ssizeWritten = (ssizeRead > 0) ? WriteBlock(a_fdTarget, a_pchBuffer, ssizeRead) : 0;
+      if ((ssizeRead < 0) || (ssizeWritten < 0))
+      {
+        return EOSSTS_FAIL;
+      }
+      offWritten += ssizeWritten;
+      if ((ssizeRead == 0) || (ssizeWritten < ssizeRead))
+      {
+        return EOSSTS_OK;  // the source shrank, or the kernel stopped taking bytes
+      }
+    }
+  }
+  const off_t offSize = lseek(a_fdSource, 0, SEEK_END);
+  if ((iData < 0) || (offSize < 0) || ((offSize > offWritten) && ftruncate(a_fdTarget, offSize)))
+  {
+    return EOSSTS_FAIL;
+  }
+  return EOSSTS_OK;
+}
+
+// Copies the open file a_fdSource to the file a_szName of the directory
+// a_fdDirectory (a_szShown names it in messages). 1 when the source is not a
+// regular file, the target is refused or cannot be opened, or the data could
+// not all be copied.
+EOSSTS CopyToTarget(int a_fdSource, int a_fdDirectory, const char *a_szName, const char *a_szShown,
+                    mode_t a_modeNew, char *a_pchBuffer)
 {
   struct stat statSource;
   if (fstat(a_fdSource, &statSource) || !S_ISREG(statSource.st_mode))
   {
     return EOSSTS_FAIL;
   }
-  // Whatever is there (file, link, hard link to another file) is replaced.
-  (void)unlinkat(a_fdDirectory, a_szName, 0);
-  int fdTarget = openat(a_fdDirectory, a_szName, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
+  int fdTarget =
+      OsFileOpenWriteAt(a_fdDirectory, a_szName, O_WRONLY | O_CREAT | O_TRUNC, a_modeNew, OS_WRITER_COPY);
   if (fdTarget < 0)
   {
+    if (errno == EACCES)
+    {
+      OSLOG(EOSLOGFLAG_ERROR, "Copy target refused, not a regular file that may be written...<%s>",
+            a_szShown);
+    }
     return EOSSTS_FAIL;
   }
-  for (;;)
+  EOSSTS eosstsResult = CopyData(a_fdSource, fdTarget, a_pchBuffer);
+  if (close(fdTarget) && !eosstsResult)
   {
-    size_t sizetRead = ReadBlock(a_fdSource, a_pchBuffer, kCopyBufferSize);
-    if (!sizetRead || !WriteBlock(fdTarget, a_pchBuffer, sizetRead) || (sizetRead < kCopyBufferSize))
-    {
-      break;
-    }
+    eosstsResult = EOSSTS_FAIL;
   }
-  close(fdTarget);
-  return EOSSTS_OK;
+  return eosstsResult;
 }
 
-// Opens the directory part of a path (the current directory when there is
-// none; links of other users are not followed, see os_cosfilesafe.h) and
-// points a_pszName at the last component.
-int OpenParent(char *a_szPath, char **a_pszName)
+// The mode of a new copy: what a plain creation with 0666 would give.
+mode_t NewFileMode()
 {
-  char *szSlash = strrchr(a_szPath, '/');
-  if (!szSlash)
-  {
-    *a_pszName = a_szPath;
-    return OsFileOpenDirectory(".", false, true, -1);
-  }
-  *a_pszName = szSlash + 1;
-  *szSlash = '\0';
-  int fd = OsFileOpenDirectory((szSlash == a_szPath) ? "/" : a_szPath, false, true, -1);
-  *szSlash = '/';
-  return fd;
+  return 0666 & ~OsFileCreationMask();
 }
 
 // --- Tree copy --------------------------------------------------------------
@@ -165,13 +234,11 @@ int OpenParent(char *a_szPath, char **a_pszName)
 // State of one CopyDirectory call.
 struct CopyWalk
 {
-  char szRoot[PATH_MAX];  // physical path of the source tree
-  size_t sizetRootLength;
-  char szScratch[PATH_MAX];       // resolution of links
   dev_t adev[kMaxCopyDepth + 1];  // the directories of the current branch
   ino_t aino[kMaxCopyDepth + 1];
   int iDepth;
   uint32_t u32Directories;
+  mode_t modeNew;       // mode of a new copy
   char *pchBuffer;      // copy buffer, taken at the first file
   EOSSTS eosstsResult;  // the first failure
 };
@@ -180,10 +247,10 @@ struct CopyWalk
 struct CopyLevel
 {
   CopyLevel *poscopylevelParent;
-  int fdSource;              // -1 when the source could not be opened
-  char szSource[kPathSize];  // physical path of the source directory
+  OsFileWalk walkSource;     // the source directory (fd -1: nothing to copy)
+  char szSource[kPathSize];  // its physical path
   char szDestination[kPathSize];
-  int fdDestination;  // -1 until made
+  OsFileWalk walkDestination;  // fd -1 until made
   bool blDestinationTried;
   PFNOSFILECOPYDIRECTORY pfncallback;
   void *pvContext;
@@ -193,10 +260,8 @@ struct CopyLevel
 struct CopyEntry
 {
   const char *szName;
-  char szSource[kPathSize];    // path in the tree, as the callback sees it
-  char szResolved[kPathSize];  // for a link: the physical path it leads to
+  char szSource[kPathSize];  // path in the tree, as the callback sees it
   char szTarget[kPathSize];
-  bool blLink;
 };
 
 void Keep(CopyWalk &a_walk, EOSSTS a_eossts)
@@ -205,6 +270,18 @@ void Keep(CopyWalk &a_walk, EOSSTS a_eossts)
   {
     a_walk.eosstsResult = a_eossts;
   }
+}
+
+// Sets up a level: no walks open yet.
+void InitLevel(CopyLevel &a_level, CopyLevel *a_plevelParent, PFNOSFILECOPYDIRECTORY a_pfncallback,
+               void *a_pvContext)
+{
+  memset(&a_level, 0, sizeof(a_level));
+  a_level.poscopylevelParent = a_plevelParent;
+  a_level.walkSource.fd = -1;
+  a_level.walkDestination.fd = -1;
+  a_level.pfncallback = a_pfncallback;
+  a_level.pvContext = a_pvContext;
 }
 
 // a_szDirectory + "/" + a_szName into a_szOut, or false when it would not
@@ -223,114 +300,81 @@ bool JoinPath(CopyWalk &a_walk, char *a_szOut, const char *a_szDirectory, const 
   return true;
 }
 
-bool InsideTree(const CopyWalk &a_walk, const char *a_szPhysical)
+// The level's source path is the physical path its walk reached; false
+// (reported as a failure) when that is unknown or too long.
+bool SetSource(CopyWalk &a_walk, CopyLevel &a_level)
 {
-  if (strncmp(a_szPhysical, a_walk.szRoot, a_walk.sizetRootLength))
+  const size_t sizetLength = strlen(a_level.walkSource.szPhysical);
+  if (!sizetLength || (sizetLength >= sizeof(a_level.szSource)))
   {
+    OSLOG(EOSLOGFLAG_ERROR, "Path too long, not copied...<%s>", a_level.walkSource.szPhysical);
+    Keep(a_walk, EOSSTS_NOFIT);
     return false;
   }
-  char cNext = a_szPhysical[a_walk.sizetRootLength];
-  return (cNext == '/') || (cNext == '\0') || (a_walk.szRoot[a_walk.sizetRootLength - 1] == '/');
-}
-
-// Resolves a link of the tree into a_entry.szResolved; false (and an
-// information line) when it dangles or leads out of the tree.
-bool ResolveLink(CopyWalk &a_walk, CopyEntry &a_entry)
-{
-  if (!realpath(a_entry.szSource, a_walk.szScratch) || !InsideTree(a_walk, a_walk.szScratch) ||
-      (strlen(a_walk.szScratch) >= kPathSize))
-  {
-    OSLOGDBG("Symbolic link not followed out of the tree, skipped...<%s>", a_entry.szSource);
-    return false;
-  }
-  memcpy(a_entry.szResolved, a_walk.szScratch, strlen(a_walk.szScratch) + 1);
+  memcpy(a_level.szSource, a_level.walkSource.szPhysical, sizetLength + 1);
   return true;
 }
 
-// The path of an open descriptor into a_walk.szScratch (read from /proc).
-bool DescriptorPath(CopyWalk &a_walk, int a_fd)
+// A source walk that stopped (errno tells why): an untrusted link is a
+// refusal that leaves data out (the walk logged it), a link loop or an
+// over-long path a failure; anything else is as if nothing were there.
+void SourceNotReached(CopyWalk &a_walk, const OsFileWalk &a_walkSource, const char *a_szSource)
 {
-  char szLink[64];
-  snprintf(szLink, sizeof(szLink), "/proc/self/fd/%d", a_fd);
-  ssize_t ssize = readlink(szLink, a_walk.szScratch, sizeof(a_walk.szScratch) - 1);
-  if (ssize <= 0)
+  if (a_walkSource.blRefused)
   {
-    return false;
+    Keep(a_walk, EOSSTS_ACCESSDENIED);
   }
-  a_walk.szScratch[ssize] = '\0';
-  return true;
+  else if ((errno == ELOOP) || (errno == ENAMETOOLONG))
+  {
+    OSLOG(EOSLOGFLAG_ERROR, "Symbolic link loop or path too long, not copied...<%s>", a_szSource);
+    Keep(a_walk, EOSSTS_FAIL);
+  }
+  else
+  {
+    OSLOGDBG("stat failed...<%s>", a_szSource);
+  }
 }
 
-// Whether an opened descriptor is a file of the tree.
-bool OpenedInsideTree(CopyWalk &a_walk, int a_fd)
-{
-  return DescriptorPath(a_walk, a_fd) && InsideTree(a_walk, a_walk.szScratch);
-}
-
-// Opens an entry without following a link, or a permitted link through its
-// resolved path, checked again once open.
-int OpenEntry(CopyWalk &a_walk, int a_fdDirectory, const CopyEntry &a_entry, int a_iFlags)
-{
-  if (!a_entry.blLink)
-  {
-    return openat(a_fdDirectory, a_entry.szName, a_iFlags | O_NOFOLLOW | O_CLOEXEC);
-  }
-  int fd = open(a_entry.szResolved, a_iFlags | O_NOFOLLOW | O_CLOEXEC);
-  if ((fd >= 0) && !OpenedInsideTree(a_walk, fd))
-  {
-    OSLOGDBG("Symbolic link not followed out of the tree, skipped...<%s>", a_entry.szSource);
-    close(fd);
-    fd = -1;
-  }
-  return fd;
-}
-
-// Makes (once) and opens the destination directory of a level; -1 when that
-// failed. The top destination is made by a walk from the root that passes
-// only trusted links and refuses a link as the destination itself; below it
-// each directory is made in its parent's descriptor and entered with
-// O_NOFOLLOW, so a link planted in the destination tree is never entered.
+// Makes (once) and walks to the destination directory of a level; -1 when
+// that failed. Trusted links on the way and at the destination itself are
+// followed; an untrusted one is refused (258).
 int EnsureDestination(CopyWalk &a_walk, CopyLevel &a_level)
 {
   if (a_level.blDestinationTried)
   {
-    return a_level.fdDestination;
+    return a_level.walkDestination.fd;
   }
   a_level.blDestinationTried = true;
-  EOSSTS eosstsMade = EOSSTS_FAIL;
-  if (!a_level.poscopylevelParent)
+  const OsFileWalk *pwalkParent = nullptr;
+  const char *szName = a_level.szDestination;
+  if (a_level.poscopylevelParent)
   {
-    // The top is walked from the root; it may not itself be a link.
-    if (a_level.szDestination[0])
+    if (EnsureDestination(a_walk, *a_level.poscopylevelParent) < 0)
     {
-      a_level.fdDestination = OsFileOpenDirectory(a_level.szDestination, true, false, -1);
-      eosstsMade = OsFileStatusFromErrno(errno);
+      return -1;
     }
+    pwalkParent = &a_level.poscopylevelParent->walkDestination;
+    szName = strrchr(a_level.szDestination, '/') + 1;
   }
-  else
+  struct stat statDestination;
+  const bool blWalked = szName[0] && !OsFileWalkPath(a_level.walkDestination, pwalkParent, szName,
+                                                     OS_WALK_FOLLOW | OS_WALK_CREATE);
+  if (!blWalked || fstat(a_level.walkDestination.fd, &statDestination) || !S_ISDIR(statDestination.st_mode))
   {
-    int fdParent = EnsureDestination(a_walk, *a_level.poscopylevelParent);
-    const char *szName = strrchr(a_level.szDestination, '/') + 1;
-    if (fdParent >= 0)
-    {
-      mode_t modeOld = umask(0);
-      (void)mkdirat(fdParent, szName, 0777);
-      umask(modeOld);
-      a_level.fdDestination = openat(fdParent, szName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    }
-  }
-  if (a_level.fdDestination < 0)
-  {
+    const EOSSTS eosstsMade = a_level.walkDestination.blRefused ? EOSSTS_ACCESSDENIED
+                              : blWalked                        ? EOSSTS_FAIL
+                                                                : OsFileStatusFromErrno(errno);
+    OsFileWalkClose(a_level.walkDestination);
     OSLOG(EOSLOGFLAG_ERROR, "OsFileCreateDirectory failed...<%s>", a_level.szDestination);
     Keep(a_walk, eosstsMade);
   }
-  return a_level.fdDestination;
+  return a_level.walkDestination.fd;
 }
 
 void CopyLevelRun(CopyWalk &a_walk, CopyLevel &a_level, bool a_blRecursive);
 
 // Copies one file entry: 0, or 1 when it could not be copied.
-EOSSTS CopyFileEntry(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, const CopyEntry &a_entry)
+EOSSTS CopyFileEntry(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_entry)
 {
   int fdDestination = EnsureDestination(a_walk, a_level);
   if (!a_walk.pchBuffer)
@@ -341,23 +385,24 @@ EOSSTS CopyFileEntry(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, co
   {
     return EOSSTS_FAIL;
   }
-  int fdSource = OpenEntry(a_walk, a_fdDirectory, a_entry, O_RDONLY | O_NONBLOCK);
-  if (fdSource < 0)
+  OsFileWalk walkFile;
+  if (OsFileWalkPath(walkFile, &a_level.walkSource, a_entry.szName, OS_WALK_FOLLOW | OS_WALK_READ))
   {
     return EOSSTS_FAIL;
   }
-  EOSSTS eosstsResult = CopyContents(fdSource, fdDestination, a_entry.szName, a_walk.pchBuffer);
-  close(fdSource);
+  EOSSTS eosstsResult = CopyToTarget(walkFile.fd, fdDestination, a_entry.szName, a_entry.szTarget,
+                                     a_walk.modeNew, a_walk.pchBuffer);
+  OsFileWalkClose(walkFile);
   return eosstsResult;
 }
 
 // A file entry: asks the callback, then copies.
-void VisitFile(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, const CopyEntry &a_entry)
+void VisitFile(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_entry)
 {
   if (!a_level.pfncallback)
   {
     // Without a callback a failed copy is neither logged nor reported.
-    (void)CopyFileEntry(a_walk, a_level, a_fdDirectory, a_entry);
+    (void)CopyFileEntry(a_walk, a_level, a_entry);
     return;
   }
   OsFileCopyDirectoryInfo osfilecopydirectoryinfo = {16, a_entry.szName, a_entry.szSource, a_level.pvContext};
@@ -373,7 +418,7 @@ void VisitFile(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, const Co
   }
   else
   {
-    eosstsResult = CopyFileEntry(a_walk, a_level, a_fdDirectory, a_entry);
+    eosstsResult = CopyFileEntry(a_walk, a_level, a_entry);
   }
   if (eosstsResult)
   {
@@ -405,41 +450,51 @@ bool MayEnter(CopyWalk &a_walk, const struct stat &a_stat, const char *a_szSourc
 }
 
 // Copies a subdirectory as its own level, with a_pfncallback (null: whole).
-void CopySubdirectory(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, const CopyEntry &a_entry,
+// The source is walked again from the level (trusted links followed) and
+// entered only when the branch allows it.
+void CopySubdirectory(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_entry,
                       PFNOSFILECOPYDIRECTORY a_pfncallback, void *a_pvContext)
 {
-  CopyLevel level = {&a_level, -1, "", "", -1, false, a_pfncallback, a_pvContext};
-  snprintf(level.szSource, sizeof(level.szSource), "%s",
-           a_entry.blLink ? a_entry.szResolved : a_entry.szSource);
+  CopyLevel level;
+  InitLevel(level, &a_level, a_pfncallback, a_pvContext);
   snprintf(level.szDestination, sizeof(level.szDestination), "%s", a_entry.szTarget);
-  level.fdSource = OpenEntry(a_walk, a_fdDirectory, a_entry, O_RDONLY | O_DIRECTORY);
   struct stat statDirectory;
-  if ((level.fdSource >= 0) &&
-      (fstat(level.fdSource, &statDirectory) || !MayEnter(a_walk, statDirectory, a_entry.szSource)))
+  bool blEntered = false;
+  if (OsFileWalkPath(level.walkSource, &a_level.walkSource, a_entry.szName, OS_WALK_FOLLOW) ||
+      fstat(level.walkSource.fd, &statDirectory))
   {
-    close(level.fdSource);
+    SourceNotReached(a_walk, level.walkSource, a_entry.szSource);
+  }
+  else if (!MayEnter(a_walk, statDirectory, a_entry.szSource))
+  {
+    OsFileWalkClose(level.walkSource);
     return;
   }
-  if (level.fdSource >= 0)
+  else if (SetSource(a_walk, level))
   {
     a_walk.adev[a_walk.iDepth] = statDirectory.st_dev;
     a_walk.aino[a_walk.iDepth] = statDirectory.st_ino;
     a_walk.iDepth++;
     a_walk.u32Directories++;
+    blEntered = true;
+  }
+  if (!blEntered)
+  {
+    OsFileWalkClose(level.walkSource);  // nothing to copy; the destination may still be made
   }
   CopyLevelRun(a_walk, level, true);
-  if (level.fdSource >= 0)
+  if (blEntered)
   {
     a_walk.iDepth--;
   }
 }
 
 // A directory entry: asks the callback, then copies it as a level.
-void VisitDirectory(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, const CopyEntry &a_entry)
+void VisitDirectory(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_entry)
 {
   if (!a_level.pfncallback)
   {
-    CopySubdirectory(a_walk, a_level, a_fdDirectory, a_entry, nullptr, nullptr);
+    CopySubdirectory(a_walk, a_level, a_entry, nullptr, nullptr);
     return;
   }
   OsFileCopyDirectoryInfo osfilecopydirectoryinfo = {16, nullptr, a_entry.szSource, a_level.pvContext};
@@ -447,10 +502,10 @@ void VisitDirectory(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, con
   switch (eosstsVerdict)
   {
     case EOSSTS_OK:
-      CopySubdirectory(a_walk, a_level, a_fdDirectory, a_entry, a_level.pfncallback, a_level.pvContext);
+      CopySubdirectory(a_walk, a_level, a_entry, a_level.pfncallback, a_level.pvContext);
       break;
     case EOSSTS_COPYWHOLEDIR:
-      CopySubdirectory(a_walk, a_level, a_fdDirectory, a_entry, nullptr, nullptr);
+      CopySubdirectory(a_walk, a_level, a_entry, nullptr, nullptr);
       break;
     case EOSSTS_COPYSKIP:
       break;
@@ -461,21 +516,27 @@ void VisitDirectory(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, con
   }
 }
 
-// One entry of a level: looks it up without following, resolves a link, and
-// hands it on as a file or a directory.
-void VisitEntry(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, const char *a_szName,
-                bool a_blRecursive)
+// One entry of a level: examined as stat would (trusted links followed, an
+// untrusted one refused), then handed on as a file or a directory. An entry
+// that cannot be examined (a dangling link) is passed over.
+void VisitEntry(CopyWalk &a_walk, CopyLevel &a_level, const char *a_szName, bool a_blRecursive)
 {
   CopyEntry entry;
   entry.szName = a_szName;
-  struct stat statEntry;
-  if (fstatat(a_fdDirectory, a_szName, &statEntry, AT_SYMLINK_NOFOLLOW) ||
-      !JoinPath(a_walk, entry.szSource, a_level.szSource, a_szName))
+  if (!JoinPath(a_walk, entry.szSource, a_level.szSource, a_szName))
   {
     return;
   }
-  entry.blLink = S_ISLNK(statEntry.st_mode);
-  if (entry.blLink && (!ResolveLink(a_walk, entry) || stat(entry.szResolved, &statEntry)))
+  OsFileWalk walkEntry;
+  struct stat statEntry;
+  const bool blExamined = !OsFileWalkPath(walkEntry, &a_level.walkSource, a_szName, OS_WALK_FOLLOW) &&
+                          !fstat(walkEntry.fd, &statEntry);
+  if (!blExamined)
+  {
+    SourceNotReached(a_walk, walkEntry, entry.szSource);
+  }
+  OsFileWalkClose(walkEntry);
+  if (!blExamined)
   {
     return;
   }
@@ -486,64 +547,63 @@ void VisitEntry(CopyWalk &a_walk, CopyLevel &a_level, int a_fdDirectory, const c
   }
   if (blDirectory)
   {
-    VisitDirectory(a_walk, a_level, a_fdDirectory, entry);
+    VisitDirectory(a_walk, a_level, entry);
   }
   else
   {
-    VisitFile(a_walk, a_level, a_fdDirectory, entry);
+    VisitFile(a_walk, a_level, entry);
   }
 }
 
 // Copies one level: without a callback its destination is made at once; then
-// every entry in directory order. Closes the level's descriptors.
+// every entry in directory order. Closes the level's walks.
 void CopyLevelRun(CopyWalk &a_walk, CopyLevel &a_level, bool a_blRecursive)
 {
   if (!a_level.pfncallback)
   {
     (void)EnsureDestination(a_walk, a_level);
   }
-  DIR *pdir = (a_level.fdSource >= 0) ? fdopendir(a_level.fdSource) : nullptr;
-  if (!pdir && (a_level.fdSource >= 0))
+  int fdList = (a_level.walkSource.fd >= 0)
+                   ? openat(a_level.walkSource.fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
+                   : -1;
+  DIR *pdir = (fdList >= 0) ? fdopendir(fdList) : nullptr;
+  if (!pdir && (fdList >= 0))
   {
-    close(a_level.fdSource);
+    close(fdList);
   }
   for (struct dirent *pdirent = pdir ? readdir(pdir) : nullptr; pdirent; pdirent = readdir(pdir))
   {
     if (!IsDotOrDotDot(pdirent->d_name))
     {
-      VisitEntry(a_walk, a_level, dirfd(pdir), pdirent->d_name, a_blRecursive);
+      VisitEntry(a_walk, a_level, pdirent->d_name, a_blRecursive);
     }
   }
   if (pdir)
   {
     closedir(pdir);
   }
-  if (a_level.fdDestination >= 0)
-  {
-    close(a_level.fdDestination);
-  }
+  OsFileWalkClose(a_level.walkSource);
+  OsFileWalkClose(a_level.walkDestination);
 }
 
-// Sets up the top level: its open descriptor (walked without following the
-// links of other users) and the physical source path, read back from the
-// descriptor. A missing source leaves the descriptor at -1 (nothing to copy).
+// Sets up the top level: the source walked from the root or the working
+// directory. A missing source leaves nothing to copy; one behind an untrusted
+// link is a refusal.
 void OpenTopLevel(CopyWalk &a_walk, CopyLevel &a_level, const char *a_szSource)
 {
-  a_level.fdSource = OsFileOpenDirectory(a_szSource, false, true, -1);
   struct stat statRoot;
-  if ((a_level.fdSource < 0) || fstat(a_level.fdSource, &statRoot) ||
-      !DescriptorPath(a_walk, a_level.fdSource) || (strlen(a_walk.szScratch) >= kPathSize))
+  if (OsFileWalkPath(a_level.walkSource, nullptr, a_szSource, OS_WALK_FOLLOW) ||
+      fstat(a_level.walkSource.fd, &statRoot))
   {
-    if (a_level.fdSource >= 0)
-    {
-      close(a_level.fdSource);
-      a_level.fdSource = -1;
-    }
+    SourceNotReached(a_walk, a_level.walkSource, a_szSource);
+    OsFileWalkClose(a_level.walkSource);
     return;
   }
-  memcpy(a_walk.szRoot, a_walk.szScratch, strlen(a_walk.szScratch) + 1);
-  a_walk.sizetRootLength = strlen(a_walk.szRoot);
-  memcpy(a_level.szSource, a_walk.szRoot, a_walk.sizetRootLength + 1);
+  if (!SetSource(a_walk, a_level))
+  {
+    OsFileWalkClose(a_level.walkSource);
+    return;
+  }
   a_walk.adev[0] = statRoot.st_dev;
   a_walk.aino[0] = statRoot.st_ino;
   a_walk.iDepth = 1;
@@ -587,8 +647,8 @@ EOSSTS UnlinkEntry(const DeleteWalk &a_walk, int a_fdDirectory, const char *a_sz
   return EOSSTS_OK;
 }
 
-EOSSTS RemoveDirectory(DeleteWalk &a_walk, int a_fdParent, const char *a_szName, const struct stat &a_stat,
-                       bool a_blRecursive, int a_iDepth);
+EOSSTS RemoveDirectory(DeleteWalk &a_walk, int a_fdParent, const char *a_szName, int a_fdDirectory,
+                       const struct stat &a_stat, bool a_blRecursive, int a_iDepth);
 
 // Removes one entry found inside a tree, whatever it is; a link is unlinked.
 EOSSTS RemoveEntry(DeleteWalk &a_walk, int a_fdDirectory, const char *a_szName, int a_iDepth)
@@ -601,9 +661,13 @@ EOSSTS RemoveEntry(DeleteWalk &a_walk, int a_fdDirectory, const char *a_szName, 
   size_t sizetOld = PushName(a_walk, a_szName);
   bool blDirectory = S_ISDIR(statEntry.st_mode);
   OSLOGDBG("Delete: <%s> %d %d", a_walk.szPath, blDirectory ? 1 : 2, 1);
-  EOSSTS eosstsResult = blDirectory
-                            ? RemoveDirectory(a_walk, a_fdDirectory, a_szName, statEntry, true, a_iDepth)
-                            : UnlinkEntry(a_walk, a_fdDirectory, a_szName);
+  // A directory is entered without following: a link swapped in is not passed.
+  EOSSTS eosstsResult =
+      blDirectory
+          ? RemoveDirectory(a_walk, a_fdDirectory, a_szName,
+                            openat(a_fdDirectory, a_szName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC),
+                            statEntry, true, a_iDepth)
+          : UnlinkEntry(a_walk, a_fdDirectory, a_szName);
   PopName(a_walk, sizetOld);
   return eosstsResult;
 }
@@ -638,36 +702,44 @@ EOSSTS RemoveContents(DeleteWalk &a_walk, int a_fdDirectory, int a_iDepth)
   return eosstsResult;
 }
 
-// Removes a directory (with its contents when recursive). It is entered with
-// O_NOFOLLOW and must still be the directory that was looked up.
-EOSSTS RemoveDirectory(DeleteWalk &a_walk, int a_fdParent, const char *a_szName, const struct stat &a_stat,
-                       bool a_blRecursive, int a_iDepth)
+// Removes the directory a_szName of a_fdParent, with its contents when
+// recursive: a_fdDirectory (taken over; -1 when it could not be opened) is
+// the directory opened for reading, and must still be the one a_stat
+// describes.
+EOSSTS RemoveDirectory(DeleteWalk &a_walk, int a_fdParent, const char *a_szName, int a_fdDirectory,
+                       const struct stat &a_stat, bool a_blRecursive, int a_iDepth)
 {
   if (a_blRecursive)
   {
+    struct stat statOpened;
     if ((a_stat.st_dev != a_walk.devTree) || (a_iDepth >= kMaxDeleteDepth))
     {
       OSLOG(EOSLOGFLAG_ERROR, "Directory on another file system or nested too deep, not removed...<%s>",
             a_walk.szPath);
-      return EOSSTS_FAIL;
     }
-    int fd = openat(a_fdParent, a_szName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    struct stat statOpened;
-    if ((fd < 0) || fstat(fd, &statOpened) || (statOpened.st_dev != a_stat.st_dev) ||
-        (statOpened.st_ino != a_stat.st_ino))
+    else if ((a_fdDirectory < 0) || fstat(a_fdDirectory, &statOpened) ||
+             (statOpened.st_dev != a_stat.st_dev) || (statOpened.st_ino != a_stat.st_ino))
     {
       OSLOGDBG("RemoveDirectory failed...%s", a_walk.szPath);
-      if (fd >= 0)
+    }
+    else
+    {
+      EOSSTS eosstsResult = RemoveContents(a_walk, a_fdDirectory, a_iDepth + 1);
+      if (eosstsResult)
       {
-        close(fd);
+        return eosstsResult;
       }
+      a_fdDirectory = -1;  // closed with the contents' stream
+    }
+    if (a_fdDirectory >= 0)
+    {
+      close(a_fdDirectory);
       return EOSSTS_FAIL;
     }
-    EOSSTS eosstsResult = RemoveContents(a_walk, fd, a_iDepth + 1);
-    if (eosstsResult)
-    {
-      return eosstsResult;
-    }
+  }
+  else if (a_fdDirectory >= 0)
+  {
+    close(a_fdDirectory);
   }
   if (unlinkat(a_fdParent, a_szName, AT_REMOVEDIR))
   {
@@ -688,10 +760,41 @@ EOSFILETYPE FoundType(const char *a_szFilename)
   return eosfiletype;
 }
 
-// Delete of one named path (no wildcard).
+// An untrusted link named as the path goes as a link; what it leads to is
+// not touched, and the refusal to follow is reported.
+EOSSTS UnlinkUntrustedLink(const DeleteWalk &a_walk, int a_fdParent, const char *a_szName)
+{
+  OSLOG(EOSLOGFLAG_ERROR, "Symbolic link of another user not followed, removed as a link...<%s>",
+        a_walk.szPath);
+  (void)UnlinkEntry(a_walk, a_fdParent, a_szName);
+  return EOSSTS_FAIL;
+}
+
+// The named directory (or what a trusted link named as the path leads to):
+// its contents go when recursive, then the name itself is removed as a
+// directory, which fails for a link.
+EOSSTS DeleteNamedDirectory(DeleteWalk &a_walk, const OsFileWalk &a_walkParent, const char *a_szName,
+                            bool a_blRecursive)
+{
+  OsFileWalk walkDirectory;
+  struct stat statDirectory;
+  if (OsFileWalkPath(walkDirectory, &a_walkParent, a_szName, OS_WALK_FOLLOW) ||
+      fstat(walkDirectory.fd, &statDirectory) || !S_ISDIR(statDirectory.st_mode))
+  {
+    OsFileWalkClose(walkDirectory);
+    return EOSSTS_FAIL;
+  }
+  a_walk.devTree = statDirectory.st_dev;
+  int fdDirectory = a_blRecursive ? openat(walkDirectory.fd, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+  OsFileWalkClose(walkDirectory);
+  return RemoveDirectory(a_walk, a_walkParent.fd, a_szName, fdDirectory, statDirectory, a_blRecursive, 0);
+}
+
+// Delete of one named path (no wildcard). The directories on the way are
+// walked through trusted links only.
 EOSSTS DeleteNamed(const char *a_szFilename, EOSFILETYPE a_eosfiletype, bool a_blRecursive)
 {
-  if ((a_eosfiletype == EOSFILETYPE_NONE) || (FoundType(a_szFilename) != a_eosfiletype))
+  if (a_eosfiletype == EOSFILETYPE_NONE)
   {
     return EOSSTS_FAIL;
   }
@@ -699,28 +802,34 @@ EOSSTS DeleteNamed(const char *a_szFilename, EOSFILETYPE a_eosfiletype, bool a_b
   COsFile::PathSet(walk.szPath, sizeof(walk.szPath), a_szFilename);
   COsFile::PathRemoveTrailingSlash(walk.szPath);
   walk.sizetLength = strlen(walk.szPath);
+  char szPath[PATH_MAX];
+  memcpy(szPath, walk.szPath, walk.sizetLength + 1);
   char *szName = nullptr;
-  int fdParent = walk.szPath[0] ? OpenParent(walk.szPath, &szName) : -1;
+  OsFileWalk walkParent;
+  walkParent.fd = -1;
   struct stat statEntry;
   EOSSTS eosstsResult = EOSSTS_FAIL;
-  if ((fdParent >= 0) && szName[0] && !IsDotOrDotDot(szName) &&
-      !fstatat(fdParent, szName, &statEntry, AT_SYMLINK_NOFOLLOW))
+  if (szPath[0] && !OsFileWalkParent(szPath, walkParent, &szName) && szName[0] && !IsDotOrDotDot(szName) &&
+      !fstatat(walkParent.fd, szName, &statEntry, AT_SYMLINK_NOFOLLOW))
   {
-    walk.devTree = statEntry.st_dev;
-    if (S_ISDIR(statEntry.st_mode) && (a_eosfiletype == EOSFILETYPE_DIRECTORY))
+    if (S_ISLNK(statEntry.st_mode) && !OsFileTrustedLink(statEntry))
     {
-      eosstsResult = RemoveDirectory(walk, fdParent, szName, statEntry, a_blRecursive, 0);
+      eosstsResult = UnlinkUntrustedLink(walk, walkParent.fd, szName);
     }
-    else if (S_ISLNK(statEntry.st_mode) || (a_eosfiletype == EOSFILETYPE_FILE))
+    else if (FoundType(a_szFilename) != a_eosfiletype)
     {
-      // A link goes as a link, whatever it leads to.
-      eosstsResult = UnlinkEntry(walk, fdParent, szName);
+      eosstsResult = EOSSTS_FAIL;
+    }
+    else if (a_eosfiletype == EOSFILETYPE_DIRECTORY)
+    {
+      eosstsResult = DeleteNamedDirectory(walk, walkParent, szName, a_blRecursive);
+    }
+    else if (a_eosfiletype == EOSFILETYPE_FILE)
+    {
+      eosstsResult = UnlinkEntry(walk, walkParent.fd, szName);  // a link goes as a link
     }
   }
-  if (fdParent >= 0)
-  {
-    close(fdParent);
-  }
+  OsFileWalkClose(walkParent);
   return eosstsResult;
 }
 
@@ -765,12 +874,15 @@ EOSSTS COsFile::Copy(const char *a_szFilename, const char *a_szNewFilename)
   char szTarget[PATH_MAX];
   snprintf(szTarget, sizeof(szTarget), "%s", a_szNewFilename);
   char *szName = nullptr;
-  int fdSource = open(a_szFilename, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  int fdDirectory = OpenParent(szTarget, &szName);
+  OsFileWalk walkSource;
+  OsFileWalk walkTarget;
+  walkTarget.fd = -1;
   EOSSTS eosstsResult = EOSSTS_FAIL;
-  if ((fdSource >= 0) && (fdDirectory >= 0) && szName[0])
+  if (!OsFileWalkPath(walkSource, nullptr, a_szFilename, OS_WALK_FOLLOW | OS_WALK_READ) &&
+      !OsFileWalkParent(szTarget, walkTarget, &szName) && szName[0])
   {
-    eosstsResult = CopyContents(fdSource, fdDirectory, szName, pchBuffer);
+    eosstsResult =
+        CopyToTarget(walkSource.fd, walkTarget.fd, szName, a_szNewFilename, NewFileMode(), pchBuffer);
   }
   if (eosstsResult)
   {
@@ -778,14 +890,8 @@ EOSSTS COsFile::Copy(const char *a_szFilename, const char *a_szNewFilename)
     OSLOGDBG("src: %s", a_szFilename);
     OSLOGDBG("dst: %s", a_szNewFilename);
   }
-  if (fdSource >= 0)
-  {
-    close(fdSource);
-  }
-  if (fdDirectory >= 0)
-  {
-    close(fdDirectory);
-  }
+  OsFileWalkClose(walkSource);
+  OsFileWalkClose(walkTarget);
   FreeCopyBuffer(pchBuffer);
   return eosstsResult;
 }
@@ -803,9 +909,10 @@ EOSSTS COsFile::CopyDirectory(const char *a_szSource, const char *a_szDestinatio
   {
     return EOSSTS_FAIL;
   }
-  CopyLevel level = {nullptr, -1, "", "", -1, false, a_pfncallback, a_pvContext};
+  pwalk->modeNew = NewFileMode();
+  CopyLevel level;
+  InitLevel(level, nullptr, a_pfncallback, a_pvContext);
   PathSet(level.szDestination, sizeof(level.szDestination), a_szDestination);
-  PathRemoveTrailingSlash(level.szDestination);  // "dst/" would follow a link named dst
   OpenTopLevel(*pwalk, level, a_szSource);
   CopyLevelRun(*pwalk, level, a_blRecursive);
   EOSSTS eosstsResult = pwalk->eosstsResult;

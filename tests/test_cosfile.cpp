@@ -110,6 +110,34 @@ TEST(CosFileOpen, ArgumentChecksAndMissingFiles)
   EXPECT_TRUE(services.Logged("fopen failed...r+e <") || services.Logged("fopen failed...r+ <"));
 }
 
+// Writing never goes through a link, nor into a FIFO (which would block):
+// the open is refused with 258 and a line at flag 1 (a dangling link that
+// must exist is simply missing).
+TEST(CosFileOpen, WritingIsRefusedOnLinksAndFifos)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  ASSERT_TRUE(ostest::WriteFile(tempdir / "victim", "precious"));
+  ASSERT_EQ(0, symlink((tempdir / "victim").c_str(), (tempdir / "link").c_str()));
+  ASSERT_EQ(0, symlink((tempdir / "created").c_str(), (tempdir / "dangling").c_str()));
+  ASSERT_EQ(0, mkfifo((tempdir / "fifo").c_str(), 0600));
+  for (const char *sz : {"link", "dangling", "fifo"})
+  {
+    for (EOSFILEOPEN eosfileopen : {EOSFILEOPEN_CREATE, EOSFILEOPEN_EXISTING})
+    {
+      COsFile osfile;
+      const bool blMissing = !strcmp(sz, "dangling") && (eosfileopen == EOSFILEOPEN_EXISTING);
+      EXPECT_EQ(blMissing ? 257u : 258u,
+                osfile.Open((tempdir / sz).c_str(), eosfileopen, EOSFILEACCESS_WRITE, 2))
+          << sz;
+    }
+    EXPECT_TRUE(services.Logged("Open refused, not a regular file of the caller...<" + tempdir / sz + ">"))
+        << sz;
+  }
+  EXPECT_EQ("precious", ostest::ReadFile(tempdir / "victim"));
+  EXPECT_FALSE(ostest::FileExists(tempdir / "created"));
+}
+
 TEST(CosFileOpen, ExclusiveShareLocksOutASecondObject)
 {
   ostest::TempDir tempdir;

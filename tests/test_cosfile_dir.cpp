@@ -1,7 +1,9 @@
 // Directory search, file copy, tree copy with its callback verdicts, and tree
 // removal of COsFile, including trees that hold symbolic links, loops and
 // more depth than the walk allows.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -160,20 +162,82 @@ TEST(CosFileCopy, Failures)
   EXPECT_EQ(1u, COsFile::Copy((tempdir / "fifo").c_str(), (tempdir / "dst").c_str()));
 }
 
-TEST(CosFileCopy, NeverWritesThroughALinkOrHardLinkAtTheTarget)
+// A link, a dangling link, a FIFO and (as root) another user's file with a
+// second hard link in a directory everyone can write: the copy is refused at
+// once and nothing is written through.
+TEST(CosFileCopy, RefusesTargetsThatAreNotTheCallersRegularFile)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  ASSERT_EQ(0, chmod(tempdir.Path().c_str(), 0777));
+  ASSERT_TRUE(ostest::WriteFile(tempdir / "src", "new"));
+  ASSERT_TRUE(ostest::WriteFile(tempdir / "victim", "precious"));
+  ASSERT_EQ(0, symlink((tempdir / "victim").c_str(), (tempdir / "link").c_str()));
+  ASSERT_EQ(0, symlink((tempdir / "created").c_str(), (tempdir / "dangling").c_str()));
+  ASSERT_EQ(0, mkfifo((tempdir / "fifo").c_str(), 0666));
+  std::vector<std::string> vecTargets{"link", "dangling", "fifo"};
+  if (geteuid() == 0)
+  {
+    ASSERT_TRUE(ostest::WriteFile(tempdir / "theirs", "precious"));
+    ASSERT_EQ(0, chown((tempdir / "theirs").c_str(), 65534, 65534));
+    ASSERT_EQ(0, link((tempdir / "theirs").c_str(), (tempdir / "hard").c_str()));
+    vecTargets.push_back("hard");
+  }
+  for (const std::string &strTarget : vecTargets)
+  {
+    EXPECT_EQ(1u, COsFile::Copy((tempdir / "src").c_str(), (tempdir / strTarget).c_str())) << strTarget;
+    EXPECT_TRUE(services.Logged("Copy target refused, not a regular file that may be written...<" +
+                                tempdir / strTarget + ">"));
+  }
+  EXPECT_EQ("precious", ostest::ReadFile(tempdir / "victim"));
+  EXPECT_TRUE(ostest::IsLink(tempdir / "link"));
+  EXPECT_FALSE(ostest::FileExists(tempdir / "created"));
+  struct stat statFifo;
+  EXPECT_TRUE(!lstat((tempdir / "fifo").c_str(), &statFifo) && S_ISFIFO(statFifo.st_mode));
+  EXPECT_TRUE(geteuid() != 0 || ostest::ReadFile(tempdir / "theirs") == "precious");
+}
+
+// An existing target is truncated in place: it keeps its mode and its hard
+// links. A new one gets the process's default mode.
+TEST(CosFileCopy, TruncatesAnExistingTargetInPlace)
 {
   ostest::TempDir tempdir;
   ASSERT_TRUE(ostest::WriteFile(tempdir / "src", "new"));
-  ASSERT_TRUE(ostest::WriteFile(tempdir / "victim", "precious"));
-  ASSERT_EQ(0, symlink("victim", (tempdir / "dst").c_str()));
+  ASSERT_TRUE(ostest::WriteFile(tempdir / "dst", "old and longer"));
+  ASSERT_EQ(0, chmod((tempdir / "dst").c_str(), 0640));
+  ASSERT_EQ(0, link((tempdir / "dst").c_str(), (tempdir / "second").c_str()));
   EXPECT_EQ(0u, COsFile::Copy((tempdir / "src").c_str(), (tempdir / "dst").c_str()));
-  EXPECT_FALSE(ostest::IsLink(tempdir / "dst"));
-  EXPECT_EQ("new", ostest::ReadFile(tempdir / "dst"));
-  EXPECT_EQ("precious", ostest::ReadFile(tempdir / "victim"));
-  ASSERT_EQ(0, link((tempdir / "victim").c_str(), (tempdir / "hard").c_str()));
-  EXPECT_EQ(0u, COsFile::Copy((tempdir / "src").c_str(), (tempdir / "hard").c_str()));
-  EXPECT_EQ("new", ostest::ReadFile(tempdir / "hard"));
-  EXPECT_EQ("precious", ostest::ReadFile(tempdir / "victim"));
+  EXPECT_EQ("new", ostest::ReadFile(tempdir / "second"));
+  struct stat statTarget;
+  ASSERT_EQ(0, stat((tempdir / "dst").c_str(), &statTarget));
+  EXPECT_EQ(0640u, statTarget.st_mode & 07777);
+  EXPECT_EQ(2u, statTarget.st_nlink);
+  mode_t modeOld = umask(027);
+  EXPECT_EQ(0u, COsFile::Copy((tempdir / "src").c_str(), (tempdir / "fresh").c_str()));
+  umask(modeOld);
+  EXPECT_EQ(0640, ostest::ModeOf(tempdir / "fresh"));
+}
+
+TEST(CosFileCopy, HolesStayHoles)
+{
+  ostest::TempDir tempdir;
+  const off_t offSize = 8 << 20;
+  int fd = open((tempdir / "sparse").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(1, pwrite(fd, "x", 1, offSize / 2));
+  ASSERT_EQ(0, ftruncate(fd, offSize));
+  close(fd);
+  struct stat statFile;
+  ASSERT_EQ(0, stat((tempdir / "sparse").c_str(), &statFile));
+  if (statFile.st_blocks * 512 >= (1 << 20))
+  {
+    GTEST_SKIP() << "the file system keeps no holes";
+  }
+  EXPECT_EQ(0u, COsFile::Copy((tempdir / "sparse").c_str(), (tempdir / "copy").c_str()));
+  ASSERT_EQ(0, stat((tempdir / "copy").c_str(), &statFile));
+  EXPECT_EQ(offSize, statFile.st_size);
+  EXPECT_LT(statFile.st_blocks * 512, 1 << 20);
+  EXPECT_TRUE(ostest::ReadFile(tempdir / "copy") == ostest::ReadFile(tempdir / "sparse"));
 }
 
 // --- Tree copy ------------------------------------------------------------------
@@ -334,6 +398,8 @@ TEST_F(CosFileCopyDirectory, FirstFailureWins)
   EXPECT_FALSE(ostest::FileExists(Dst("empty/e.ini")));
 }
 
+// Files of an existing destination are overwritten; a link at a file's
+// target is refused, and with a callback that is reported.
 TEST_F(CosFileCopyDirectory, ExistingDestinationIsOverwrittenNotFollowed)
 {
   ASSERT_TRUE(ostest::MakeDirectory(Dst()));
@@ -341,49 +407,12 @@ TEST_F(CosFileCopyDirectory, ExistingDestinationIsOverwrittenNotFollowed)
   std::string strVictim = m_tempdir / "victim";
   ASSERT_TRUE(ostest::WriteFile(strVictim, "precious"));
   ASSERT_EQ(0, symlink(strVictim.c_str(), Dst("b.txt").c_str()));
-  std::string strOutside = m_tempdir / "outside";
-  ASSERT_TRUE(ostest::MakeDirectory(strOutside));
-  ASSERT_EQ(0, symlink(strOutside.c_str(), Dst("sub").c_str()));
-  EOSSTS eossts = Run(true, nullptr);
-  EXPECT_EQ("a", ostest::ReadFile(Dst("a.ini")));
-  EXPECT_EQ("b", ostest::ReadFile(Dst("b.txt")));
-  EXPECT_EQ("precious", ostest::ReadFile(strVictim));
-  // The planted directory link is not entered: nothing lands outside.
-  EXPECT_FALSE(ostest::FileExists(strOutside + "/c.ini"));
-  EXPECT_NE(0u, eossts);
-}
-
-TEST_F(CosFileCopyDirectory, DestinationThatIsALinkIsRefused)
-{
-  std::string strOutside = m_tempdir / "outside";
-  ASSERT_TRUE(ostest::MakeDirectory(strOutside));
-  ASSERT_EQ(0, symlink(strOutside.c_str(), (m_tempdir / "dst").c_str()));
-  EXPECT_NE(0u, Run(true, nullptr));
-  EXPECT_TRUE(m_services.Logged("OsFileCreateDirectory failed...<"));
-  EXPECT_FALSE(ostest::FileExists(strOutside + "/a.ini"));
-}
-
-TEST_F(CosFileCopyDirectory, LinksInsideTheTreeAreFollowedLinksOutsideSkipped)
-{
-  std::string strOutside = m_tempdir / "outside";
-  ASSERT_TRUE(ostest::MakeDirectory(strOutside));
-  ASSERT_TRUE(ostest::WriteFile(strOutside + "/secret.ini", "secret"));
-  ASSERT_EQ(0, symlink(strOutside.c_str(), Src("outdir").c_str()));
-  ASSERT_EQ(0, symlink((strOutside + "/secret.ini").c_str(), Src("outfile.ini").c_str()));
-  ASSERT_EQ(0, symlink("../a.ini", Src("sub/inside.ini").c_str()));
-  ASSERT_EQ(0, symlink("sub/deeper", Src("indir").c_str()));
-  ASSERT_EQ(0, symlink("nowhere", Src("dangling.ini").c_str()));
   Recorder recorder;
-  EXPECT_EQ(0u, Run(true, &recorder));
-  EXPECT_EQ((std::vector<std::string>{"a.ini", "b.txt", "indir/", "indir/d.txt", "sub/", "sub/c.ini",
-                                      "sub/deeper/", "sub/deeper/d.txt", "sub/inside.ini"}),
-            ostest::Listing(Dst()));
-  EXPECT_TRUE(m_services.Logged("<" + ostest::Physical(Src()) + "/outfile.ini>"));
-  EXPECT_EQ("a", ostest::ReadFile(Dst("sub/inside.ini")));
-  for (const std::string &str : recorder.vecFiles)
-  {
-    EXPECT_TRUE(str != "secret.ini" && str != "outfile.ini") << str;
-  }
+  EXPECT_EQ(1u, Run(true, &recorder));
+  EXPECT_EQ("a", ostest::ReadFile(Dst("a.ini")));
+  EXPECT_EQ("precious", ostest::ReadFile(strVictim));
+  EXPECT_TRUE(m_services.Logged("OsFileCopy failed...<" + ostest::Physical(Src()) + "/b.txt> <" +
+                                Dst("b.txt") + ">"));
 }
 
 TEST_F(CosFileCopyDirectory, LinkLoopTerminatesWithAFailure)
@@ -393,6 +422,14 @@ TEST_F(CosFileCopyDirectory, LinkLoopTerminatesWithAFailure)
   EOSSTS eossts = Run(true, nullptr);
   EXPECT_EQ(1u, eossts);
   EXPECT_TRUE(m_services.Logged("Directory loop"));
+  // Links that lead to each other end in a failure too.
+  ASSERT_EQ(0, unlink(Src("self").c_str()));
+  ASSERT_EQ(0, unlink(Src("sub/up").c_str()));
+  ASSERT_EQ(0, symlink("ping", Src("pong").c_str()));
+  ASSERT_EQ(0, symlink("pong", Src("ping").c_str()));
+  EXPECT_EQ(1u, Run(true, nullptr));
+  EXPECT_TRUE(m_services.Logged("Symbolic link loop or path too long, not copied...<" +
+                                ostest::Physical(Src()) + "/p"));
   EXPECT_EQ("d", ostest::ReadFile(Dst("sub/deeper/d.txt")));
   EXPECT_EQ("a", ostest::ReadFile(Dst("a.ini")));
 }
@@ -502,21 +539,14 @@ TEST_F(CosFileDelete, DirectoryNeedsTheRecursiveFlagWhenNotEmpty)
   EXPECT_TRUE(m_services.Logged("Delete: <" + Tree() + "/> 1 1"));
 }
 
-// A planted link to a directory outside the tree is removed, not entered; a
-// link named as the path is removed as a link, its type being that of what
-// it leads to.
-TEST_F(CosFileDelete, LinksAreRemovedNotFollowed)
+// A link met inside the tree is removed as a link, never entered, whoever
+// owns it: following it would empty a directory outside the tree.
+TEST_F(CosFileDelete, LinksInsideTheTreeAreRemovedNotFollowed)
 {
   ASSERT_EQ(0, symlink(Outside().c_str(), Tree("sub/planted").c_str()));
   ASSERT_EQ(0, symlink(Outside("keep").c_str(), Tree("filelink").c_str()));
   EXPECT_EQ(0u, COsFile::Delete(Tree().c_str(), 1, 1, false));
   EXPECT_FALSE(ostest::FileExists(Tree()));
-  EXPECT_EQ("keep", ostest::ReadFile(Outside("keep")));
-  std::string strLink = m_tempdir / "link";
-  ASSERT_EQ(0, symlink(Outside().c_str(), strLink.c_str()));
-  EXPECT_EQ(1u, COsFile::Delete(strLink.c_str(), 2, 1, false));
-  EXPECT_EQ(0u, COsFile::Delete(strLink.c_str(), 1, 1, false));
-  EXPECT_FALSE(ostest::IsLink(strLink));
   EXPECT_EQ("keep", ostest::ReadFile(Outside("keep")));
 }
 
@@ -549,60 +579,147 @@ TEST_F(CosFileDelete, BadArguments)
 
 }  // namespace
 
-// --- Links of other users on the way to a tree --------------------------------
+// --- Symbolic links: root's and the caller's followed, others refused -------
 
-// A directory "outside" with a file in it, a link "mine" to it owned by the
-// process's user and a link "theirs" to it owned by another user (needs root
-// to hand the link over).
-class CosFileForeignLink : public ::testing::Test
+// A model tree whose "profiles" and "x.ini" lead out of it, a link to the
+// model, a destination link and a link to a tree, all owned by the caller
+// (trusted; parameter false) or, run as root, by another user (true).
+class CosFileLinkOwner : public ::testing::TestWithParam<bool>
 {
 protected:
   void SetUp() override
   {
-    if (geteuid() != 0)
+    if (GetParam() && (geteuid() != 0))
     {
       GTEST_SKIP() << "handing a link to another user needs root";
     }
-    ASSERT_TRUE(ostest::MakeDirectory(m_tempdir / "outside"));
-    ASSERT_TRUE(ostest::MakeDirectory(m_tempdir / "outside/tree"));
-    ASSERT_TRUE(ostest::WriteFile(m_tempdir / "outside/tree/keep", "keep"));
-    ASSERT_EQ(0, symlink((m_tempdir / "outside").c_str(), (m_tempdir / "mine").c_str()));
-    ASSERT_EQ(0, symlink((m_tempdir / "outside").c_str(), (m_tempdir / "theirs").c_str()));
-    ASSERT_EQ(0, lchown((m_tempdir / "theirs").c_str(), 65534, 65534));
+    for (const char *sz : {"common", "common/profiles", "model", "outside", "outside/tree"})
+    {
+      ASSERT_TRUE(ostest::MakeDirectory(m_tempdir / sz));
+    }
+    for (const char *sz : {"common/profiles/p.txt", "common/y.ini", "model/a.ini", "outside/tree/keep"})
+    {
+      ASSERT_TRUE(ostest::WriteFile(m_tempdir / sz, sz));
+    }
+    Link("../common/profiles", "model/profiles");
+    Link("../common/y.ini", "model/x.ini");
+    Link(m_tempdir / "model", "srclink");
+    Link(m_tempdir / "outside", "dstlink");
+    Link(m_tempdir / "outside/tree", "treelink");
   }
+  void Link(const std::string &a_strTarget, const char *a_szName)
+  {
+    ASSERT_EQ(0, symlink(a_strTarget.c_str(), (m_tempdir / a_szName).c_str()));
+    ASSERT_TRUE(!GetParam() || !lchown((m_tempdir / a_szName).c_str(), 65534, 65534));
+  }
+  bool Trusted() const { return !GetParam(); }
+  std::string P(const char *a_sz) const { return m_tempdir / a_sz; }
 
   ostest::ScopedFileServices m_services;
   ostest::TempDir m_tempdir;
 };
 
-TEST_F(CosFileForeignLink, DeleteDoesNotGoThroughIt)
+INSTANTIATE_TEST_SUITE_P(Owners, CosFileLinkOwner, ::testing::Values(false, true),
+                         [](const ::testing::TestParamInfo<bool> &a_info)
+                         { return a_info.param ? "OtherUser" : "Caller"; });
+
+// The helper's rule: "profiles" whole, ".ini" files, nothing else.
+TEST_P(CosFileLinkOwner, CopyFollowsTrustedLinksAndReportsTheOthers)
 {
-  EXPECT_EQ(1u, COsFile::Delete((m_tempdir / "theirs/tree").c_str(), 1, 1, false));
-  EXPECT_EQ("keep", ostest::ReadFile(m_tempdir / "outside/tree/keep"));
-  EXPECT_EQ(0u, COsFile::Delete((m_tempdir / "mine/tree").c_str(), 1, 1, false));
-  EXPECT_FALSE(ostest::FileExists(m_tempdir / "outside/tree"));
+  Recorder recorder;
+  recorder.vecAnswers = {{"/profiles", 6}, {".txt", 8}};
+  EOSSTS eossts =
+      COsFile::CopyDirectory(P("model").c_str(), P("mirror").c_str(), true, RecordingCallback, &recorder);
+  EXPECT_EQ(Trusted() ? 0u : 258u, eossts);
+  const std::vector<std::string> vecTrusted{"a.ini", "profiles/", "profiles/p.txt", "x.ini"};
+  EXPECT_EQ(Trusted() ? vecTrusted : std::vector<std::string>{"a.ini"}, ostest::Listing(P("mirror")));
+  EXPECT_EQ(Trusted() ? "common/y.ini" : "", ostest::ReadFile(P("mirror/x.ini")));
+  EXPECT_EQ(!Trusted(), m_services.Logged("Symbolic link of another user not followed...<" +
+                                          ostest::Physical(P("model")) + "/profiles>"));
+  // The source and the destination reached through a link.
+  EXPECT_EQ(Trusted() ? 0u : 258u,
+            COsFile::CopyDirectory(P("srclink").c_str(), P("mirror2").c_str(), true, nullptr, nullptr));
+  EXPECT_EQ(Trusted(), ostest::FileExists(P("mirror2/a.ini")));
+  EXPECT_EQ(Trusted() ? 0u : 258u,
+            COsFile::CopyDirectory(P("common").c_str(), P("dstlink").c_str(), true, nullptr, nullptr));
+  EXPECT_EQ(Trusted(), ostest::FileExists(P("outside/y.ini")));
+  EXPECT_EQ(!Trusted(), m_services.Logged("OsFileCreateDirectory failed...<" + P("dstlink") + ">"));
 }
 
-TEST_F(CosFileForeignLink, CreateAndCopyDoNotGoThroughIt)
+TEST_P(CosFileLinkOwner, CreateCopyFindAndDeleteThroughALink)
 {
-  EXPECT_EQ(258u, COsFile::Create((m_tempdir / "theirs/new/dir").c_str(), nullptr));
-  EXPECT_FALSE(ostest::FileExists(m_tempdir / "outside/new"));
-  std::string strSource = m_tempdir / "source";
-  ASSERT_TRUE(ostest::MakeDirectory(strSource));
-  ASSERT_TRUE(ostest::WriteFile(strSource + "/a.ini", "a"));
-  EXPECT_EQ(258u, COsFile::CopyDirectory(strSource.c_str(), (m_tempdir / "theirs/copy").c_str(), true,
-                                         nullptr, nullptr));
-  EXPECT_FALSE(ostest::FileExists(m_tempdir / "outside/copy"));
-  EXPECT_EQ(1u, COsFile::Copy((strSource + "/a.ini").c_str(), (m_tempdir / "theirs/a.ini").c_str()));
-  EXPECT_FALSE(ostest::FileExists(m_tempdir / "outside/a.ini"));
-  // Nothing is read through it either.
-  EXPECT_EQ(0u, COsFile::CopyDirectory((m_tempdir / "theirs/tree").c_str(), (m_tempdir / "copy").c_str(),
-                                       true, nullptr, nullptr));
-  EXPECT_FALSE(ostest::FileExists(m_tempdir / "copy/keep"));
-  // The process's own links are followed.
-  EXPECT_EQ(0u, COsFile::Create((m_tempdir / "mine/new/dir").c_str(), nullptr));
-  EXPECT_TRUE(ostest::IsDirectory(m_tempdir / "outside/new/dir"));
-  EXPECT_EQ(0u, COsFile::CopyDirectory(strSource.c_str(), (m_tempdir / "mine/copy").c_str(), true, nullptr,
-                                       nullptr));
-  EXPECT_EQ("a", ostest::ReadFile(m_tempdir / "outside/copy/a.ini"));
+  EXPECT_EQ(Trusted() ? 0u : 258u, COsFile::Create(P("dstlink/new/dir").c_str(), nullptr));
+  EXPECT_EQ(Trusted(), ostest::IsDirectory(P("outside/new/dir")));
+  EXPECT_EQ(Trusted() ? 0u : 1u, COsFile::Copy(P("model/a.ini").c_str(), P("dstlink/a.ini").c_str()));
+  EXPECT_EQ(Trusted(), ostest::FileExists(P("outside/a.ini")));
+  EXPECT_EQ(Trusted(), COsFile::Exists(P("dstlink/tree/*").c_str()));
+  // A link named as the path: a trusted one leads to the tree, which is
+  // emptied, and then fails to go as a directory; another user's link goes
+  // as a link and what it leads to stays.
+  EXPECT_EQ(1u, COsFile::Delete(P("treelink").c_str(), 1, 1, false));
+  EXPECT_EQ(!Trusted(), ostest::FileExists(P("outside/tree/keep")));
+  EXPECT_TRUE(ostest::IsDirectory(P("outside/tree")));
+  EXPECT_EQ(Trusted(), ostest::IsLink(P("treelink")));
+  EXPECT_EQ(!Trusted(),
+            m_services.Logged("Symbolic link of another user not followed, removed as a link...<" +
+                              P("treelink") + ">"));
+}
+
+// An unprivileged caller below a directory it may search but not read.
+TEST(CosFileUnprivileged, WorksBelowADirectoryItMaySearchButNotRead)
+{
+  if (geteuid() != 0)
+  {
+    GTEST_SKIP() << "needs root to become another user";
+  }
+  ostest::TempDir tempdir;
+  ASSERT_EQ(0, chmod(tempdir.Path().c_str(), 0711));
+  const std::string strWork = tempdir / "work";
+  ASSERT_TRUE(ostest::MakeDirectory(tempdir / "src") && ostest::MakeDirectory(strWork));
+  ASSERT_TRUE(ostest::WriteFile(tempdir / "src/f.ini", "f"));
+  ASSERT_EQ(0, chown(strWork.c_str(), 65534, 65534));
+  std::string strFailures = ostest::RunUnprivileged(
+      [&]()
+      {
+        std::string str;
+        str += COsFile::Create((strWork + "/a/b").c_str(), nullptr) ? "Create " : "";
+        str += COsFile::Copy((tempdir / "src/f.ini").c_str(), (strWork + "/a/f.ini").c_str()) ? "Copy " : "";
+        str += (COsFile::CopyDirectory((tempdir / "src").c_str(), (strWork + "/copy").c_str(), true, nullptr,
+                                       nullptr) ||
+                (ostest::ReadFile(strWork + "/copy/f.ini") != "f"))
+                   ? "CopyDirectory "
+                   : "";
+        OsFileInfo osfileinfo{};
+        str += (COsFile::FindFirst((strWork + "/a/*.ini").c_str(), &osfileinfo) ||
+                strcmp(osfileinfo.szName, "f.ini"))
+                   ? "FindFirst "
+                   : "";
+        COsFile::FindClose(&osfileinfo);
+        str += (COsFile::Delete((strWork + "/a").c_str(), 1, 1, false) || ostest::FileExists(strWork + "/a"))
+                   ? "Delete"
+                   : "";
+        return str;
+      });
+  EXPECT_EQ("", strFailures);
+}
+
+// A copy onto a full file system (a 1 MiB tmpfs) fails and names the file.
+TEST(CosFileCopyFull, WriteErrorsFailTheCopy)
+{
+  ostest::ScopedFileServices services;
+  ostest::TempDir tempdir;
+  const std::string strFull = tempdir / "full";
+  ASSERT_TRUE(ostest::MakeDirectory(strFull) && ostest::MakeDirectory(tempdir / "src"));
+  if (mount("tmpfs", strFull.c_str(), "tmpfs", 0, "size=1m"))
+  {
+    GTEST_SKIP() << "cannot mount a tmpfs";
+  }
+  ASSERT_TRUE(ostest::WriteFile(tempdir / "src/big.ini", std::string(2 << 20, 'b')));
+  Recorder recorder;
+  EXPECT_EQ(1u, COsFile::CopyDirectory((tempdir / "src").c_str(), (strFull + "/mirror").c_str(), true,
+                                       RecordingCallback, &recorder));
+  EXPECT_TRUE(services.Logged("OsFileCopy failed...<" + ostest::Physical(tempdir / "src") + "/big.ini> <" +
+                              strFull + "/mirror/big.ini>"));
+  EXPECT_EQ(1u, COsFile::Copy((tempdir / "src/big.ini").c_str(), (strFull + "/other").c_str()));
+  EXPECT_EQ(0, umount2(strFull.c_str(), MNT_DETACH));
 }
