@@ -9,7 +9,6 @@
 #include <string>
 
 #include "os_coscfg.h"
-#include "os_testlog.h"
 #include "os_testutil.h"
 
 namespace
@@ -209,35 +208,9 @@ TEST(CfgModules, ApplicationMarkerMeansNoLibrary)
 {
   const void *pvOld = g_OsCfgHinstance;
   g_OsCfgHinstance = g_szOsCfgApplicationMarker;
-  EXPECT_STREQ("OSCFG_APPLICATION_PATH", g_szOsCfgApplicationMarker);
   EXPECT_FALSE(COsCfg::IsLibrary());
   EXPECT_EQ(nullptr, COsCfg::GetHmodule());
   // The answer is kept from the first call.
   g_OsCfgHinstance = pvOld;
   EXPECT_FALSE(COsCfg::IsLibrary());
-}
-
-TEST(CfgEnvMessages, FaultsAreLoggedWithTheirValues)
-{
-  ostest::LogCapture capture;
-  ostest::ScopedEnv env(s_szVar, nullptr);
-  char szValue[8];
-  EXPECT_EQ(EOSSTS_NOFIT, COsCfg::GetEnv(s_szVar, "dflt", 2, szValue));
-  EXPECT_EQ("E GetEnv error...<QRB_CFGTEST_VARIABLE> <dflt> 2", capture.Last());
-  // Every part of the configuration logs as "os_coscfg".
-  EXPECT_NE(std::string::npos, capture.Lines().back().find(" os_coscfg "));
-  COsCfg::SetEnv(s_szVar, "abcdef");
-  EXPECT_EQ(EOSSTS_NOFIT, COsCfg::GetEnv(s_szVar, nullptr, 4, szValue));
-  EXPECT_EQ("E GetEnv error...<QRB_CFGTEST_VARIABLE> 6 4", capture.Last());
-  EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(s_szVar, nullptr, 1, szValue));
-  EXPECT_EQ("E a_sizetBytes <= 1...<QRB_CFGTEST_VARIABLE> 1", capture.Last());
-  COsCfg::SetEnv(s_szVar, "yes");
-  EXPECT_TRUE(COsCfg::GetEnvBool(s_szVar, true));
-  EXPECT_EQ("A unrecognized value...<yes>, returning default...1", capture.Last());
-  EXPECT_EQ(EOSSTS_BADARG, COsCfg::SetEnv("", "x"));
-  EXPECT_EQ("E SetEnv bad arg...", capture.Last());
-  ostest::TempDir tmp;
-  ostest::WriteFile(tmp / "f", "x");
-  EXPECT_EQ(EOSSTS_FAIL, COsCfg::SetAccess((tmp / "f").c_str(), 7));
-  EXPECT_EQ("A unrecognized a_eosfileaccess...7", capture.Last());
 }
