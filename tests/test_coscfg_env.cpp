@@ -40,7 +40,7 @@ int Entries(const char *a_szList)
 
 }  // namespace
 
-TEST(CfgGetEnv, BadArgumentsAndValueLengthBoundary)
+TEST(CfgGetEnv, BadArgumentsValueLengthBoundaryAndDefaults)
 {
   char szValue[8];
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(nullptr, "d", sizeof(szValue), szValue));
@@ -48,32 +48,28 @@ TEST(CfgGetEnv, BadArgumentsAndValueLengthBoundary)
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(s_szVar, "d", sizeof(szValue), nullptr));
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(s_szVar, "d", 1, szValue));
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(s_szVar, "d", 0, szValue));
-  ostest::ScopedEnv env(s_szVar, "abcd");
-  // Exactly the size: accepted and silently cut by one character.
-  EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, nullptr, 4, szValue));
-  EXPECT_STREQ("abc", szValue);
-  EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, nullptr, 5, szValue));
-  EXPECT_STREQ("abcd", szValue);
-  COsCfg::SetEnv(s_szVar, "abcde");
-  EXPECT_EQ(EOSSTS_NOFIT, COsCfg::GetEnv(s_szVar, nullptr, 4, szValue));
-  EXPECT_STREQ("abc", szValue);  // the cut text stays
-}
-
-TEST(CfgGetEnv, DefaultsForUnsetAndEmptyVariables)
-{
-  char szValue[8] = "junk";
-  ostest::ScopedEnv env(s_szVar, nullptr);
-  EXPECT_EQ(EOSSTS_NOFIT, COsCfg::GetEnv(s_szVar, "dflt", 2, szValue));
-  EXPECT_STREQ("", szValue);
-  EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, "dflt", 4, szValue));
-  EXPECT_STREQ("dfl", szValue);
-  EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, "dflt", 8, szValue));
-  EXPECT_STREQ("dflt", szValue);
-  EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, nullptr, 8, szValue));
-  EXPECT_STREQ("", szValue);
-  COsCfg::SetEnv(s_szVar, "");
-  EXPECT_EQ(EOSSTS_OK, COsCfg::GetEnv(s_szVar, "dflt", 8, szValue));
-  EXPECT_STREQ("dflt", szValue);
+  const struct
+  {
+    const char *szValue;  // null: unset
+    const char *szDefault;
+    uint32_t u32Size;
+    EOSSTS eossts;
+    const char *szOut;
+  } acase[] = {{"abcd", nullptr, 4, EOSSTS_OK, "abc"},  // exactly the size: silently cut by one
+               {"abcd", nullptr, 5, EOSSTS_OK, "abcd"},
+               {"abcde", nullptr, 4, EOSSTS_NOFIT, "abc"},  // the cut text stays
+               {nullptr, "dflt", 2, EOSSTS_NOFIT, ""},
+               {nullptr, "dflt", 4, EOSSTS_OK, "dfl"},
+               {nullptr, "dflt", 8, EOSSTS_OK, "dflt"},
+               {nullptr, nullptr, 8, EOSSTS_OK, ""},
+               {"", "dflt", 8, EOSSTS_OK, "dflt"}};
+  for (const auto &c : acase)
+  {
+    ostest::ScopedEnv env(s_szVar, c.szValue);
+    strcpy(szValue, "junk");
+    EXPECT_EQ(c.eossts, COsCfg::GetEnv(s_szVar, c.szDefault, c.u32Size, szValue)) << c.szOut;
+    EXPECT_STREQ(c.szOut, szValue);
+  }
 }
 
 TEST(CfgSetEnv, SetReplaceRemove)
