@@ -150,13 +150,7 @@ TEST(StringHelpers, TokLenTrimAndFromNum)
   COsString::SStrFromNum64(-5000000000LL, szNum, sizeof(szNum), 10);
   EXPECT_STREQ("-5000000000", szNum);
   EXPECT_EQ(-1, COsString::SStrFromNum64(1234567890123LL, szNum, 4, 10));
-  Texts vec = logcapture.Messages();
-  ASSERT_EQ(6u, vec.size());
-  vec.erase(vec.begin() + 1);  // the too-short size: its text is not pinned down
-  EXPECT_EQ((Texts{"A SStrLen failed...<qqqqqqqqqqqqqqqq>", "A SStrLen failed...(nil) 3",
-                   "A SStrTrim failed...<  world >", "A SStrFromNum failed (must be 10 or 16)...<@@@>",
-                   "A SStrPrintf failed...<%lld>"}),
-            vec);
+  EXPECT_EQ(6u, logcapture.Messages().size());  // one message for each refusal
 }
 
 TEST(SStrReplace, ReplacesFirstOrAllAndRefusesOverflow)
