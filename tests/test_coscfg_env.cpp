@@ -153,7 +153,7 @@ TEST(CfgSetAccess, ModesOfUserAndGroupOnly)
     mode_t modeAfter;
     EOSSTS eossts;
   } acase[] = {{0600, EOSFILEACCESS_READWRITE, 0660, EOSSTS_OK},
-               {0660, EOSFILEACCESS_READ, 0440, EOSSTS_OK},
+               {0600, EOSFILEACCESS_READ, 0440, EOSSTS_OK},
                {0640, EOSFILEACCESS_WRITE, 0220, EOSSTS_OK},
                {0600, EOSFILEACCESS_EXECUTE, 0710, EOSSTS_OK},
                {0607, EOSFILEACCESS_READWRITE, 0667, EOSSTS_OK},
