@@ -88,6 +88,7 @@ struct OsTimeRecord
   uint16_t wSecond;        // 0 to 60
   uint16_t wMilliseconds;  // 0 to 999
 };
+static_assert(sizeof(OsTimeRecord) == 16 && sizeof(OsCfgVersion) == 7 * 16, "fixed-width records");
 
 class COsString;
 class COsLog;

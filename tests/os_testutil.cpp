@@ -84,16 +84,6 @@ std::vector<std::string> ProgramCommand(const std::string &a_strProgram)
   return {strEmulator, a_strProgram};
 }
 
-std::string ProgramShellCommand(const std::string &a_strProgram)
-{
-  std::string strCommand;
-  for (const std::string &strWord : ProgramCommand(a_strProgram))
-  {
-    strCommand += (strCommand.empty() ? "'" : " '") + strWord + "'";
-  }
-  return strCommand;
-}
-
 ScopedEnv::ScopedEnv(const char *a_szName, const char *a_szValue) : m_strName(a_szName), m_blHadOld(false)
 {
   const char *szOld = getenv(a_szName);

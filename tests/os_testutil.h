@@ -36,10 +36,8 @@ std::vector<std::string> SplitLines(const std::string &a_strText);
 
 // The command that starts a program this build made: the program alone, or
 // the emulator and the program when the build's programs run under one (a
-// 32-bit build on a kernel without 32-bit support). ProgramShellCommand is
-// the same as text for the shell.
+// 32-bit build on a kernel without 32-bit support).
 std::vector<std::string> ProgramCommand(const std::string &a_strProgram);
-std::string ProgramShellCommand(const std::string &a_strProgram);
 
 // Sets (or, with a null value, unsets) an environment variable and restores
 // the old state when the object goes.

@@ -36,25 +36,15 @@ TEST(CfgDirectories, RootFromTheEnvironment)
   ostest::ScopedEnv envTmp("TMPDIR", "/var/tmpx");
   home.Make();
   const std::string strRoot = home.Root();
-  // clang-format off
   home.Expect({{OS_CFGTAG_DRIVERPATH, home.Program()}, {OS_CFGTAG_HOMEDIRECTORY, home.Home()},
-               {OS_CFGTAG_HOMENAME, "scanmodel"}, {OS_CFGTAG_MODELDIRECTORY, "scanmodel"},
-               {OS_CFGTAG_MODELDIRECTORYREAL, "scanmodel"}, {OS_CFGTAG_ROOTPATH, strRoot},
-               {OS_CFGTAG_ROOTPATHSHARED, strRoot}, {OS_CFGTAG_ROOTCOMMONDIRECTORY, strRoot},
-               {OS_CFGTAG_ROOTCOMMONDIRECTORYSHARED, strRoot}, {OS_CFGTAG_LOCALLOWDIRECTORY, strRoot},
-               {OS_CFGTAG_COMMONDIRECTORY, strRoot + "/common"}, {OS_CFGTAG_USERDIRECTORY, strRoot + "/user"},
-               {OS_CFGTAG_USERROOTDIRECTORY, strRoot + "/user"},
+               {OS_CFGTAG_HOMENAME, "scanmodel"}, {OS_CFGTAG_ROOTPATH, strRoot},
+               {OS_CFGTAG_LOCALLOWDIRECTORY, strRoot}, {OS_CFGTAG_COMMONDIRECTORY, strRoot + "/common"},
                {OS_CFGTAG_USERROOTDIRECTORYSHARED, strRoot + "/user"},
                {OS_CFGTAG_DEVICEDIRECTORYSHARED, strRoot + "/device"},
-               {OS_CFGTAG_LOGDIRECTORY, strRoot + "/log"},
                {OS_CFGTAG_MULTIMEDIADIRECTORY, strRoot + "/multimedia"},
-               {OS_CFGTAG_QRB_LOG, strRoot + "/log/pnphelper.log"}, {OS_CFGTAG_DRIVERNAME, "pnphelper"},
-               {OS_CFGTAG_SYSTEMDIRECTORY, "/usr/lib"}, {OS_CFGTAG_TMPDIRECTORY, "/var/tmpx"},
-               {OS_CFGTAG_DESKTOPDIRECTORY, "/home/someone/Desktop"},
-               {OS_CFGTAG_SHAREDDESKTOPDIRECTORY, "/home/someone/Desktop"},
-               {OS_CFGTAG_CONST_INI, home.Home() + "/const.ini"},
+               {OS_CFGTAG_QRB_LOG, strRoot + "/log/pnphelper.log"}, {OS_CFGTAG_SYSTEMDIRECTORY, "/usr/lib"},
+               {OS_CFGTAG_TMPDIRECTORY, "/var/tmpx"}, {OS_CFGTAG_SHAREDDESKTOPDIRECTORY, "/home/someone/Desktop"},
                {OS_CFGTAG_CONST_INI_SHARED, home.Home() + "/const.ini"}});
-  // clang-format on
   // Only the log directory is made.
   EXPECT_TRUE(S_ISDIR(Mode(strRoot + "/log")));
   EXPECT_FALSE(ostest::FileExists(strRoot + "/user"));

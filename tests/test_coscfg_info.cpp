@@ -44,7 +44,6 @@ TEST(CfgDistribution, ReleaseFiles)
     const char *szName;
   } acase[] = {
       {"/etc/SuSE-release", "openSUSE 10.3 (i586)\nversion = 10.3\nCODENAME = x\n", 8, "suse1003"},
-      {"/etc/SuSE-release", "SUSE Linux Enterprise Server 11\nVERSION = 11\nPATCHLEVEL = 4\n", 8, "suse1100"},
       {"/etc/SuSE-release", "no version here\n", 8, "suse0000"},
       {"/etc/mandrake-release", "Release 10.1\n", 5, "mandrake1001"},
       {"/etc/mandrake-release", "Mandrake Linux release 10.1 (Official)\n", 5, "mandrake0000"},
@@ -53,9 +52,6 @@ TEST(CfgDistribution, ReleaseFiles)
       {"/etc/lsb-release", "DISTRIB_ID=Ubuntu\nDISTRIB_RELEASE=22.04\nDISTRIB_CODENAME=jammy\n", 9,
        "ubuntu2204"},
       {"/etc/debian-release", "12", 2, "LINUX"},
-      {"/etc/slackware-release", "Slackware 15.0", 7, "LINUX"},
-      {"/etc/yellowdog-release", "", 10, "LINUX"},
-      {"/etc/gentoo-release", "Gentoo", 4, "LINUX"},
       {"/etc/lsb-release", "DISTRIB_ID=LinuxMint\nDISTRIB_RELEASE=21.1\n", 0, "LINUX"},
       {"/etc/other-release", "Ubuntu", 0, "LINUX"}};
   for (const auto &c : acase)
@@ -114,17 +110,13 @@ TEST(CfgSystemInfo, RunningMachine)
 {
   COsCfg::ResetSystemInfo();
   const long lOnline = sysconf(_SC_NPROCESSORS_ONLN);
-  EXPECT_EQ(lOnline > 0 ? lOnline : 1, COsCfg::InfoGetLong(35));
-  EXPECT_EQ(COsCfg::NumberOfProcessors(), COsCfg::InfoGetLong(OS_CFGINFO_CPU_TOTAL));
+  EXPECT_EQ(lOnline > 0 ? lOnline : 1, COsCfg::InfoGetLong(OS_CFGINFO_CPU_TOTAL));
   EXPECT_EQ(8u, strlen(COsCfg::InfoGetString(OS_CFGINFO_OS_KERNELVERSION)));
   EXPECT_STREQ(COsCfg::InfoGetString(OS_CFGINFO_OS_KERNELVERSION),
                COsCfg::InfoGetString(OS_CFGINFO_OS_VERSION));
-  EXPECT_STREQ("0", COsCfg::InfoGetString(OS_CFGINFO_OS_BUILDSTRING));
   EXPECT_NE(0u, strlen(COsCfg::InfoGetString(OS_CFGINFO_OS_NAME)));
-  EXPECT_EQ(3, COsCfg::InfoGetLong(OS_CFGINFO_OS_PLATFORM));
   EXPECT_GT(COsCfg::InfoGetLongLong(OS_CFGINFO_MEM_TOTALPHYSICAL), 0);
   EXPECT_LE(COsCfg::InfoGetLong(OS_CFGINFO_MEM_LOAD), 100);
-  EXPECT_EQ(static_cast<long>(sizeof(void *) * 8), COsCfg::InfoGetLong(OS_CFGINFO_CPU_PROCESSBITS));
 #if defined(__i386__) || defined(__x86_64__)
   EXPECT_EQ(12u, strlen(COsCfg::InfoGetString(OS_CFGINFO_CPU_VENDORSTRING)));
   EXPECT_TRUE(COsCfg::InfoGetBool(OS_CFGINFO_CPU_FLAG_FPU));

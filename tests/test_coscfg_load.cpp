@@ -4,13 +4,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <string>
-#include <vector>
 
 #include "os_coscfg.h"
-#include "os_testlog.h"
 #include "test_coscfg.h"
 
 TEST(CfgIniSyntax, KeysAndValues)
@@ -71,49 +67,25 @@ TEST(CfgIniSyntax, FileIsCutAt64KiB)
       {{OS_CFGTAG_FORCEPROBE, "6"}, {OS_CFGTAG_FORCESPAWNRETRY, "12"}, {OS_CFGTAG_FORCENETRETRY, "2"}});
 }
 
-TEST(CfgIniSyntax, EmptyOrMissingFileLeavesTheDefaults)
+TEST(CfgDefaults, WithoutOrWithAnEmptyFile)
 {
   CfgHome home;
   home.Make();
   home.Expect({{OS_CFGTAG_FORCEPROBE, "3"}});
   home.MakeWith("");
-  home.Expect({{OS_CFGTAG_FORCEPROBE, "3"}, {OS_CFGTAG_CONST_INI, home.Home() + "/const.ini"}});
+  home.Expect({{OS_CFGTAG_FORCEPROBE, "3"}, {OS_CFGTAG_CONST_INI, home.Home() + "/const.ini"},
+               {OS_CFGTAG_EVENTSRELATIVETIME, "-1"}, {OS_CFGTAG_FORCEDESKTOP, "WinSta0\\Default"},
+               // Empty defaults and tags without a default both read as empty.
+               {OS_CFGTAG_VERSION_INFO, ""}, {OS_CFGTAG_DRIVERDIRECTORY, ""},
+               // The numeric buffers of the constructor.
+               {OS_CFGTAG_DEBUGDISPLAYLENGTH, "512"}, {OS_CFGTAG_FORCEUSBMONITORTIMEOUT, "10"},
+               {OS_CFGTAG_SIMULATION, "false", OS_CFGSECTION_SIMULATION},
+               {OS_CFGTAG_COMPANYNAMESHORT, "qrb", OS_CFGSECTION_BRAND}});
   // Anything but a regular file counts as missing; a FIFO does not block.
   ASSERT_EQ(0, unlink((home.Home() + "/const.ini").c_str()));
   ASSERT_EQ(0, mkfifo((home.Home() + "/const.ini").c_str(), 0666));
   home.Make();
   home.Expect({{OS_CFGTAG_FORCEPROBE, "3"}});
-}
-
-TEST(CfgDefaults, SpotChecks)
-{
-  CfgHome home;
-  home.Make();
-  // clang-format off
-  home.Expect({{OS_CFGTAG_DEBUGREQUEST, "0"}, {OS_CFGTAG_LOGBACKUP, "3"}, {OS_CFGTAG_EVENTSSAVED, "500"},
-               {OS_CFGTAG_EVENTSRELATIVETIME, "-1"}, {OS_CFGTAG_FORCEIMAGECACHEMEMORY, "177592500"},
-               {OS_CFGTAG_FORCEDESKTOP, "WinSta0\\Default"}, {OS_CFGTAG_FORCEFILECHUNKSIZE, "16777216"},
-               {OS_CFGTAG_FORCEFILECREATIONMASK, "511"}, {OS_CFGTAG_FORCEMOTOREXEMAXMEMORY, "1800000000"},
-               {OS_CFGTAG_FORCEPINGFORMATWINDOWS, "ping.exe -n 1 -w 10000 %s"},
-               {OS_CFGTAG_FORCETHREADAFFINITY, "0"}, {OS_CFGTAG_FORCENETTIMEOUTMGRINREAD, "120000"},
-               {OS_CFGTAG_FORCENETADAPTERCHECKDELAY, "99999"}, {OS_CFGTAG_FORCEUSEDNSSD, "2"},
-               {OS_CFGTAG_APPLICATIONTAMARIND, "0"}, {OS_CFGTAG_APPLICATIONPORTICO, "1"},
-               // Empty defaults and tags without a default both read as empty.
-               {OS_CFGTAG_VERSION_INFO, ""}, {OS_CFGTAG_FORCELIBCURL, ""}, {OS_CFGTAG_APPLICATIONWHQL, ""},
-               {OS_CFGTAG_FORCEBARCODESUBCOMMANDOFF, ""}, {OS_CFGTAG_DRIVERDIRECTORY, ""},
-               // The numeric buffers of the constructor.
-               {OS_CFGTAG_DEBUG, "0"}, {OS_CFGTAG_DEBUGFILTER, ""}, {OS_CFGTAG_DEBUGDISPLAYLENGTH, "512"},
-               {OS_CFGTAG_UITIMEOUT, "0"}, {OS_CFGTAG_FORCESOCKETMONITORTIMEOUT, "10"},
-               {OS_CFGTAG_FORCEUSBMONITORTIMEOUT, "10"}, {OS_CFGTAG_MANUFACTURER, "QRB Imaging"},
-               {OS_CFGTAG_SIMFLATBED, "0", OS_CFGSECTION_SIMULATION},
-               {OS_CFGTAG_SIMULATION, "false", OS_CFGSECTION_SIMULATION},
-               {OS_CFGTAG_SIMPRINTER, "", OS_CFGSECTION_SIMULATION},
-               {OS_CFGTAG_COMPANYNAME, "QRB Imaging", OS_CFGSECTION_BRAND},
-               {OS_CFGTAG_COMPANYNAMESHORT, "qrb", OS_CFGSECTION_BRAND},
-               {OS_CFGTAG_PRODUCTFAMILY, "QRB Scanner Driver", OS_CFGSECTION_BRAND},
-               {OS_CFGTAG_PRODUCTNAME, "QRB Hot-Plug Helper", OS_CFGSECTION_BRAND},
-               {OS_CFGTAG_JPEGQUANTIZATION_Y_45, "", OS_CFGSECTION_QRB_ALL}});
-  // clang-format on
 }
 
 TEST(CfgDefaults, JpegTables)
@@ -131,10 +103,7 @@ TEST(CfgDefaults, JpegTables)
   const std::string strY50 = home.Get(OS_CFGSECTION_QRB_ALL, OS_CFGTAG_JPEGQUANTIZATION_Y_50);
   EXPECT_EQ(0u, strY50.find("100B0A101828333D"));
   EXPECT_EQ("63", strY50.substr(126));
-  for (uint32_t u32Tag : {OS_CFGTAG_JPEGQUANTIZATION_Y_40, OS_CFGTAG_JPEGQUANTIZATION_CBCR_40,
-                          OS_CFGTAG_JPEGQUANTIZATION_CBCR_50, OS_CFGTAG_JPEGQUANTIZATION_Y_80,
-                          OS_CFGTAG_JPEGQUANTIZATION_CBCR_80, OS_CFGTAG_JPEGQUANTIZATION_Y_90,
-                          OS_CFGTAG_JPEGQUANTIZATION_CBCR_90})
+  for (uint32_t u32Tag : {OS_CFGTAG_JPEGQUANTIZATION_CBCR_40, OS_CFGTAG_JPEGQUANTIZATION_Y_90})
   {
     const std::string strTable = home.Get(OS_CFGSECTION_QRB_ALL, u32Tag);
     EXPECT_EQ(128u, strTable.size()) << u32Tag;
@@ -225,29 +194,4 @@ TEST(CfgLoad, ProgramIdentification)
   }
   home.MakeWith("[dsIdentity]\nForceProgramName=/opt/osprey\n");
   home.Expect({{OS_CFGTAG_APPLICATION, "/opt/osprey"}, {OS_CFGTAG_APPLICATIONOSPREY, "1"}});
-}
-
-TEST(CfgLoadMessages, UnreadableFileAndUnknownEntity)
-{
-  CfgHome home;
-  ostest::LogCapture capture(1);
-  home.WriteIni("");
-  home.Make(EOSCFGENTITY_UNKNOWN);
-  // Up to the log set-up the capture receives the lines; after it the log
-  // writes to the configured log file.
-  const std::vector<std::string> vecBefore = capture.Messages();
-  for (const std::string &strLine :
-       {"E fread failed...<" + home.Home() + "/const.ini>", std::string("A LoadFile failed..."),
-        std::string(". Setting configuration defaults...")})
-  {
-    EXPECT_NE(vecBefore.end(), std::find(vecBefore.begin(), vecBefore.end(), strLine)) << strLine;
-  }
-  const std::string strLog = ostest::ReadFile(home.Root() + "/log/pnphelper.log");
-  const size_t sizetFirst = strLog.find("Unrecognized entity...0");
-  ASSERT_NE(std::string::npos, sizetFirst);
-  // Exactly two: setup001.ini and ramscan.txt.
-  const size_t sizetSecond = strLog.find("Unrecognized entity...0", sizetFirst + 1);
-  ASSERT_NE(std::string::npos, sizetSecond);
-  EXPECT_EQ(std::string::npos, strLog.find("Unrecognized entity...0", sizetSecond + 1));
-  EXPECT_NE(std::string::npos, strLog.find("Program is...<" + home.Program() + ">"));
 }

@@ -395,64 +395,6 @@ TEST_F(VersionInfo, RefusesPathsThatCouldBreakTheCommandLine)
   }
 }
 
-// The running program reads the resources appended to its own file: a copy
-// of this test program gets a resource and runs this same test, which then
-// takes the other branch.
-TEST(LocalResource, ReadsTheProgramsOwnFile)
-{
-  if (getenv("OSTEST_LOCAL_RESOURCE"))
-  {
-    EXPECT_EQ(s_szScanners, Read(OS_RESOURCE_LOCAL, "PNPHELPER"));
-    return;
-  }
-  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(OS_RESOURCE_LOCAL, "PNPHELPER"));
-  ostest::TempDir tempdir;
-  std::string strCopy = tempdir / "copy";
-  ASSERT_TRUE(ostest::WriteFile(strCopy, ostest::ReadFile("/proc/self/exe")));
-  ASSERT_EQ(0, chmod(strCopy.c_str(), 0755));
-  ASSERT_EQ(EOSSTS_OK, Add(strCopy, "PNPHELPER", s_szScanners));
-  std::string strCommand = "OSTEST_LOCAL_RESOURCE=1 " + ostest::ProgramShellCommand(strCopy) +
-                           " --gtest_filter=LocalResource.ReadsTheProgramsOwnFile >" + (tempdir / "out") +
-                           " 2>&1";
-  EXPECT_EQ(0, system(strCommand.c_str())) << ostest::ReadFile(tempdir / "out");
-}
-
-TEST_F(Resource, LogsAtANonZeroDebugLevel)
-{
-  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "PNPHELPER", s_szScanners));
-  ostest::LogCapture logcapture(1);
-  {
-    COsResource osresource;
-    EXPECT_EQ(0u, logcapture.Last().find(". mem>>> addr:"));
-    EXPECT_NE(std::string::npos, logcapture.Last().find("  new COsResourceImpl"));
-    EXPECT_EQ(EOSSTS_NOTFOUND, osresource.Open(m_strFile.c_str(), "VERSION", EOSRESOURCETYPE_DATA));
-    std::vector<std::string> vec = logcapture.Messages();
-    ASSERT_LE(2u, vec.size());
-    EXPECT_EQ(". searching...62 <VERSION> <PNPHELPER>", vec[vec.size() - 2]);
-    EXPECT_EQ(". FindResource failed...<VERSION>", vec.back());
-    ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "PNPHELPER", EOSRESOURCETYPE_DATA));
-    EXPECT_EQ(EOSSTS_FAIL, osresource.Open(m_strFile.c_str(), "PNPHELPER", EOSRESOURCETYPE_DATA));
-    EXPECT_EQ("A this osresource is already in use...", logcapture.Last());
-  }
-  EXPECT_EQ(0u, logcapture.Last().find(". mem>>> addr:"));
-  EXPECT_NE(std::string::npos, logcapture.Last().find(" delete-object"));
-  ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage));
-  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "PNPHELPER"));
-  std::vector<std::string> vec = logcapture.Messages();
-  ASSERT_LE(2u, vec.size());
-  std::string strFooter = vec[vec.size() - 2];  // the destructor's line comes last
-  EXPECT_EQ(0u, strFooter.find(". resource footer not found...<PNPHELPER> </")) << strFooter;
-  EXPECT_EQ(strFooter.size() - strlen("/program>"), strFooter.find("/program>")) << strFooter;
-  char szVersion[16];
-  EXPECT_EQ(EOSSTS_NOTFOUND,
-            COsResource::GetVersion(m_strFile.c_str(), szVersion, sizeof(szVersion), "VERSION", true));
-  EXPECT_EQ(". Resource VERSION not found", logcapture.Last());
-  EXPECT_EQ(EOSSTS_BADARG, COsResource::Update(m_strFile.c_str(), "X", 7, "x", 1));
-  EXPECT_EQ("A Unrecognized resource type: 7", logcapture.Last());
-  EXPECT_EQ(EOSSTS_BADARG, COsResource::Dump(m_strFile.c_str(), "PNPHELPER"));
-  EXPECT_EQ("A Dump only handles VERSION* resources", logcapture.Last());
-}
-
 TEST_F(Resource, InformationIsSilentAtLevelZero)
 {
   ostest::LogCapture logcapture(0);

@@ -142,13 +142,9 @@ TEST(XmlLog, OnlyTheOverflowIsLogged)
   char szOut[4];
   EXPECT_FALSE(COsXml::GetContent("<a>wxyz</a>", "<a>", "</a>", szOut, sizeof(szOut), false));
   EXPECT_EQ("A data overflow: <a> <a>wxyz</a>", logcapture.Last());
-  char szDoc[] = "<r><a>wxyz</a></r>";
-  EXPECT_FALSE(COsXml::GetContent(szDoc, "<a>", "</a>", szDoc, 4, false));
-  EXPECT_EQ("A data overflow: <a> <r><a>wxyz</a></r>", logcapture.Last());
-  size_t sizetMessages = logcapture.Messages().size();
   // Missing markers and empty contents are no faults of the function.
   EXPECT_FALSE(COsXml::GetContent("<b>x</b>", "<a>", "</a>", szOut, sizeof(szOut), false));
   char szEmpty[] = "<a></a>";
   EXPECT_FALSE(COsXml::GetContent(szEmpty, "<a>", "</a>", szEmpty, 0, false));
-  EXPECT_EQ(sizetMessages, logcapture.Messages().size());
+  EXPECT_EQ(1u, logcapture.Messages().size());
 }

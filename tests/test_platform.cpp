@@ -9,10 +9,9 @@
 #include "os_cosresource.h"
 #include "os_costime.h"
 
-// Records whose layout other programs of the family rely on.
+// Records whose layout other programs of the family rely on (os_types.h
+// pins the time and version records itself).
 static_assert(sizeof(EOSSTS) == 4, "statuses are 32-bit");
-static_assert(sizeof(OsTimeRecord) == 16, "eight 16-bit fields");
-static_assert(sizeof(OsCfgVersion) == 7 * 16, "seven 16-character texts");
 static_assert(OS_RESOURCE_ENTRYSIZE * 64 == OS_RESOURCE_TABLESIZE, "64 entries in the table");
 static_assert(sizeof(void *) != 4 || sizeof(OsFileCopyDirectoryInfo) == 16, "16 bytes on a 32-bit build");
 static_assert(sizeof(off_t) == 8 && sizeof(ino_t) == 8, "large-file support");
