@@ -35,11 +35,15 @@ if(TARGET pnphelper)
     COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DWORK=${CMAKE_CURRENT_BINARY_DIR}/install-layout
             -DXML=${PROJECT_SOURCE_DIR}/pnphelper/pnphelper.xml -DOSRESOURCE=$<TARGET_FILE:osresource>
             -P ${CMAKE_CURRENT_SOURCE_DIR}/package/install.cmake)
-  find_program(OS_DPKG_DEB dpkg-deb)
-  if(OS_DPKG_DEB)
+  find_program(OS_DPKG dpkg)
+  if(OS_DPKG)
+    find_program(OS_LINTIAN lintian)
+    find_program(OS_MANDOC mandoc)
+    find_program(OS_FAKEROOT fakeroot)
     add_test(NAME Packaging.DebianPackage
       COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DWORK=${CMAKE_CURRENT_BINARY_DIR}/deb
-              -DCPACK=${CMAKE_CPACK_COMMAND} -DDPKG_DEB=${OS_DPKG_DEB}
+              -DCPACK=${CMAKE_CPACK_COMMAND} -DDPKG=${OS_DPKG} -DLINTIAN=${OS_LINTIAN} -DMANDOC=${OS_MANDOC}
+              -DFAKEROOT=${OS_FAKEROOT} -DOSRESOURCE=$<TARGET_FILE:osresource>
               -P ${CMAKE_CURRENT_SOURCE_DIR}/package/deb.cmake)
     # cpack installs the build into its own stage; one at a time.
     set_tests_properties(Packaging.DebianPackage Packaging.InstallLayout PROPERTIES RUN_SERIAL TRUE TIMEOUT 300)

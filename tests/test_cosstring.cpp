@@ -78,7 +78,10 @@ TEST(BoundedCopy, NullOrZeroSizeLeavesTheDestinationAndLogsThePointers)
   COsString::SStrCat(nullptr, 4, szX);
   EXPECT_EQ(-1, COsString::SStrPrintf(sz, 4, nullptr));
   EXPECT_EQ(-1, VprintfThrough(nullptr, 4, szX));
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-security"  // a variable format on purpose
   EXPECT_EQ(-1, COsString::SStrCatf(sz, 0, szX));
+#pragma GCC diagnostic pop
   char *szSave = nullptr;
   EXPECT_EQ(nullptr, COsString::SStrTok(sz, nullptr, &szSave));
   EXPECT_EQ(nullptr, COsString::StrFirstNonWhitespace(nullptr));
