@@ -25,7 +25,8 @@ if(OS_SANITIZE)
 endif()
 add_test(NAME OsServicesPackage.FindPackageAndLink
   COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DWORK=${CMAKE_CURRENT_BINARY_DIR}/package-consumer
-          -DSOURCE=${CMAKE_CURRENT_SOURCE_DIR}/package "-DFLAGS=${OS_CONSUMER_FLAGS}"
+          -DSOURCE=${CMAKE_CURRENT_SOURCE_DIR}/package -DREADME=${PROJECT_SOURCE_DIR}/README.md
+          "-DFLAGS=${OS_CONSUMER_FLAGS}"
           -P ${CMAKE_CURRENT_SOURCE_DIR}/package/consumer.cmake)
 set_tests_properties(OsServicesPackage.FindPackageAndLink PROPERTIES TIMEOUT 300 RUN_SERIAL TRUE)
 
