@@ -94,7 +94,7 @@ foreach(_page pnphelper.8 deviceprobe.8)
   pnphelper_link("${CMAKE_INSTALL_PREFIX}/share/man/man8/${_page}.gz" /usr/share/man/man8/${_page}.gz)
 endforeach()
 
-# Configuration of an add-on below /opt lives in /etc/opt (FHS 3.13); the
+# Configuration of an add-on below /opt lives in /etc/opt (FHS 3.7.4); the
 # package marks it as a conffile, so an administrator's edits are kept.
 set(_etc "/etc${CMAKE_INSTALL_PREFIX}")
 file(MAKE_DIRECTORY "$ENV{DESTDIR}${_etc}")
