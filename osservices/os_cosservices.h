@@ -17,6 +17,31 @@
 // and QRB_OSSERVICESARGUMENTSUNICODE (see COsCfg::OsCfgServicesArgumentsGet,
 // SetAndLock and Clear, which live with the runtime). Every text argument is
 // the caller's and is copied; none is kept.
+//
+// What a program does before OsServicesStart: it defines its module
+// description g_szOsXml (below; its unique name names its log and its
+// directories) and sets g_OsCfgHinstance to g_szOsCfgApplicationMarker
+// (os_coscfg.h). Without the marker the services take themselves for a
+// library inside another program: the log reports the program as a library
+// and looks for the services' own module file. The smallest program (the
+// README's example, built by the packaging test):
+//
+//   #include <cstdio>
+//
+//   #include "os_coscfg.h"
+//
+//   const char *g_szOsXml =
+//       "<arguments><uniquename>myprogram</uniquename><entity>application</entity></arguments>";
+//
+//   int main()
+//   {
+//     g_OsCfgHinstance = g_szOsCfgApplicationMarker;  // a program, not a library
+//     OsServicesStart(nullptr);                       // creates g_poscfg, g_poslog ...
+//     std::printf("%s home %s\n", COsCfg::IsLibrary() ? "library" : "program",
+//                 g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_HOMEDIRECTORY));
+//     OsServicesStop();  // the last call of the services
+//     return 0;
+//   }
 #ifndef OS_COSSERVICES_H
 #define OS_COSSERVICES_H
 

@@ -30,8 +30,9 @@ if(OS_SANITIZE)
 endif()
 add_test(NAME OsServicesPackage.FindPackageAndLink
   COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DWORK=${CMAKE_CURRENT_BINARY_DIR}/package-consumer
-          -DSOURCE=${CMAKE_CURRENT_SOURCE_DIR}/package "-DFLAGS=${OS_CONSUMER_FLAGS}"
-          "-DEMULATOR=${OS_EMULATOR}" -P ${CMAKE_CURRENT_SOURCE_DIR}/package/consumer.cmake)
+          -DSOURCE=${CMAKE_CURRENT_SOURCE_DIR}/package -DREADME=${PROJECT_SOURCE_DIR}/README.md
+          "-DFLAGS=${OS_CONSUMER_FLAGS}" "-DEMULATOR=${OS_EMULATOR}"
+          -P ${CMAKE_CURRENT_SOURCE_DIR}/package/consumer.cmake)
 set_tests_properties(OsServicesPackage.FindPackageAndLink PROPERTIES TIMEOUT 300 RUN_SERIAL TRUE)
 
 # The install layout and the Debian package of the program.
@@ -41,11 +42,15 @@ if(TARGET pnphelper)
             -DXML=${PROJECT_SOURCE_DIR}/pnphelper/pnphelper.xml -DOSRESOURCE=$<TARGET_FILE:osresource>
             "-DEMULATOR=${OS_EMULATOR}"
             -P ${CMAKE_CURRENT_SOURCE_DIR}/package/install.cmake)
-  find_program(OS_DPKG_DEB dpkg-deb)
-  if(OS_DPKG_DEB)
+  find_program(OS_DPKG dpkg)
+  if(OS_DPKG)
+    find_program(OS_LINTIAN lintian)
+    find_program(OS_MANDOC mandoc)
+    find_program(OS_FAKEROOT fakeroot)
     add_test(NAME Packaging.DebianPackage
       COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR} -DWORK=${CMAKE_CURRENT_BINARY_DIR}/deb
-              -DCPACK=${CMAKE_CPACK_COMMAND} -DDPKG_DEB=${OS_DPKG_DEB}
+              -DCPACK=${CMAKE_CPACK_COMMAND} -DDPKG=${OS_DPKG} -DLINTIAN=${OS_LINTIAN} -DMANDOC=${OS_MANDOC}
+              -DFAKEROOT=${OS_FAKEROOT} -DOSRESOURCE=$<TARGET_FILE:osresource> "-DEMULATOR=${OS_EMULATOR}"
               -P ${CMAKE_CURRENT_SOURCE_DIR}/package/deb.cmake)
     # cpack installs the build into its own stage; one at a time.
     set_tests_properties(Packaging.DebianPackage Packaging.InstallLayout PROPERTIES RUN_SERIAL TRUE TIMEOUT 300)

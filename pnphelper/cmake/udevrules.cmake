@@ -1,7 +1,7 @@
 # Generates the udev rules template from the scanner list.
 #   cmake -DXML=pnphelper.xml -DOUT=60-pnphelper.rules.in -P udevrules.cmake
-# One rule per id of the <scanner> section; the program's path is left as
-# @PNPHELPER_PREFIX@/bin/pnphelper and filled in when the rules are
+# One rule per id of the <scanner> section; the program is left as
+# @PNPHELPER_PROGRAM@ and filled in (quoted when need be) when the rules are
 # installed, since the install prefix is only known then.
 if(NOT XML OR NOT OUT)
   message(FATAL_ERROR "udevrules.cmake: XML and OUT must be given")
@@ -41,6 +41,6 @@ foreach(id IN LISTS ids)
   endif()
   udev_hex(${CMAKE_MATCH_1} pid)
   string(APPEND rules "SUBSYSTEM==\"usb\", ENV{DEVTYPE}==\"usb_device\", ENV{PRODUCT}==\"${vid}/${pid}/*\", "
-                      "ACTION==\"add|remove\", RUN+=\"@PNPHELPER_PREFIX@/bin/pnphelper action:\$env{ACTION}\"\n")
+                      "ACTION==\"add|remove\", RUN+=\"@PNPHELPER_PROGRAM@ action:\$env{ACTION}\"\n")
 endforeach()
 file(WRITE "${OUT}" "${rules}")

@@ -46,6 +46,22 @@ foreach(line "[dsIdentity]" "writeable=" "Debug=0")
   endif()
 endforeach()
 
+# A prefix with a blank and udev's substitution characters: the rules quote
+# the program and double '$' and '%'. A quote in the prefix cannot be
+# expressed in a rule, and the install refuses it.
+set(odd "${WORK}/odd dir+$%")
+run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${odd}" --component runtime)
+file(STRINGS "${odd}/lib/udev/rules.d/60-pnphelper.rules" rules REGEX "RUN")
+string(FIND "${rules}" "RUN+=\"'${WORK}/odd dir+$$%%/bin/pnphelper' action:\$env{ACTION}\"" at)
+if(at LESS 0)
+  message(FATAL_ERROR "rules with a quoted program expected:\n${rules}")
+endif()
+execute_process(COMMAND ${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${WORK}/it's" --component runtime
+                RESULT_VARIABLE rc OUTPUT_QUIET ERROR_VARIABLE err)
+if(rc EQUAL 0 OR NOT err MATCHES "udev rules cannot name a program")
+  message(FATAL_ERROR "an install below <${WORK}/it's> did not fail as it should (${rc}):\n${err}")
+endif()
+
 # Stripped install: strip drops the appended table, the install appends it
 # again.
 set(s "${WORK}/stripped")
