@@ -173,8 +173,9 @@ public:
   // True when FindFirst finds the path (any match for a wildcard pattern);
   // the link rule as for FindFirst.
   static bool Exists(const char *a_szFilename);
-  // Copies one regular file's contents (2 MiB blocks; holes stay holes). An
-  // existing target is truncated in place (mode, owner and hard links stay);
+  // Copies one regular file's contents (2 MiB blocks, inside the kernel where
+  // the two file systems allow it, else through one buffer; holes stay
+  // holes). An existing target is truncated in place (mode, owner and hard links stay);
   // a new one gets the process's default mode. 0; 1 when a file cannot be
   // opened or a read or write fails (a write cut short without an error ends
   // the copy with 0); 3 null argument. Link rule: trusted links followed in

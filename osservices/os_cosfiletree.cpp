@@ -51,11 +51,18 @@ bool IsDotOrDotDot(const char *a_szName)
 
 // --- Copying one file -------------------------------------------------------
 
-// The 2 MiB copy buffer, zero-filled; from the memory service when there is one.
-char *AllocCopyBuffer()
+// The 2 MiB copy buffer, zero-filled; from the memory service when there is
+// one. Taken only when the kernel cannot copy between two files itself, and
+// then once for a whole Copy or CopyDirectory call: *a_ppchBuffer is null
+// until the first need and freed by the call's owner.
+char *CopyBuffer(char **a_ppchBuffer)
 {
-  void *pv = g_posmem ? OSMEMALLOC(kCopyBufferSize, "COsFile copy buffer") : calloc(1, kCopyBufferSize);
-  return static_cast<char *>(pv);
+  if (!*a_ppchBuffer)
+  {
+    void *pv = g_posmem ? OSMEMALLOC(kCopyBufferSize, "COsFile copy buffer") : calloc(1, kCopyBufferSize);
+    *a_ppchBuffer = static_cast<char *>(pv);
+  }
+  return *a_ppchBuffer;
 }
 
 void FreeCopyBuffer(char *a_pchBuffer)
@@ -149,12 +156,91 @@ int NextData(int a_fd, off_t a_off, off_t *a_poffStart, off_t *a_poffEnd)
   return (*a_poffEnd < 0) ? -1 : 1;
 }
 
+// Bytes of the next block of the stretch [a_off, a_offEnd): at most 2 MiB.
+size_t BlockSize(off_t a_off, off_t a_offEnd)
+{
+  return static_cast<size_t>((a_offEnd - a_off < static_cast<off_t>(kCopyBufferSize)) ? a_offEnd - a_off
+                                                                                        : kCopyBufferSize);
+}
+
+// How a stretch of data was copied.
+enum ECopyStretch
+{
+  COPY_DONE,       // copied, up to where the source ends
+  COPY_SHORT,      // the kernel stopped taking bytes without an error
+  COPY_FAILED,     // a read, a write or a seek failed
+  COPY_UNSUPPORTED // the kernel cannot copy between these two files
+};
+
+// Copies the stretch [a_offStart, a_offEnd) to the same offset of the target
+// inside the kernel, in blocks of up to 2 MiB, without a buffer of ours.
+// Unsupported only when nothing was copied yet (another file system, an old
+// kernel or an emulator without the call).
+ECopyStretch KernelCopyStretch(int a_fdSource, int a_fdTarget, off_t a_offStart, off_t a_offEnd,
+                               off_t *a_poffWritten)
+{
+  off_t offIn = a_offStart;
+  off_t offOut = a_offStart;
+  while (offIn < a_offEnd)
+  {
+    const ssize_t ssizeCopied =
+        copy_file_range(a_fdSource, &offIn, a_fdTarget, &offOut, BlockSize(offIn, a_offEnd), 0);
+    if ((ssizeCopied < 0) && (errno == EINTR))
+    {
+      continue;
+    }
+    if (ssizeCopied < 0)
+    {
+      const bool blUnsupported = (errno == EXDEV) || (errno == EINVAL) || (errno == ENOSYS) ||
+                                 (errno == EOPNOTSUPP) || (errno == EBADF);
+      return (blUnsupported && (offIn == a_offStart)) ? COPY_UNSUPPORTED : COPY_FAILED;
+    }
+    if (ssizeCopied == 0)
+    {
+      break;  // the source shrank
+    }
+  }
+  *a_poffWritten = offOut;
+  return COPY_DONE;
+}
+
+// The same through the 2 MiB buffer: a short read ends the stretch, and a
+// write the kernel cuts short without an error ends the whole copy.
+ECopyStretch BufferCopyStretch(int a_fdSource, int a_fdTarget, off_t a_offStart, off_t a_offEnd,
+                               char *a_pchBuffer, off_t *a_poffWritten)
+{
+  if ((lseek(a_fdSource, a_offStart, SEEK_SET) < 0) || (lseek(a_fdTarget, a_offStart, SEEK_SET) < 0))
+  {
+    return COPY_FAILED;
+  }
+  for (*a_poffWritten = a_offStart; *a_poffWritten < a_offEnd;)
+  {
+    const ssize_t ssizeRead = ReadBlock(a_fdSource, a_pchBuffer, BlockSize(*a_poffWritten, a_offEnd));
+    const ssize_t ssizeWritten = (ssizeRead > 0) ? WriteBlock(a_fdTarget, a_pchBuffer, ssizeRead) : 0;
+    if ((ssizeRead < 0) || (ssizeWritten < 0))
+    {
+      return COPY_FAILED;
+    }
+    *a_poffWritten += ssizeWritten;
+    if (ssizeWritten < ssizeRead)
+    {
+      return COPY_SHORT;
+    }
+    if (ssizeRead == 0)
+    {
+      break;  // the source shrank
+    }
+  }
+  return COPY_DONE;
+}
+
 // The copy loop: the data of a_fdSource goes to the empty file a_fdTarget in
-// blocks of up to 2 MiB, each stretch at its own offset, so that holes stay
-// holes; a trailing hole becomes the target's size. 0; 1 when a read, a
-// write or a seek fails. A write the kernel cuts short without an error ends
-// the copy silently with 0.
-EOSSTS CopyData(int a_fdSource, int a_fdTarget, char *a_pchBuffer)
+// blocks of up to 2 MiB, inside the kernel where it can, else through the
+// buffer (*a_ppchBuffer, see CopyBuffer). Each stretch of data goes to its
+// own offset, so that holes stay holes; a trailing hole becomes the
+// target's size. 0; 1 when a read, a write or a seek fails. A write the
+// kernel cuts short without an error ends the copy silently with 0.
+EOSSTS CopyData(int a_fdSource, int a_fdTarget, char **a_ppchBuffer)
 {
   off_t offWritten = 0;  // end of the data written so far
   off_t offStart = 0;
@@ -162,26 +248,20 @@ EOSSTS CopyData(int a_fdSource, int a_fdTarget, char *a_pchBuffer)
   int iData = 0;
   while ((iData = NextData(a_fdSource, offWritten, &offStart, &offEnd)) > 0)
   {
-    if ((lseek(a_fdSource, offStart, SEEK_SET) < 0) || (lseek(a_fdTarget, offStart, SEEK_SET) < 0))
+    ECopyStretch ecopy = KernelCopyStretch(a_fdSource, a_fdTarget, offStart, offEnd, &offWritten);
+    if (ecopy == COPY_UNSUPPORTED)
+    {
+      ecopy = CopyBuffer(a_ppchBuffer)
+                  ? BufferCopyStretch(a_fdSource, a_fdTarget, offStart, offEnd, *a_ppchBuffer, &offWritten)
+                  : COPY_FAILED;
+    }
+    if (ecopy == COPY_FAILED)
     {
       return EOSSTS_FAIL;
     }
-    for (offWritten = offStart; offWritten < offEnd;)
+    if ((ecopy == COPY_SHORT) || (offWritten < offEnd))
     {
-      const size_t sizetWanted = static_cast<size_t>(
-          (offEnd - offWritten < static_cast<off_t>(kCopyBufferSize)) ? offEnd - offWritten
-                                                                      : kCopyBufferSize);
-      const ssize_t ssizeRead = ReadBlock(a_fdSource, a_pchBuffer, sizetWanted);
-      const ssize_t ssizeWritten = (ssizeRead > 0) ? WriteBlock(a_fdTarget, a_pchBuffer, ssizeRead) : 0;
-      if ((ssizeRead < 0) || (ssizeWritten < 0))
-      {
-        return EOSSTS_FAIL;
-      }
-      offWritten += ssizeWritten;
-      if ((ssizeRead == 0) || (ssizeWritten < ssizeRead))
-      {
-        return EOSSTS_OK;  // the source shrank, or the kernel stopped taking bytes
-      }
+      return EOSSTS_OK;  // the kernel stopped taking bytes, or the source shrank
     }
   }
   const off_t offSize = lseek(a_fdSource, 0, SEEK_END);
@@ -197,7 +277,7 @@ EOSSTS CopyData(int a_fdSource, int a_fdTarget, char *a_pchBuffer)
 // regular file, the target is refused or cannot be opened, or the data could
 // not all be copied.
 EOSSTS CopyToTarget(int a_fdSource, int a_fdDirectory, const char *a_szName, const char *a_szShown,
-                    mode_t a_modeNew, char *a_pchBuffer)
+                    mode_t a_modeNew, char **a_ppchBuffer)
 {
   struct stat statSource;
   if (fstat(a_fdSource, &statSource) || !S_ISREG(statSource.st_mode))
@@ -215,7 +295,7 @@ EOSSTS CopyToTarget(int a_fdSource, int a_fdDirectory, const char *a_szName, con
     }
     return EOSSTS_FAIL;
   }
-  EOSSTS eosstsResult = CopyData(a_fdSource, fdTarget, a_pchBuffer);
+  EOSSTS eosstsResult = CopyData(a_fdSource, fdTarget, a_ppchBuffer);
   if (close(fdTarget) && !eosstsResult)
   {
     eosstsResult = EOSSTS_FAIL;
@@ -239,7 +319,7 @@ struct CopyWalk
   int iDepth;
   uint32_t u32Directories;
   mode_t modeNew;       // mode of a new copy
-  char *pchBuffer;      // copy buffer, taken at the first file
+  char *pchBuffer;      // copy buffer, taken at the first need (CopyBuffer)
   EOSSTS eosstsResult;  // the first failure
 };
 
@@ -377,11 +457,7 @@ void CopyLevelRun(CopyWalk &a_walk, CopyLevel &a_level, bool a_blRecursive);
 EOSSTS CopyFileEntry(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_entry)
 {
   int fdDestination = EnsureDestination(a_walk, a_level);
-  if (!a_walk.pchBuffer)
-  {
-    a_walk.pchBuffer = AllocCopyBuffer();
-  }
-  if ((fdDestination < 0) || !a_walk.pchBuffer)
+  if (fdDestination < 0)
   {
     return EOSSTS_FAIL;
   }
@@ -391,7 +467,7 @@ EOSSTS CopyFileEntry(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_en
     return EOSSTS_FAIL;
   }
   EOSSTS eosstsResult = CopyToTarget(walkFile.fd, fdDestination, a_entry.szName, a_entry.szTarget,
-                                     a_walk.modeNew, a_walk.pchBuffer);
+                                     a_walk.modeNew, &a_walk.pchBuffer);
   OsFileWalkClose(walkFile);
   return eosstsResult;
 }
@@ -866,11 +942,7 @@ EOSSTS COsFile::Copy(const char *a_szFilename, const char *a_szNewFilename)
     OSLOG(EOSLOGFLAG_ERROR, "a_szNewFilename is NULL...");
     return EOSSTS_BADARG;
   }
-  char *pchBuffer = AllocCopyBuffer();
-  if (!pchBuffer)
-  {
-    return EOSSTS_FAIL;
-  }
+  char *pchBuffer = nullptr;
   char szTarget[PATH_MAX];
   snprintf(szTarget, sizeof(szTarget), "%s", a_szNewFilename);
   char *szName = nullptr;
@@ -882,7 +954,7 @@ EOSSTS COsFile::Copy(const char *a_szFilename, const char *a_szNewFilename)
       !OsFileWalkParent(szTarget, walkTarget, &szName) && szName[0])
   {
     eosstsResult =
-        CopyToTarget(walkSource.fd, walkTarget.fd, szName, a_szNewFilename, NewFileMode(), pchBuffer);
+        CopyToTarget(walkSource.fd, walkTarget.fd, szName, a_szNewFilename, NewFileMode(), &pchBuffer);
   }
   if (eosstsResult)
   {

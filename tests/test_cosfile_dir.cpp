@@ -721,5 +721,10 @@ TEST(CosFileCopyFull, WriteErrorsFailTheCopy)
   EXPECT_TRUE(services.Logged("OsFileCopy failed...<" + ostest::Physical(tempdir / "src") + "/big.ini> <" +
                               strFull + "/mirror/big.ini>"));
   EXPECT_EQ(1u, COsFile::Copy((tempdir / "src/big.ini").c_str(), (strFull + "/other").c_str()));
+  // Within one file system the kernel copies by itself, and fails the same way.
+  ASSERT_EQ(0, umount2(strFull.c_str(), MNT_DETACH));
+  ASSERT_EQ(0, mount("tmpfs", strFull.c_str(), "tmpfs", 0, "size=1m"));
+  ASSERT_TRUE(ostest::WriteFile(strFull + "/half.ini", std::string(700 << 10, 'h')));
+  EXPECT_EQ(1u, COsFile::Copy((strFull + "/half.ini").c_str(), (strFull + "/again.ini").c_str()));
   EXPECT_EQ(0, umount2(strFull.c_str(), MNT_DETACH));
 }
