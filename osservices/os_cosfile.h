@@ -70,6 +70,11 @@ enum : uint32_t
 
 // A 32-bit truth value (0 false, anything else true).
 typedef uint32_t EOSBOOL;
+enum : uint32_t
+{
+  EOSBOOL_FALSE = 0,
+  EOSBOOL_TRUE = 1
+};
 
 // One directory search (FindFirst, FindNext, FindClose). Owned by the caller,
 // zeroed before first use; FindClose closes the stream and zeroes it again.

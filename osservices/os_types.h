@@ -90,6 +90,16 @@ struct OsTimeRecord
 };
 static_assert(sizeof(OsTimeRecord) == 16 && sizeof(OsCfgVersion) == 7 * 16, "fixed-width records");
 
+// Sizes of the text buffers the family passes around, in bytes with the
+// terminating zero. Every buffer of one of these kinds is declared with its
+// name, so one change reaches every file.
+enum : uint32_t
+{
+  OS_SIZE_NAME = 64,    // a word or a short name (an action, an identifier)
+  OS_SIZE_PATH = 512,   // a path
+  OS_SIZE_TEXT = 1024   // a command line, a resource text, an arguments block
+};
+
 class COsString;
 class COsLog;
 class COsMem;

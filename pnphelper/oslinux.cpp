@@ -113,7 +113,7 @@ bool CPnpHelper::DeviceConnected(bool a_blFallback)
     return m_blDeviceConnected;
   }
 
-  char szCommand[1024];
+  char szCommand[OS_SIZE_TEXT];
   COsFile::PathSet(szCommand, sizeof(szCommand), m_szLibPath);
   COsFile::PathAppend(szCommand, sizeof(szCommand), "deviceprobe");
   if (!COsFile::Exists(szCommand))

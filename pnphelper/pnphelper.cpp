@@ -63,8 +63,10 @@ const uint32_t kTagUserRootDirectory = 13;
 // described to the configuration service through the arguments block.
 OsCfgLookup s_oscfgsectionlookup[] = {{"dsIdentity", kSectionDsIdentity}, {nullptr, 1000}};
 OsCfgLookup s_oscfgtaglookup[] = {{"writeable", kTagWriteable}, {nullptr, 1000}};
-// (1 section + 1) x (1 tag + 1) cells; the last is (1001, 1001).
-const char *s_aszcfgdata[4];
+// (1 section + 1) x (1 tag + 1) cells, row by section; the last cell is
+// (1001, 1001), the writeable key.
+const int kCellWriteable = 3;
+const char *s_aszcfgdata[kCellWriteable + 1];
 
 const char *CfgGet(uint32_t a_u32Section, uint32_t a_u32Tag)
 {
@@ -91,7 +93,7 @@ public:
     {
       szDirectory = (geteuid() == 0) ? "/run" : a_szLibPath;
     }
-    char szLock[512];
+    char szLock[OS_SIZE_PATH];
     COsFile::PathSet(szLock, sizeof(szLock), szDirectory);
     COsFile::PathAppend(szLock, sizeof(szLock), "pnphelper.lock");
     const int fd = OsFileOpenWrite(szLock, O_RDWR | O_CREAT, 0600, OS_WRITER_PRIVATE);
@@ -222,7 +224,7 @@ CPnpHelper::~CPnpHelper()
 
 uint32_t CPnpHelper::Run(int a_iArgc, char **a_pszArgv)
 {
-  char szAction[64] = {0};
+  char szAction[OS_SIZE_NAME] = {0};
   OSLOGDBG("Run() Enter: %d", a_iArgc);
   for (int ii = 1; ii < a_iArgc; ii++)
   {
@@ -298,7 +300,7 @@ uint32_t CPnpHelper::InitializeSettings()
   OSLOGDBG("load resource data");
 
   uint32_t u32Status;
-  const EOSSTS eossts = osresource.Open("OsResourceGetLocal", "PNPHELPER", static_cast<EOSRESOURCETYPE>(1));
+  const EOSSTS eossts = osresource.Open(OS_RESOURCE_LOCAL, "PNPHELPER", EOSRESOURCETYPE_DATA);
   if (eossts != EOSSTS_OK)
   {
     OSLOG(EOSLOGFLAG_ERROR, "Failed to Open resource...%d", static_cast<int>(eossts));
@@ -328,6 +330,7 @@ uint32_t CPnpHelper::InitializeSettings()
 
 uint32_t CPnpHelper::InitializeVidPids()
 {
+  // The trace names the function by its older name; the log texts are fixed.
   OSLOGDBG("GetVidPids() Enter");
   m_szVidPids[0] = 0;
 
@@ -342,7 +345,7 @@ uint32_t CPnpHelper::InitializeVidPids()
   for (const char *szId = std::strstr(szScanner, "<id>"); szId && szId < szScannerEnd;
        szId = std::strstr(szId + 1, "<id>"))
   {
-    char szContent[64];
+    char szContent[OS_SIZE_NAME];
     COsXml::GetContent(szId, "<id>", "</id>", szContent, sizeof(szContent), true);
     if (!szContent[0])
     {
@@ -389,6 +392,7 @@ uint32_t CPnpHelper::InitializeVidPids()
 
 uint32_t CPnpHelper::WriteableAdd()
 {
+  // The trace names the function by its older name; the log texts are fixed.
   OSLOGDBG("WriteableCopy() Enter");
   if (!m_szWriteablePath[0])
   {
@@ -409,7 +413,7 @@ uint32_t CPnpHelper::WriteableAdd()
   }
   // An add always starts from a fresh copy; a failed delete is not fatal.
   if (COsFile::Exists(m_szWriteableModelPath) &&
-      COsFile::Delete(m_szWriteableModelPath, EOSFILETYPE_DIRECTORY, 1, false) != EOSSTS_OK)
+      COsFile::Delete(m_szWriteableModelPath, EOSFILETYPE_DIRECTORY, EOSBOOL_TRUE, false) != EOSSTS_OK)
   {
     OSLOG(EOSLOGFLAG_ERROR, "Unable to remove old files: %s", m_szWriteableModelPath);
   }
@@ -452,7 +456,7 @@ uint32_t CPnpHelper::WriteableRemove()
   // Without a user-root directory the model path is the root itself, which
   // is never deleted.
   if (CfgGet(kSectionMain, kTagUserRootDirectory)[0] && COsFile::Exists(m_szWriteableModelPath) &&
-      COsFile::Delete(m_szWriteableModelPath, EOSFILETYPE_DIRECTORY, 1, false) != EOSSTS_OK)
+      COsFile::Delete(m_szWriteableModelPath, EOSFILETYPE_DIRECTORY, EOSBOOL_TRUE, false) != EOSSTS_OK)
   {
     OSLOG(EOSLOGFLAG_ERROR, "Unable to remove old files: %s", m_szWriteableModelPath);
     return kStatusRemoveFailed;
@@ -497,7 +501,7 @@ EOSSTS WriteableCallBack(OsFileCopyDirectoryInfo *a_posfilecopydirectoryinfo)
   if (!a_posfilecopydirectoryinfo->szName)
   {
     // PathSplit normalises in place, so it works on a copy of the path.
-    char szDirectory[512] = {0};
+    char szDirectory[OS_SIZE_PATH] = {0};
     COsString::SStrCpy(szDirectory, sizeof(szDirectory), szPath);
     char *szLast = nullptr;
     COsFile::PathSplit(szDirectory, nullptr, &szLast);
@@ -524,9 +528,9 @@ EOSSTS WriteableCallBack(OsFileCopyDirectoryInfo *a_posfilecopydirectoryinfo)
 
 int main(int argc, char **argv)
 {
-  s_aszcfgdata[3] = "";  // default of [dsIdentity] writeable: no override
+  s_aszcfgdata[kCellWriteable] = "";  // default of [dsIdentity] writeable: no override
 
-  char szArguments[256];
+  char szArguments[OS_SIZE_TEXT];
   COsString::SStrPrintf(szArguments, sizeof(szArguments),
                         "<arguments>\n"
                         "\t<cfgsectionptr>%p</cfgsectionptr>\n"
@@ -540,6 +544,8 @@ int main(int argc, char **argv)
 
   if (g_poslog && g_poslog->GetDebugLevel())
   {
+    // The line number of this message is fixed at 522, the number the
+    // family's logs have always shown for it, wherever this call sits.
     g_poslog->Message("pnphelper", 522, EOSLOGFLAG_INFO, "create pnphelper object");
   }
   CPnpHelper *ppnphelper = new (std::nothrow) CPnpHelper;

@@ -71,11 +71,11 @@ public:
   bool MirrorUsable(bool a_blLocked);
 
 private:
-  char m_szWriteablePath[512];       // [dsIdentity] writeable; empty: no override
-  char m_szWriteableModelPath[512];  // writeable path + the model's user-root directory
-  char m_szLibPath[512];             // home directory + "lib": where deviceprobe lives
-  char m_szResource[1024];           // text of the resource PNPHELPER
-  char m_szVidPids[512];             // "vid,pid;vid,pid" in lower-case hexadecimal
+  char m_szWriteablePath[OS_SIZE_PATH];       // [dsIdentity] writeable; empty: no override
+  char m_szWriteableModelPath[OS_SIZE_PATH];  // writeable path + the model's user-root directory
+  char m_szLibPath[OS_SIZE_PATH];             // home directory + "lib": where deviceprobe lives
+  char m_szResource[OS_SIZE_TEXT];           // text of the resource PNPHELPER
+  char m_szVidPids[OS_SIZE_PATH];    // "vid,pid;vid,pid" in lower-case hexadecimal
   bool m_blProbeDone;                // deviceprobe ran in this process
   bool m_blDeviceConnected;          // its answer
 };
