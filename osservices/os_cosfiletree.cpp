@@ -160,16 +160,16 @@ int NextData(int a_fd, off_t a_off, off_t *a_poffStart, off_t *a_poffEnd)
 size_t BlockSize(off_t a_off, off_t a_offEnd)
 {
   return static_cast<size_t>((a_offEnd - a_off < static_cast<off_t>(kCopyBufferSize)) ? a_offEnd - a_off
-                                                                                        : kCopyBufferSize);
+                                                                                      : kCopyBufferSize);
 }
 
 // How a stretch of data was copied.
 enum ECopyStretch
 {
-  COPY_DONE,       // copied, up to where the source ends
-  COPY_SHORT,      // the kernel stopped taking bytes without an error
-  COPY_FAILED,     // a read, a write or a seek failed
-  COPY_UNSUPPORTED // the kernel cannot copy between these two files
+  COPY_DONE,        // copied, up to where the source ends
+  COPY_SHORT,       // the kernel stopped taking bytes without an error
+  COPY_FAILED,      // a read, a write or a seek failed
+  COPY_UNSUPPORTED  // the kernel cannot copy between these two files
 };
 
 // Copies the stretch [a_offStart, a_offEnd) to the same offset of the target

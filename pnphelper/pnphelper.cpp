@@ -191,7 +191,8 @@ bool PathWithin(const char *a_szInner, const char *a_szOuter)
 {
   const size_t sizetOuter = std::strlen(a_szOuter);
   return (std::strncmp(a_szInner, a_szOuter, sizetOuter) == 0) &&
-         ((a_szInner[sizetOuter] == '\0') || (a_szInner[sizetOuter] == '/') || (a_szOuter[sizetOuter - 1] == '/'));
+         ((a_szInner[sizetOuter] == '\0') || (a_szInner[sizetOuter] == '/') ||
+          (a_szOuter[sizetOuter - 1] == '/'));
 }
 
 // Reads the hexadecimal number after a_szKey in a_szId: 0 when the key is

@@ -74,10 +74,10 @@ private:
   char m_szWriteablePath[OS_SIZE_PATH];       // [dsIdentity] writeable; empty: no override
   char m_szWriteableModelPath[OS_SIZE_PATH];  // writeable path + the model's user-root directory
   char m_szLibPath[OS_SIZE_PATH];             // home directory + "lib": where deviceprobe lives
-  char m_szResource[OS_SIZE_TEXT];           // text of the resource PNPHELPER
-  char m_szVidPids[OS_SIZE_PATH];    // "vid,pid;vid,pid" in lower-case hexadecimal
-  bool m_blProbeDone;                // deviceprobe ran in this process
-  bool m_blDeviceConnected;          // its answer
+  char m_szResource[OS_SIZE_TEXT];            // text of the resource PNPHELPER
+  char m_szVidPids[OS_SIZE_PATH];             // "vid,pid;vid,pid" in lower-case hexadecimal
+  bool m_blProbeDone;                         // deviceprobe ran in this process
+  bool m_blDeviceConnected;                   // its answer
 };
 
 // Seconds that a run waits for the hot-plug lock, and that deviceprobe may
