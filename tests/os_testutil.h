@@ -4,6 +4,7 @@
 #ifndef OS_TESTUTIL_H
 #define OS_TESTUTIL_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,11 @@ bool WriteFile(const std::string &a_strPath, const std::string &a_strData);
 bool FileExists(const std::string &a_strPath);
 // Lines of a text, split at LF, with a trailing CR removed from each line.
 std::vector<std::string> SplitLines(const std::string &a_strText);
+
+// Runs a_fn in a forked child that has given up the superuser for user and
+// group 65534 ("nobody"); true when the child could drop its rights and a_fn
+// returned true. The caller must be the superuser.
+bool RunAsNobody(const std::function<bool()> &a_fn);
 
 // Sets (or, with a null value, unsets) an environment variable and restores
 // the old state when the object goes.

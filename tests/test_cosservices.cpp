@@ -382,29 +382,6 @@ TEST_F(ServicesTest, DumpAndArgumentLinesAtANonZeroLevel)
   EXPECT_TRUE(IsDirectory(LogDirectory()));  // the log and the dump keep it
 }
 
-TEST_F(ServicesTest, FreshLogBeginsWithTheGeneralInformation)
-{
-  const std::vector<std::string> vecLines = StartOverOldLog();
-  ASSERT_GE(vecLines.size(), 5u);
-  const std::string strCommandLine = ostest::ReadFile("/proc/self/cmdline");
-  const std::string strCommand = strCommandLine.substr(0, strCommandLine.find('\0'));
-  const char *aszStarts[] = {"00000 ", "00001 ", "00002 ", "00003 ", "00004 "};  // the first message follows
-  const std::string astrParts[] = {
-      ") Debug=1 DebugFilter=<> Version=~8.13.0.0", " pid:" + std::to_string(getpid()) + " ",
-      " VP ### osInfo <Os:", " VP ### appInfo <" + strCommand + "> versioncfg=", ""};
-  for (size_t i = 0; i < 5; i++)
-  {
-    EXPECT_EQ(0u, vecLines[i].find(aszStarts[i])) << vecLines[i];
-    EXPECT_TRUE(Has(vecLines[i], astrParts[i])) << vecLines[i];
-  }
-  EXPECT_TRUE(Has(vecLines[0], " VP ### ("));
-  EXPECT_TRUE(Has(vecLines[1], " VP ### systemInfo <arch:"));
-  for (const std::string &strLine : vecLines)
-  {
-    EXPECT_FALSE(Has(strLine, "OLD LINE"));
-  }
-}
-
 TEST_F(ServicesTest, LevelTwoSwitchKeepsTheOldLog)
 {
   SetEnv("QRB_DEBUG", "2");
