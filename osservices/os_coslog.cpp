@@ -1,7 +1,7 @@
 // os_coslog.cpp: the log object, its file handling and the general
 // information block written at the head of every new log.
 //
-// One line per call: the file is opened, positioned at its end, written with
+// One line per call: the file is opened for appending, written with
 // a single write and closed again, so that the log survives a crash and
 // several processes can append to one file. Nothing on the logging path
 // allocates: the 64 per-thread slots live in the implementation object and
