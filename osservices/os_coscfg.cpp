@@ -548,7 +548,9 @@ void COsCfgImpl::InitNumericBuffers()
 }
 
 // The section of a dynamic address is tested against the column count here
-// (and against the row count in Set); callers rely on this difference.
+// (and against the row count in Set); callers rely on this difference. An
+// index past the rows x columns of the caller's array reads nothing: a
+// section above the row count gives the empty string.
 const char *COsCfgImpl::Get(uint32_t a_u32Section, uint32_t a_u32Tag)
 {
   if (a_u32Section >= OS_CFGDYNAMIC_BASE && a_u32Tag >= OS_CFGDYNAMIC_BASE)
@@ -557,13 +559,18 @@ const char *COsCfgImpl::Get(uint32_t a_u32Section, uint32_t a_u32Tag)
     {
       return s_szEmpty;
     }
-    const uint32_t u32Columns = m_u32DynamicColumns;
-    if (a_u32Section >= u32Columns + OS_CFGDYNAMIC_BASE || a_u32Tag >= u32Columns + OS_CFGDYNAMIC_BASE)
+    const uint64_t u64Columns = m_u32DynamicColumns;
+    if (a_u32Section >= u64Columns + OS_CFGDYNAMIC_BASE || a_u32Tag >= u64Columns + OS_CFGDYNAMIC_BASE)
     {
       return s_szEmpty;
     }
-    const char *szValue =
-        m_ppszDynamicData[(a_u32Section - OS_CFGDYNAMIC_BASE) * u32Columns + (a_u32Tag - OS_CFGDYNAMIC_BASE)];
+    const uint64_t u64Index =
+        (a_u32Section - OS_CFGDYNAMIC_BASE) * u64Columns + (a_u32Tag - OS_CFGDYNAMIC_BASE);
+    if (u64Index >= m_u32DynamicRows * u64Columns)
+    {
+      return s_szEmpty;
+    }
+    const char *szValue = m_ppszDynamicData[u64Index];
     return szValue ? szValue : s_szEmpty;
   }
   if (a_u32Section < 1 || a_u32Section > OS_CFGSECTION_COUNT || a_u32Tag < 1 || a_u32Tag > OS_CFGTAG_COUNT)

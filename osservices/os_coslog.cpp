@@ -1,7 +1,7 @@
 // os_coslog.cpp: the log object, its file handling and the general
 // information block written at the head of every new log.
 //
-// One line per call: the file is opened, positioned at its end, written with
+// One line per call: the file is opened for appending, written with
 // a single write and closed again, so that the log survives a crash and
 // several processes can append to one file. Nothing on the logging path
 // allocates: the 64 per-thread slots live in the implementation object and
@@ -14,6 +14,7 @@
 
 #include <fcntl.h>
 #include <limits.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,6 +26,7 @@
 #include <new>
 
 #include "os_coscfg.h"
+#include "os_cosfilesafe.h"
 #include "os_cosresource.h"
 #include "os_cosstring.h"
 #include "os_cossync.h"
@@ -121,38 +123,155 @@ mode_t LogCreationMode(bool a_blDirectory)
   return static_cast<mode_t>(strtol(szMask, COsCfg::GetThrowAwayPointer(), 0));
 }
 
-// Opens with the process's creation mask cleared for the call.
-int LogOpen(const char *a_szPath, int a_iFlags)
+// Opens the log file for appending without following a symbolic link in its
+// last component and without blocking on a FIFO. A regular file with a single
+// link is what the shared-log rule of OsFileOpenWrite accepts in any
+// directory, so such a file is taken after one open and one status call (the
+// cost of every line); anything else, a missing file included, is left to
+// OsFileOpenWrite, which creates the file with exactly mode 0666 and refuses
+// links, FIFOs, devices, sockets and multiply linked files in directories
+// that others can write. The descriptor may stay non-blocking, which a
+// regular file ignores.
+int LogOpen(const char *a_szPath, int a_iAccess)
 {
-  mode_t modeOld = umask(0);
-  int iFd = open(a_szPath, a_iFlags | O_CREAT | O_CLOEXEC, 0666);
-  umask(modeOld);
-  return iFd;
+  const int iFlags = a_iAccess | O_APPEND;
+  int iFd = open(a_szPath, iFlags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (iFd >= 0)
+  {
+    struct stat st;
+    if (fstat(iFd, &st) == 0 && S_ISREG(st.st_mode) && st.st_nlink == 1)
+    {
+      return iFd;
+    }
+    close(iFd);
+  }
+  return OsFileOpenWrite(a_szPath, iFlags | O_CREAT, 0666, OS_WRITER_SHAREDLOG);
 }
 
+// Follows symbolic links, as stat does.
 bool LogDirectoryExists(const char *a_szPath)
 {
   struct stat st;
   return stat(a_szPath, &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-// Creates a directory and its missing parents ("mkdir -p").
+// Makes one directory with exactly the mode given, whatever the process's
+// creation mask (which is never changed): the new directory is opened without
+// following a link and its mode set on the descriptor. A directory that
+// exists already is left as it is, so its mode is never widened.
+void LogMakeDirectory(const char *a_szPath, mode_t a_mode)
+{
+  if (mkdir(a_szPath, a_mode) != 0)
+  {
+    return;
+  }
+  int iFd = open(a_szPath, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  if (iFd < 0)
+  {
+    return;
+  }
+  struct stat st;
+  if (fstat(iFd, &st) == 0 && st.st_uid == geteuid())
+  {
+    (void)fchmod(iFd, a_mode);
+  }
+  close(iFd);
+}
+
+// Creates a directory and its missing parents ("mkdir -p"); links on the way
+// are followed.
 void LogMakeDirectories(const char *a_szPath, mode_t a_mode)
 {
   char szPath[PATH_MAX];
   LogCopy(szPath, sizeof(szPath), a_szPath);
-  mode_t modeOld = umask(0);
   for (char *pc = szPath + 1; *pc; pc++)
   {
     if (*pc == '/')
     {
       *pc = '\0';
-      mkdir(szPath, a_mode);
+      LogMakeDirectory(szPath, a_mode);
       *pc = '/';
     }
   }
-  mkdir(szPath, a_mode);
-  umask(modeOld);
+  LogMakeDirectory(szPath, a_mode);
+}
+
+// The calling thread's identifier, asked of the system once per thread. The
+// one thread of a forked child forgets it through a fork handler, since its
+// identifier is new.
+thread_local uint64_t t_u64ThreadId;
+
+void LogForgetThreadId()
+{
+  t_u64ThreadId = 0;
+}
+
+uint64_t LogThreadId()
+{
+  if (!t_u64ThreadId)
+  {
+    static const int s_iAtFork = pthread_atfork(nullptr, nullptr, LogForgetThreadId);
+    (void)s_iAtFork;
+    t_u64ThreadId = COsThread::GetThreadId();
+  }
+  return t_u64ThreadId;
+}
+
+// Bytes of the escaped form of a byte: control characters other than tab
+// become "\n", "\r" or "\xNN", so that one message stays one line.
+size_t EscapedWidth(unsigned char a_uc)
+{
+  if (a_uc >= 0x20 || a_uc == '\t')
+  {
+    return 1;
+  }
+  return (a_uc == '\n' || a_uc == '\r') ? 2 : 4;
+}
+
+// Escapes the control characters of a text in place. The text grows at most
+// to a_sizeRoom bytes; what does not fit is cut before a whole character.
+// Returns the new length.
+size_t LogEscapeControls(char *a_szText, size_t a_sizeLen, size_t a_sizeRoom)
+{
+  size_t sizeOut = 0;
+  size_t sizeKept = 0;
+  for (; sizeKept < a_sizeLen; sizeKept++)
+  {
+    size_t sizeWidth = EscapedWidth(static_cast<unsigned char>(a_szText[sizeKept]));
+    if (sizeOut + sizeWidth > a_sizeRoom)
+    {
+      break;
+    }
+    sizeOut += sizeWidth;
+  }
+  // Written from the end backwards, so that nothing unread is overwritten;
+  // once the output meets the input, the rest needs no escape.
+  char *pcOut = a_szText + sizeOut;
+  for (size_t ii = sizeKept; pcOut != a_szText + ii;)
+  {
+    ii--;
+    unsigned char uc = static_cast<unsigned char>(a_szText[ii]);
+    size_t sizeWidth = EscapedWidth(uc);
+    pcOut -= sizeWidth;
+    if (sizeWidth == 1)
+    {
+      *pcOut = static_cast<char>(uc);
+    }
+    else if (sizeWidth == 2)
+    {
+      pcOut[0] = '\\';
+      pcOut[1] = (uc == '\n') ? 'n' : 'r';
+    }
+    else
+    {
+      static const char s_szHex[] = "0123456789abcdef";
+      pcOut[0] = '\\';
+      pcOut[1] = 'x';
+      pcOut[2] = s_szHex[uc >> 4];
+      pcOut[3] = s_szHex[uc & 0xf];
+    }
+  }
+  return sizeOut;
 }
 
 // The last component of the running program's own file.
@@ -206,7 +325,7 @@ bool IsFallbackFormat(const char *a_szPath)
 }  // namespace
 
 // One per thread that logs: its identity and the scratch state of the line
-// being written, so that a line is prepared outside the locks.
+// being written.
 struct OsLogSlot
 {
   uint64_t u64ThreadId;  // 0: free
@@ -233,6 +352,7 @@ public:
   void GeneralInfo(OsLogSlot *a_poslogslot);
   void Flush();
   int SetHopeless(int a_iHopeless);
+  bool CopyPath(char *a_szPath, size_t a_sizePath, bool a_blWholeOnly);
   int GetDsState() const { return m_pu8DsState ? *m_pu8DsState : 1; }
 
   static int LogSStrPrintf(char *a_szDst, uint32_t a_u32Size, const char *a_szFormat, ...)
@@ -260,8 +380,8 @@ public:
 private:
   void TakeOutSwitches(bool a_blSetup);
   void PathFromConstructor(const char *a_szLogFile);
-  bool PathFromSetup(char *a_szLogFile);
-  void ApplyLogDir();
+  static bool PathFromSetup(char *a_szLogFile, char *a_szPath, size_t a_sizePath);
+  static void ApplyLogDir(char *a_szPath, size_t a_sizePath);
   void SetFilter(const char *a_szFilter, bool a_blExpand);
   bool Admitted(EOSLOGFLAG a_eoslogflag) const;
   OsLogSlot *FindSlot();
@@ -277,6 +397,7 @@ private:
   void WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, const char *a_szFormat,
                     va_list a_valist);
   void WriteInfoLine(OsLogSlot *a_poslogslot, const char *a_szText);
+  void WriteLine(OsLogSlot *a_poslogslot, size_t a_sizeHeader, size_t a_sizeText);
   void ForceToDisk(int a_iFd) const;
   void SystemInfoLine(char *a_szLine);
   void OsInfoLine(char *a_szLine);
@@ -285,8 +406,14 @@ private:
   static void ConfigVersion(char *a_szVersion, uint32_t a_u32Size);
   static void CatVersions(char *a_szLine, const char *a_szConfigVersion, const char *a_szFile);
 
+  // Lock order: the write lock before the filter lock. The write lock guards
+  // the path, the counter, the static buffer and every step from the
+  // directory check to the write, so that the switch to a new file and the
+  // block at its head are seen whole by every thread; the filter lock guards
+  // the filter words, which Setup rewrites.
   OSSPINLOCK m_lSlotLock;
   OSSPINLOCK m_lWriteLock;
+  OSSPINLOCK m_lFilterLock;
   bool m_blNewLog;
   bool m_blDirectoryChecked;
   volatile int m_iGeneralInfoPending;
@@ -295,6 +422,7 @@ private:
   char m_szFilter[128];
   char m_szFilterExpanded[128];
   char m_szName[64];
+  char m_szLastFile[512];  // the file the last line went to
   OsLogSlot m_aoslogslot[OSLOG_SLOTS];
 };
 
@@ -393,23 +521,23 @@ void COsLogImpl::PathFromConstructor(const char *a_szLogFile)
   LogProgramName(szProgram, sizeof(szProgram));
   size_t sizeLen = strlen(m_szLogFile);
   LogFormat(m_szLogFile + sizeLen, sizeof(m_szLogFile) - sizeLen, "_%s.log", szProgram);
-  ApplyLogDir();
+  ApplyLogDir(m_szLogFile, sizeof(m_szLogFile));
 }
 
 // Setup's "@" handling differs from the constructor's: the variable looked
 // up is everything after the first character, so it normally falls back to
-// ".". The caller's buffer is cut at its last "@". Returns false when there
-// is neither a new nor a current path.
-bool COsLogImpl::PathFromSetup(char *a_szLogFile)
+// ".". The caller's buffer is cut at its last "@". Returns false, leaving
+// a_szPath alone, when there is no new path.
+bool COsLogImpl::PathFromSetup(char *a_szLogFile, char *a_szPath, size_t a_sizePath)
 {
   if (!a_szLogFile)
   {
-    return m_szLogFile[0] != '\0';
+    return false;
   }
   char *szLastAt = strrchr(a_szLogFile, '@');
   if (!szLastAt)
   {
-    LogCopy(m_szLogFile, sizeof(m_szLogFile), a_szLogFile);
+    LogCopy(a_szPath, a_sizePath, a_szLogFile);
   }
   else
   {
@@ -417,21 +545,21 @@ bool COsLogImpl::PathFromSetup(char *a_szLogFile)
     LogCopy(szVariable, sizeof(szVariable), a_szLogFile + 1);
     *szLastAt = '\0';
     const char *szDirectory = getenv(szVariable);
-    LogFormat(m_szLogFile, sizeof(m_szLogFile), "%s%s", szDirectory ? szDirectory : ".", szLastAt + 1);
+    LogFormat(a_szPath, a_sizePath, "%s%s", szDirectory ? szDirectory : ".", szLastAt + 1);
   }
-  ApplyLogDir();
+  ApplyLogDir(a_szPath, a_sizePath);
   return true;
 }
 
 // QRB_LOGDIR replaces the path by one named after the current system time.
-void COsLogImpl::ApplyLogDir()
+void COsLogImpl::ApplyLogDir(char *a_szPath, size_t a_sizePath)
 {
   const char *szLogDir = getenv("QRB_LOGDIR");
   if (szLogDir && *szLogDir)
   {
     char szTime[48];
     LogTimeText(szTime, static_cast<int>(sizeof(szTime)), false);
-    LogFormat(m_szLogFile, sizeof(m_szLogFile), "%s/qrb_%s.log", szLogDir, szTime);
+    LogFormat(a_szPath, a_sizePath, "%s/qrb_%s.log", szLogDir, szTime);
   }
 }
 
@@ -490,30 +618,37 @@ void COsLogImpl::SetFilter(const char *a_szFilter, bool a_blExpand)
   m_aszFilterWord[iWords] = nullptr;
 }
 
+// The new path is worked out before the locks are taken (nothing that could
+// log runs under them); the path, level and filter then change together
+// for every other thread.
 void COsLogImpl::Setup(char *a_szLogFile, int a_iLevel, const char *a_szFilter, uint8_t *a_pu8DsState)
 {
-  char szOld[sizeof(m_szLogFile)];
-  LogCopy(szOld, sizeof(szOld), m_szLogFile);
+  char szNew[sizeof(m_szLogFile)];
+  const bool blNewPath = PathFromSetup(a_szLogFile, szNew, sizeof(szNew));
+  COsSync::SpinLock(&m_lWriteLock);
+  COsSync::SpinLock(&m_lFilterLock);
   m_iLevelGiven = a_iLevel;
   m_iLevel = a_iLevel;
   TakeOutSwitches(true);
-  if (!PathFromSetup(a_szLogFile))
+  const bool blHasPath = blNewPath || m_szLogFile[0] != '\0';
+  if (blHasPath)
   {
-    m_iHopeless = 1;
-    return;
+    if (blNewPath && strcmp(szNew, m_szLogFile) != 0)
+    {
+      m_iGeneralInfoPending = 1;
+      LogCopy(m_szLogFile, sizeof(m_szLogFile), szNew);
+    }
+    SetFilter(a_szFilter, true);
+    m_blNewLog = true;
+    if (a_pu8DsState)
+    {
+      m_pu8DsState = a_pu8DsState;
+    }
   }
-  SetFilter(a_szFilter, true);
-  if (strcmp(szOld, m_szLogFile) != 0 && !m_iGeneralInfoPending)
-  {
-    m_iGeneralInfoPending = 1;
-  }
-  m_blNewLog = true;
-  m_iHopeless = 0;
-  if (a_pu8DsState)
-  {
-    m_pu8DsState = a_pu8DsState;
-  }
-  if (m_iLevel)
+  m_iHopeless = blHasPath ? 0 : 1;
+  COsSync::SpinUnlock(&m_lFilterLock);
+  COsSync::SpinUnlock(&m_lWriteLock);
+  if (blHasPath && m_iLevel)
   {
     SelfMessage(__LINE__, EOSLOGFLAG_PROCESS, "### OsServicesStart...");
   }
@@ -532,6 +667,20 @@ int COsLogImpl::SetHopeless(int a_iHopeless)
   int iOld = m_iHopeless;
   m_iHopeless = a_iHopeless;
   return iOld;
+}
+
+// Copies the path as one piece, cut to the room unless a_blWholeOnly asks
+// for all or nothing; false when it does not fit.
+bool COsLogImpl::CopyPath(char *a_szPath, size_t a_sizePath, bool a_blWholeOnly)
+{
+  COsSync::SpinLock(&m_lWriteLock);
+  const bool blFits = strlen(m_szLogFile) < a_sizePath;
+  if (blFits || !a_blWholeOnly)
+  {
+    LogCopy(a_szPath, a_sizePath, m_szLogFile);
+  }
+  COsSync::SpinUnlock(&m_lWriteLock);
+  return blFits;
 }
 
 // ---- one message -------------------------------------------------------------
@@ -575,7 +724,7 @@ bool COsLogImpl::Admitted(EOSLOGFLAG a_eoslogflag) const
 // one whose thread has gone. Null when 64 running threads hold them all.
 OsLogSlot *COsLogImpl::FindSlot()
 {
-  uint64_t u64Id = COsThread::GetThreadId();
+  uint64_t u64Id = LogThreadId();
   for (OsLogSlot &slot : m_aoslogslot)
   {
     if (__atomic_load_n(&slot.u64ThreadId, __ATOMIC_ACQUIRE) == u64Id)
@@ -671,7 +820,14 @@ void COsLogImpl::VMessage(const char *a_szFile, int a_iLine, EOSLOGFLAG a_eoslog
                                                                : '.';
   poslogslot->iLine = a_iLine;
   SourceName(poslogslot, a_szFile);
-  if (a_eoslogflag == EOSLOGFLAG_ERROR || !Filtered(poslogslot->szSource))
+  bool blWrite = a_eoslogflag == EOSLOGFLAG_ERROR;
+  if (!blWrite)
+  {
+    COsSync::SpinLock(&m_lFilterLock);
+    blWrite = !Filtered(poslogslot->szSource);
+    COsSync::SpinUnlock(&m_lFilterLock);
+  }
+  if (blWrite)
   {
     WriteMessage(poslogslot, a_eoslogflag, a_szFormat ? a_szFormat : "", a_valist);
   }
@@ -706,28 +862,32 @@ void COsLogImpl::ForceToDisk(int a_iFd) const
   fsync(a_iFd);
 }
 
+// From the file's opening to the write everything happens under the write
+// lock: other threads wait while a new file is chosen and its block written,
+// and counters are given in the order of the lines.
 void COsLogImpl::WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, const char *a_szFormat,
                               va_list a_valist)
 {
+  if (COsTime::GetLocalTime(&a_poslogslot->ostimerecord, 0, nullptr) != EOSSTS_OK)
+  {
+    memset(&a_poslogslot->ostimerecord, 0, sizeof(a_poslogslot->ostimerecord));
+  }
+  COsSync::SpinLock(&m_lWriteLock);
   if (m_iLevel & OSLOG_LEVEL_FLUSH)
   {
     m_iLevel &= ~OSLOG_LEVEL_FLUSH;
     m_iFlushing = 1;
   }
-  if (COsTime::GetLocalTime(&a_poslogslot->ostimerecord, 0, nullptr) != EOSSTS_OK)
-  {
-    memset(&a_poslogslot->ostimerecord, 0, sizeof(a_poslogslot->ostimerecord));
-  }
   if (!OpenForMessage(a_poslogslot))
   {
+    COsSync::SpinUnlock(&m_lWriteLock);
     return;
   }
-  // One thread takes the pending block; the others go on with their lines.
-  if (__atomic_exchange_n(&m_iGeneralInfoPending, 0, __ATOMIC_SEQ_CST))
+  if (m_iGeneralInfoPending)
   {
     GeneralInfo(a_poslogslot);
   }
-  long lCounter = __atomic_add_fetch(&m_i32Counter, 1, __ATOMIC_SEQ_CST);
+  long lCounter = ++m_i32Counter;
   if (m_iLevel & OSLOG_LEVEL_CONSTANT)
   {
     lCounter = 0;
@@ -737,20 +897,13 @@ void COsLogImpl::WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, 
     a_poslogslot->ostimerecord.wMilliseconds = 0;
     a_poslogslot->iErrno = 0;
   }
-  char *szHeader = a_poslogslot->szScratch;
-  int iHeader = FormatHeader(a_poslogslot, lCounter, szHeader, sizeof(a_poslogslot->szScratch));
-
-  COsSync::SpinLock(&m_lWriteLock);
-  memcpy(s_szLogBuffer, szHeader, static_cast<size_t>(iHeader));
+  int iHeader = FormatHeader(a_poslogslot, lCounter, s_szLogBuffer, OSLOG_BUFFERSIZE);
   // Room is kept for CR LF: an over-long text is cut, never the line end.
   // The formatter's own overflow report re-enters the log and is dropped.
   uint32_t u32Room = static_cast<uint32_t>(OSLOG_BUFFERSIZE - static_cast<size_t>(iHeader) - 2);
   int iText = COsString::SStrVprintf(s_szLogBuffer + iHeader, u32Room, a_szFormat, a_valist);
   size_t sizeText = (iText >= 0) ? static_cast<size_t>(iText) : strlen(s_szLogBuffer + iHeader);
-  size_t sizeLine = static_cast<size_t>(iHeader) + sizeText;
-  s_szLogBuffer[sizeLine++] = '\r';
-  s_szLogBuffer[sizeLine++] = '\n';
-  LogWriteAll(a_poslogslot->iFd, s_szLogBuffer, sizeLine);
+  WriteLine(a_poslogslot, static_cast<size_t>(iHeader), sizeText);
   if (m_iFlushing || (a_eoslogflag & (EOSLOGFLAG_ERROR | EOSLOGFLAG_FLUSHBIT | EOSLOGFLAG_ASSERT)))
   {
     ForceToDisk(a_poslogslot->iFd);
@@ -760,21 +913,28 @@ void COsLogImpl::WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, 
   a_poslogslot->iFd = -1;
 }
 
+// Writes the line in the static buffer (header, then text) with one write:
+// the text's control characters escaped, CR LF appended. The caller holds
+// the write lock.
+void COsLogImpl::WriteLine(OsLogSlot *a_poslogslot, size_t a_sizeHeader, size_t a_sizeText)
+{
+  size_t sizeRoom = OSLOG_BUFFERSIZE - a_sizeHeader - 3;
+  size_t sizeLine = a_sizeHeader + LogEscapeControls(s_szLogBuffer + a_sizeHeader, a_sizeText, sizeRoom);
+  s_szLogBuffer[sizeLine++] = '\r';
+  s_szLogBuffer[sizeLine++] = '\n';
+  LogWriteAll(a_poslogslot->iFd, s_szLogBuffer, sizeLine);
+}
+
 // ---- the log file ------------------------------------------------------------
 
 // The log directory is tested until it once exists; lines are lost until
-// then. The hopeless flag guards the test against re-entry.
+// then. Called under the write lock.
 bool COsLogImpl::DirectoryReady(OsLogSlot *a_poslogslot)
 {
   if (m_blDirectoryChecked)
   {
     return true;
   }
-  if (m_iHopeless)
-  {
-    return false;
-  }
-  int iOld = SetHopeless(1);
   char *szDirectory = a_poslogslot->szScratch;
   LogCopy(szDirectory, sizeof(a_poslogslot->szScratch), m_szLogFile);
   char *szSlash = strrchr(szDirectory, '/');
@@ -787,11 +947,13 @@ bool COsLogImpl::DirectoryReady(OsLogSlot *a_poslogslot)
     szSlash[szSlash == szDirectory ? 1 : 0] = '\0';
   }
   m_blDirectoryChecked = LogDirectoryExists(szDirectory);
-  SetHopeless(iOld);
   return m_blDirectoryChecked;
 }
 
 // A new log may be redirected into QRB_DEBUGDIR, named after the local time.
+// Two logs begun in the same millisecond get the same name: the second then
+// goes on in the file the first began, without a second block (as for a
+// Setup that keeps the path), so that no line of the first is cut away.
 void COsLogImpl::StartNewLog()
 {
   m_blNewLog = false;
@@ -804,6 +966,10 @@ void COsLogImpl::StartNewLog()
   char szTime[48];
   LogTimeText(szTime, static_cast<int>(sizeof(szTime)), true);
   LogFormat(m_szLogFile, sizeof(m_szLogFile), "%s/%s.log", szDebugDir, szTime);
+  if (strcmp(m_szLogFile, m_szLastFile) == 0)
+  {
+    m_iGeneralInfoPending = 0;
+  }
 }
 
 // Creates each prefix of the path as a directory. The prefixes are joined
@@ -817,7 +983,6 @@ void COsLogImpl::MakePathComponents(OsLogSlot *a_poslogslot, mode_t a_mode)
   char *szSave = nullptr;
   LogCopy(szWork, sizeof(szWork), m_szLogFile);
   szPrefix[0] = '\0';
-  mode_t modeOld = umask(0);
   for (char *szPart = strtok_r(szWork, "/\\", &szSave); szPart; szPart = strtok_r(nullptr, "/\\", &szSave))
   {
     size_t sizeLen = strlen(szPrefix);
@@ -825,20 +990,20 @@ void COsLogImpl::MakePathComponents(OsLogSlot *a_poslogslot, mode_t a_mode)
     sizeLen = strlen(szPrefix);
     if (sizeLen > 0 && szPrefix[sizeLen - 1] != ':')
     {
-      mkdir(szPrefix, a_mode);
+      LogMakeDirectory(szPrefix, a_mode);
     }
     LogCopy(szPrefix + sizeLen, sizePrefix - sizeLen, "\\");
   }
-  umask(modeOld);
 }
 
 // The fallbacks when the plain append fails: make the directories, then
 // format the path with itself as the format and "/tmp/qrb.log" as its only
-// argument. The log turns hopeless when nothing opens.
+// argument. The log turns hopeless when nothing opens (a file refused as
+// unsafe counts as one that does not open).
 int COsLogImpl::OpenWithFallback(OsLogSlot *a_poslogslot)
 {
   MakePathComponents(a_poslogslot, LogCreationMode(true));
-  int iFd = LogOpen(m_szLogFile, O_RDWR | O_APPEND);
+  int iFd = LogOpen(m_szLogFile, O_RDWR);
   if (iFd < 0)
   {
     if (IsFallbackFormat(m_szLogFile))
@@ -848,7 +1013,7 @@ int COsLogImpl::OpenWithFallback(OsLogSlot *a_poslogslot)
       COsString::SStrPrintf(szRetry, sizeof(szRetry), m_szLogFile, "/tmp/qrb.log");
       LogCopy(m_szLogFile, sizeof(m_szLogFile), szRetry);
     }
-    iFd = LogOpen(m_szLogFile, O_RDWR | O_APPEND);
+    iFd = LogOpen(m_szLogFile, O_RDWR);
   }
   if (iFd < 0)
   {
@@ -859,9 +1024,12 @@ int COsLogImpl::OpenWithFallback(OsLogSlot *a_poslogslot)
   return iFd;
 }
 
+// Called under the write lock.
 bool COsLogImpl::OpenForMessage(OsLogSlot *a_poslogslot)
 {
-  if (!DirectoryReady(a_poslogslot))
+  // A thread that waited for the lock while the log turned hopeless drops
+  // its line, as it would have done a moment later.
+  if (m_iHopeless || !DirectoryReady(a_poslogslot))
   {
     return false;
   }
@@ -869,7 +1037,7 @@ bool COsLogImpl::OpenForMessage(OsLogSlot *a_poslogslot)
   {
     StartNewLog();
   }
-  int iFd = LogOpen(m_szLogFile, O_WRONLY | O_APPEND);
+  int iFd = LogOpen(m_szLogFile, O_WRONLY);
   if (iFd < 0)
   {
     iFd = OpenWithFallback(a_poslogslot);
@@ -878,18 +1046,16 @@ bool COsLogImpl::OpenForMessage(OsLogSlot *a_poslogslot)
   {
     return false;
   }
-  lseek(iFd, 0, SEEK_END);
   a_poslogslot->iFd = iFd;
+  LogCopy(m_szLastFile, sizeof(m_szLastFile), m_szLogFile);
   return true;
 }
 
 void COsLogImpl::Flush()
 {
-  if (m_szLogFile[0] == '\0')
-  {
-    return;
-  }
-  int iFd = LogOpen(m_szLogFile, O_WRONLY | O_APPEND);
+  COsSync::SpinLock(&m_lWriteLock);
+  int iFd = (m_szLogFile[0] != '\0') ? LogOpen(m_szLogFile, O_WRONLY) : -1;
+  COsSync::SpinUnlock(&m_lWriteLock);
   if (iFd >= 0)
   {
     ForceToDisk(iFd);
@@ -962,20 +1128,22 @@ void COsLogImpl::LogSStrCat(char *a_szDst, uint32_t a_u32Size, const char *a_szS
   memcpy(a_szDst + sizeLen, a_szSrc, strlen(a_szSrc) + 1);
 }
 
-// One line of the block: header with the next counter, the text, one write.
+// One line of the block: header with the next counter, the text without its
+// CR LF, one write. Called under the write lock.
 void COsLogImpl::WriteInfoLine(OsLogSlot *a_poslogslot, const char *a_szText)
 {
-  char szLine[OSLOG_LINESIZE + 512];
-  long lCounter = __atomic_add_fetch(&m_i32Counter, 1, __ATOMIC_SEQ_CST);
-  int iHeader = FormatHeader(a_poslogslot, lCounter, szLine, sizeof(szLine));
-  LogCopy(szLine + iHeader, sizeof(szLine) - static_cast<size_t>(iHeader), a_szText);
-  COsSync::SpinLock(&m_lWriteLock);
-  LogWriteAll(a_poslogslot->iFd, szLine, strlen(szLine));
+  int iHeader = FormatHeader(a_poslogslot, ++m_i32Counter, s_szLogBuffer, OSLOG_BUFFERSIZE);
+  size_t sizeText = strlen(a_szText);
+  if (sizeText >= 2 && strcmp(a_szText + sizeText - 2, "\r\n") == 0)
+  {
+    sizeText -= 2;
+  }
+  memcpy(s_szLogBuffer + iHeader, a_szText, sizeText);
+  WriteLine(a_poslogslot, static_cast<size_t>(iHeader), sizeText);
   if (m_iFlushing)
   {
     ForceToDisk(a_poslogslot->iFd);
   }
-  COsSync::SpinUnlock(&m_lWriteLock);
 }
 
 void COsLogImpl::SystemInfoLine(char *a_szLine)
@@ -1100,12 +1268,14 @@ void COsLogImpl::DllInfoLine(char *a_szLine)
 }
 
 // The block at the head of a new log: the counter restarts at 0 and the old
-// contents go unless the level-2 switch keeps them. Whatever the queries
-// below log is dropped, since the log is hopeless meanwhile.
+// contents go unless the level-2 switch keeps them. Called under the write
+// lock, so that no other thread's line comes before or between its lines.
+// Whatever the queries below log on this thread is dropped by the slot's
+// busy byte; the hopeless flag is left alone, since raising it would drop
+// the other threads' messages too.
 void COsLogImpl::GeneralInfo(OsLogSlot *a_poslogslot)
 {
   m_iGeneralInfoPending = 0;
-  int iHopeless = SetHopeless(1);
   m_i32Counter = -1;
   if (!m_blKeepOld)
   {
@@ -1134,7 +1304,6 @@ void COsLogImpl::GeneralInfo(OsLogSlot *a_poslogslot)
       WriteInfoLine(a_poslogslot, szLine);
     }
   }
-  SetHopeless(iHopeless);
 }
 
 // ---- COsLog --------------------------------------------------------------------
@@ -1273,7 +1442,7 @@ void COsLog::GetFilename(char *a_szFilename, uint32_t a_u32Size)
 {
   if (m_poslogimpl && a_szFilename && a_u32Size)
   {
-    LogCopy(a_szFilename, a_u32Size, m_poslogimpl->m_szLogFile);
+    (void)m_poslogimpl->CopyPath(a_szFilename, a_u32Size, false);
   }
 }
 
@@ -1283,12 +1452,11 @@ EOSSTS COsLog::GetLogFile(char *a_szLogFile, uint32_t a_u32Size)
   {
     return EOSSTS_FAIL;
   }
-  if (!a_szLogFile || a_u32Size == 0 || a_u32Size - 1 < strlen(m_poslogimpl->m_szLogFile))
+  if (!a_szLogFile || a_u32Size == 0)
   {
     return EOSSTS_BADARG;
   }
-  LogCopy(a_szLogFile, a_u32Size, m_poslogimpl->m_szLogFile);
-  return EOSSTS_OK;
+  return m_poslogimpl->CopyPath(a_szLogFile, a_u32Size, true) ? EOSSTS_OK : EOSSTS_BADARG;
 }
 
 void COsLog::Flush()

@@ -10,10 +10,25 @@
 // caller's; the log copies what it keeps (Setup is the one exception: it
 // cuts an "@" form in the caller's buffer in place).
 //
-// The log file is opened by path for every line and follows symbolic links,
-// like any append of an ordinary program. A missing log directory loses lines
-// until it exists; a file that cannot be opened at all makes the log
-// "hopeless" (nothing written) until Setup or SetHopeless clears it.
+// The log file is opened by path for every line. Symbolic links in its
+// directories are followed; a symbolic link, FIFO, device or socket at the
+// file's own name is never opened, nor a multiply linked file in a directory
+// that others can write (another user's own log there is appended to): such
+// a file counts as one that cannot be opened. A missing log directory loses
+// lines until it exists; a file that cannot be opened at all makes the log
+// "hopeless" (nothing written) until Setup or SetHopeless clears it. Modes
+// are given explicitly (directories made with the ForceFileCreationMask
+// value, a new file 0666); the process's creation mask is never changed.
+//
+// Threads: from the file's opening to the write a line is under one lock, so
+// that a new log's general information block comes before any other line,
+// counters follow the order of the lines, and a switch of file (Setup, or
+// QRB_DEBUGDIR at a new log) sends each line whole to the old or the new
+// file. Only the calling thread's own re-entry (logging while it logs) is
+// dropped; the hopeless flag is not raised while the block is written,
+// which would drop the other threads' lines. Control characters of a text
+// other than tab are written escaped ("\n", "\r", "\x01"), so that one
+// message is one line.
 // Statuses: GetLogFile returns 0, or 3 for a null or too small buffer; every
 // member returns 0 (1 for a status) when the implementation is missing.
 #ifndef OS_COSLOG_H

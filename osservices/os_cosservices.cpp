@@ -413,8 +413,9 @@ const char *CfgGet(uint32_t a_u32Tag)
 }
 
 // Step 10 of start-up: the block is filled from the configuration. A
-// top-most process (driver, application, library) also publishes it, so that
-// the programs it starts log beside it.
+// driver, application or library does not publish it: the environment holds
+// only blocks that utilities and interface opens publish, so that a later
+// interface open in this process finds no block of its own and takes over.
 void FillBlockByEntity(EOSCFGENTITY a_eoscfgentity)
 {
   switch (a_eoscfgentity)
@@ -422,13 +423,11 @@ void FillBlockByEntity(EOSCFGENTITY a_eoscfgentity)
     case EOSCFGENTITY_DRIVER:
       OsServicesSetArguments(CfgGet(OS_CFGTAG_LOGDIRECTORY), CfgGet(OS_CFGTAG_MODELDIRECTORYREAL),
                              CfgGet(OS_CFGTAG_DEBUG), nullptr, CfgGet(OS_CFGTAG_ROOTPATH), false, false);
-      PublishBlock();
       break;
     case EOSCFGENTITY_APPLICATION:
     case EOSCFGENTITY_DLL:
       OsServicesSetArguments(CfgGet(OS_CFGTAG_LOGDIRECTORY), "", CfgGet(OS_CFGTAG_DEBUG), nullptr,
                              CfgGet(OS_CFGTAG_ROOTPATH), false, false);
-      PublishBlock();
       break;
     case EOSCFGENTITY_UTILITY:
     case EOSCFGENTITY_APPUTILITY:

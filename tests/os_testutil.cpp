@@ -2,8 +2,10 @@
 #include "os_testutil.h"
 
 #include <ftw.h>
+#include <grp.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -82,6 +84,18 @@ std::vector<std::string> ProgramCommand(const std::string &a_strProgram)
     return {a_strProgram};
   }
   return {strEmulator, a_strProgram};
+}
+
+bool RunAsNobody(const std::function<bool()> &a_fn)
+{
+  pid_t pid = fork();
+  if (pid == 0)
+  {
+    bool blDropped = setgroups(0, nullptr) == 0 && setgid(65534) == 0 && setuid(65534) == 0;
+    _exit(blDropped && a_fn() ? 0 : 1);
+  }
+  int iStatus = -1;
+  return pid > 0 && waitpid(pid, &iStatus, 0) == pid && WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 0;
 }
 
 ScopedEnv::ScopedEnv(const char *a_szName, const char *a_szValue) : m_strName(a_szName), m_blHadOld(false)

@@ -4,6 +4,7 @@
 #ifndef OS_TESTUTIL_H
 #define OS_TESTUTIL_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,11 @@ std::vector<std::string> SplitLines(const std::string &a_strText);
 // the emulator and the program when the build's programs run under one (a
 // 32-bit build on a kernel without 32-bit support).
 std::vector<std::string> ProgramCommand(const std::string &a_strProgram);
+
+// Runs a_fn in a forked child that has given up the superuser for user and
+// group 65534 ("nobody"); true when the child could drop its rights and a_fn
+// returned true. The caller must be the superuser.
+bool RunAsNobody(const std::function<bool()> &a_fn);
 
 // Sets (or, with a null value, unsets) an environment variable and restores
 // the old state when the object goes.

@@ -15,14 +15,14 @@ namespace
 {
 
 // Two dynamic sections and five dynamic tags: 3 rows, 6 columns. The data
-// array is made 6 x 6 so that the reads that test the section against the
-// column count stay inside it.
+// array is exactly 3 x 6, so that a read past it shows under the address
+// sanitizer.
 struct DynamicArea
 {
   OsCfgLookup aoscfglookupSection[3] = {{"dsIdentity", 1001}, {"Extra", 1002}, {nullptr, 1000}};
   OsCfgLookup aoscfglookupTag[6] = {{"writeable", 1001}, {"t2", 1002}, {"t3", 1003},
                                     {"t4", 1004},        {"t5", 1005}, {nullptr, 1000}};
-  const char *apszData[6 * 6] = {};
+  const char *apszData[3 * 6] = {};
   std::string Arguments() { return CfgDynamicArguments(aoscfglookupSection, aoscfglookupTag, apszData); }
 };
 
@@ -51,14 +51,15 @@ TEST(CfgTable, FixedAreaBounds)
   EXPECT_EQ(szValue, poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_FORCEPROBE));
 }
 
-TEST(CfgTable, DynamicAreaBoundsAreAsymmetric)
+TEST(CfgTable, DynamicAreaBoundsAreAsymmetricButStayInsideTheArray)
 {
   CfgHome home;
   DynamicArea area;
-  area.apszData[5 * 6 + 1] = "beyond the rows";
   COsCfg *poscfg = home.Make(EOSCFGENTITY_DRIVER, area.Arguments().c_str());
-  // Reads test the section against the 6 columns, writes against the 3 rows.
-  EXPECT_STREQ("beyond the rows", poscfg->Get(1005, 1001));
+  // Reads test the section against the 6 columns, writes against the 3
+  // rows; a read past the 18 entries gives the empty string.
+  EXPECT_STREQ("", poscfg->Get(1005, 1001));
+  EXPECT_STREQ("", poscfg->Get(1003, 1000));
   EXPECT_EQ(EOSSTS_BADARG, poscfg->Set(1005, 1001, "v"));
   EXPECT_EQ(EOSSTS_BADARG, poscfg->Set(1003, 1001, "v"));
   EXPECT_STREQ("", poscfg->Get(1006, 1001));
@@ -70,6 +71,19 @@ TEST(CfgTable, DynamicAreaBoundsAreAsymmetric)
   // Id 1000 has room but names nothing.
   EXPECT_EQ(EOSSTS_OK, poscfg->Set(1000, 1000, "zero"));
   EXPECT_STREQ("zero", area.apszData[0]);
+  // More sections than tags (6 rows, 3 columns): a section above the column
+  // count is written but never read back.
+  OsCfgLookup aoscfglookupSection[6] = {{"s1", 1001}, {"s2", 1002}, {"s3", 1003},
+                                        {"s4", 1004}, {"s5", 1005}, {nullptr, 1000}};
+  OsCfgLookup aoscfglookupTag[3] = {{"t1", 1001}, {"t2", 1002}, {nullptr, 1000}};
+  const char *apszTall[6 * 3] = {};
+  poscfg = home.Make(EOSCFGENTITY_DRIVER,
+                     CfgDynamicArguments(aoscfglookupSection, aoscfglookupTag, apszTall).c_str());
+  EXPECT_EQ(EOSSTS_OK, poscfg->Set(1005, 1002, "tall"));
+  EXPECT_STREQ("tall", apszTall[5 * 3 + 2]);
+  EXPECT_STREQ("", poscfg->Get(1005, 1002));
+  EXPECT_EQ(EOSSTS_OK, poscfg->Set(1002, 1002, "kept"));
+  EXPECT_STREQ("kept", poscfg->Get(1002, 1002));
 }
 
 TEST(CfgTable, NoDynamicAreaUnlessAllThreePointersAndBothTablesHoldEntries)

@@ -8,10 +8,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
-#include <condition_variable>
 #include <cstring>
-#include <mutex>
+#include <filesystem>
+#include <future>
 #include <regex>
 #include <set>
 #include <string>
@@ -370,30 +371,12 @@ TEST_F(LogTest, SwitchBitsAreTakenOutOfTheLevel)
 
 // ---- threads and re-entry ----------------------------------------------------
 
-// Writes the information block from a thread that then ends, so that
-// concurrent messages are not lost while the block is written (the log is
-// hopeless meanwhile) and the slot it used is free again.
-void WarmUp()
-{
-  uint64_t u64Thread = 0;
-  std::thread(
-      [&]
-      {
-        u64Thread = COsThread::GetThreadId();
-        Msg(EOSLOGFLAG_INFO, "warm up");
-      })
-      .join();
-  WaitUntilGone(u64Thread);
-}
-
 TEST_F(LogTest, SixtyFifthLiveThreadLosesItsMessages)
 {
   Make(1);
-  WarmUp();
-  std::mutex mutex;
-  std::condition_variable cv;
-  int iLogged = 0;
-  bool blRelease = false;
+  std::atomic<int> iLogged{0};
+  std::promise<void> promiseRelease;
+  std::shared_future<void> futureRelease = promiseRelease.get_future().share();
   std::vector<uint64_t> vecId(64);
   std::vector<std::thread> vecThread;
   for (int ii = 0; ii < 64; ii++)
@@ -403,22 +386,16 @@ TEST_F(LogTest, SixtyFifthLiveThreadLosesItsMessages)
         {
           vecId[ii] = COsThread::GetThreadId();
           Msg(EOSLOGFLAG_INFO, "hold " + std::to_string(ii));
-          std::unique_lock<std::mutex> lock(mutex);
           iLogged++;
-          cv.notify_all();
-          cv.wait(lock, [&] { return blRelease; });
+          futureRelease.wait();
         });
   }
+  while (iLogged < 64)
   {
-    std::unique_lock<std::mutex> lock(mutex);
-    cv.wait(lock, [&] { return iLogged == 64; });
+    std::this_thread::yield();
   }
   Msg(EOSLOGFLAG_INFO, "lost");  // this thread has not logged yet: it is the 65th
-  {
-    std::lock_guard<std::mutex> lock(mutex);
-    blRelease = true;
-  }
-  cv.notify_all();
+  promiseRelease.set_value();
   for (size_t ii = 0; ii < vecThread.size(); ii++)
   {
     vecThread[ii].join();
@@ -427,59 +404,183 @@ TEST_F(LogTest, SixtyFifthLiveThreadLosesItsMessages)
   // The slots of threads that ended are taken again.
   Msg(EOSLOGFLAG_INFO, "after");
   Texts vec = Messages();
-  ASSERT_EQ(66u, vec.size());
+  ASSERT_EQ(65u, vec.size());
   EXPECT_EQ(0, std::count(vec.begin(), vec.end(), "lost"));
   EXPECT_EQ("after", vec.back());
 }
 
-TEST_F(LogTest, LinesOfConcurrentThreadsNeverInterleave)
+// The process's file-creation mask as /proc shows it, read without changing it.
+std::string CreationMask()
 {
-  Make(1);
-  WarmUp();
-  constexpr int iThreads = 4;
-  constexpr int iEach = 200;
-  std::vector<std::thread> vecThread;
-  for (int ii = 0; ii < iThreads; ii++)
-  {
-    vecThread.emplace_back(
-        [ii]
-        {
-          for (int jj = 0; jj < iEach; jj++)
-          {
-            g_poslog->Message("t.cpp", jj, EOSLOGFLAG_INFO, "thread %d message %d", ii, jj);
-          }
-        });
-  }
-  for (std::thread &thread : vecThread)
-  {
-    thread.join();
-  }
-  std::vector<LogLine> vec = Lines();
-  std::set<long> setCounter;
-  std::set<std::string> setText;
-  for (const LogLine &logline : vec)
-  {
-    setCounter.insert(logline.lCounter);
-    setText.insert(logline.strText);
-  }
-  EXPECT_EQ(vec.size(), setCounter.size());
-  EXPECT_EQ(static_cast<long>(vec.size()) - 1, *setCounter.rbegin());
-  EXPECT_EQ(static_cast<size_t>(iThreads * iEach) + 1, Messages().size());
-  EXPECT_EQ(1u, setText.count("thread 3 message 199"));
+  std::string strStatus = ostest::ReadFile("/proc/self/status");
+  size_t sizeAt = strStatus.find("Umask:\t");
+  return sizeAt == std::string::npos ? "" : strStatus.substr(sizeAt + 7, 4);
 }
 
-TEST_F(LogTest, OverlongTextIsCutAndTheReentrantReportIsDropped)
+mode_t ModeOf(const std::string &a_strPath)
+{
+  struct stat st;
+  return lstat(a_strPath.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0;
+}
+
+struct StressCase
+{
+  const char *szName;
+  int iThreads;
+  int iLines;
+  bool blDebugDir;  // QRB_DEBUGDIR set: the new log goes there
+  bool blSetup;     // thread 0 moves the log to another file halfway
+  int iRounds;
+};
+
+void PrintTo(const StressCase &a_stresscase, std::ostream *a_postream)
+{
+  *a_postream << a_stresscase.szName;
+}
+
+class LogStressTest : public LogTest, public ::testing::WithParamInterface<StressCase>
+{
+};
+
+// The regular files of a directory, sorted.
+Texts FilesIn(const std::string &a_strDir)
+{
+  Texts vec;
+  for (const auto &entry : std::filesystem::directory_iterator(a_strDir))
+  {
+    vec.insert(vec.end(), entry.is_regular_file() ? 1 : 0, entry.path().string());
+  }
+  std::sort(vec.begin(), vec.end());
+  return vec;
+}
+
+// Threads start logging at once on a fresh log, with no warm-up: every line
+// is written once, each file begins with the block, and the counters of a
+// file run 0, 1, 2, ... in the order of its lines. Level 0 keeps the log's
+// own lines out. Meanwhile the creation mask never changes, and the modes of
+// what the log makes do not depend on it.
+TEST_P(LogStressTest, EveryLineOnceBlockFirstCountersInLineOrder)
+{
+  const StressCase &c = GetParam();
+  const mode_t modeOld = umask(027);
+  std::multiset<std::string> setExpected;
+  for (int ii = 0; ii < c.iThreads; ii++)
+  {
+    for (int jj = 0; jj < c.iLines; jj++)
+    {
+      setExpected.insert("thread " + std::to_string(ii) + " line " + std::to_string(jj));
+    }
+  }
+  std::set<std::string> setMask;
+  for (int iRound = 0; iRound < c.iRounds && !HasFailure(); iRound++)
+  {
+    ostest::TempDir tempdir;
+    const std::string strDebugDir = tempdir / "debug";
+    ostest::ScopedEnv envDebugDir("QRB_DEBUGDIR", c.blDebugDir ? strDebugDir.c_str() : nullptr);
+    m_strLog = tempdir / "first.log";
+    Make(0);
+    std::atomic<int> iStarted{0};
+    std::atomic<int> iRunning{c.iThreads};
+    std::vector<std::thread> vecThread;
+    for (int ii = 0; ii < c.iThreads; ii++)
+    {
+      vecThread.emplace_back(
+          [&, ii]
+          {
+            for (iStarted++; iStarted < c.iThreads;)
+            {
+              std::this_thread::yield();
+            }
+            for (int jj = 0; jj < c.iLines; jj++)
+            {
+              if (ii == 0 && c.blSetup && jj == c.iLines / 2)
+              {
+                Setup(tempdir / "second.log", 0);
+              }
+              g_poslog->Message("t.cpp", jj, EOSLOGFLAG_INFO, "thread %d line %d", ii, jj);
+            }
+            iRunning--;
+          });
+    }
+    while (iRunning > 0)
+    {
+      setMask.insert(CreationMask());
+    }
+    for (std::thread &thread : vecThread)
+    {
+      thread.join();
+    }
+    std::multiset<std::string> setWritten;
+    const Texts vecFiles = FilesIn(c.blDebugDir ? strDebugDir : tempdir.Path());
+    ASSERT_FALSE(vecFiles.empty());
+    ASSERT_LE(vecFiles.size(), c.blSetup ? 2u : 1u);
+    for (const std::string &strFile : vecFiles)
+    {
+      EXPECT_TRUE(c.blDebugDir ? TimeNamed(strFile, strDebugDir + "/")
+                               : (strFile == m_strLog || strFile == tempdir / "second.log"))
+          << strFile;
+      EXPECT_EQ(0666u, ModeOf(strFile));
+      std::vector<LogLine> vec = Lines(strFile);
+      ASSERT_GE(vec.size(), 4u);
+      EXPECT_EQ(0u, vec[0].strText.find("### (")) << strFile;
+      for (size_t ii = 0; ii < vec.size(); ii++)
+      {
+        EXPECT_EQ(static_cast<long>(ii), vec[ii].lCounter) << strFile;
+        if (vec[ii].strText.compare(0, 4, "### ") != 0)
+        {
+          setWritten.insert(vec[ii].strText);
+        }
+      }
+    }
+    EXPECT_TRUE(setWritten == setExpected)
+        << "round " << iRound << ": " << setWritten.size() << " lines of " << setExpected.size();
+    if (c.blDebugDir)
+    {
+      EXPECT_TRUE(FilesIn(tempdir.Path()).empty());  // nothing at the given paths
+      EXPECT_EQ(0777u, ModeOf(strDebugDir));
+      EXPECT_EQ(0700u, ModeOf(tempdir.Path()));  // an existing directory is not widened
+    }
+    delete m_poslog;  // while its directory exists
+    m_poslog = nullptr;
+  }
+  EXPECT_EQ(027u, umask(modeOld));
+  EXPECT_EQ((std::set<std::string>{"0027"}), setMask);
+}
+
+INSTANTIATE_TEST_SUITE_P(Threads, LogStressTest,
+                         ::testing::Values(StressCase{"8x100", 8, 100, false, false, 50},
+                                           StressCase{"64x1", 64, 1, false, false, 50},
+                                           StressCase{"8x100DebugDir", 8, 100, true, false, 50},
+                                           StressCase{"64x1DebugDir", 64, 1, true, false, 50},
+                                           StressCase{"8x100Setup", 8, 100, false, true, 50},
+                                           StressCase{"64x1Setup", 64, 1, false, true, 50},
+                                           StressCase{"8x100DebugDirSetup", 8, 100, true, true, 50},
+                                           StressCase{"8x500DebugDir", 8, 500, true, false, 1}),
+                         [](const ::testing::TestParamInfo<StressCase> &a_info)
+                         { return a_info.param.szName; });
+
+// Control characters but tab are escaped, so that a message stays one line.
+// An over-long text is cut, before a whole escape; the formatter's report of
+// the cut re-enters the log and is dropped.
+TEST_F(LogTest, ControlCharactersAreEscapedAndOverlongTextIsCut)
 {
   Make(1);
-  Msg(EOSLOGFLAG_INFO, std::string(2 * 1048576, 'x'));
-  Msg(EOSLOGFLAG_INFO, "after");
-  std::string strFile = ostest::ReadFile(m_strLog);
-  std::vector<std::string> vecLines = ostest::SplitLines(strFile);
-  ASSERT_GE(vecLines.size(), 2u);
-  // The header, the cut text and CR LF fill the 1 MiB buffer but one byte.
-  EXPECT_EQ(1048576u - 3u, vecLines[vecLines.size() - 2].size());
-  EXPECT_EQ(std::string::npos, strFile.find("failed..."));
-  EXPECT_EQ("after", Messages().back());
+  Msg(EOSLOGFLAG_INFO, "a\nb\r\nc\x01\x1f\td\\n\x7f");
+  EXPECT_EQ((Texts{"a\\nb\\r\\nc\\x01\\x1f\td\\n\x7f"}), Messages());
+  for (char c : {'x', '\n'})
+  {
+    Msg(EOSLOGFLAG_INFO, std::string(2 * 1048576, c));
+    std::string strLast = ostest::SplitLines(ostest::ReadFile(m_strLog)).back();
+    LogLine logline;
+    ASSERT_TRUE(ParseLine(strLast, &logline));
+    // The header, the cut text and CR LF fill the 1 MiB buffer but one byte
+    // (or two, when an escape does not fit whole).
+    EXPECT_LE(1048576u - 3u - (c == '\n' ? 1u : 0u), strLast.size());
+    EXPECT_GE(1048576u - 3u, strLast.size());
+    EXPECT_EQ(std::string::npos, logline.strText.find_first_not_of(c == 'x' ? "x" : "\\n"));
+    EXPECT_EQ(0u, logline.strText.find(c == 'x' ? "x" : "\\n"));
+  }
+  EXPECT_EQ(std::string::npos, ostest::ReadFile(m_strLog).find("failed..."));
 }
 
 // ---- where the log goes --------------------------------------------------------
@@ -565,17 +666,6 @@ TEST_F(LogTest, NoPathMeansHopelessUntilSetupGivesOne)
   EXPECT_EQ(m_strLog, vec.data());
 }
 
-TEST_F(LogTest, DebugDirRedirectsANewLogIntoATimeNamedFile)
-{
-  std::string strDebugDir = m_tempdir / "dbg/deep";
-  ostest::ScopedEnv envDebugDir("QRB_DEBUGDIR", strDebugDir.c_str());
-  Make(1);
-  Msg(EOSLOGFLAG_INFO, "redirected");
-  EXPECT_TRUE(TimeNamed(Filename(), strDebugDir + "/")) << Filename();
-  EXPECT_EQ((Texts{"redirected"}), Messages(Filename()));
-  EXPECT_FALSE(ostest::FileExists(m_strLog));
-}
-
 TEST_F(LogTest, UnopenablePathMakesBackslashDirectoriesThenTurnsHopeless)
 {
   std::string strWork = EnterWorkDirectory();
@@ -623,6 +713,80 @@ TEST_F(LogTest, PathWithConversionsIsRetriedWithoutFormattingAnythingButALoneS)
   ASSERT_EQ(0, stat(strFallback.c_str(), &st));
   EXPECT_EQ(0666u, st.st_mode & 0777u);
   EXPECT_EQ(0, g_poslog->SetHopeless(0));
+}
+
+// What a user may leave at the log path in a directory that everyone may
+// write, and whether the log may write there.
+enum class Plant
+{
+  Link,          // to a file the writer could write
+  DanglingLink,  // to a name nobody has made
+  Fifo,          // without a reader: an open for writing would block
+  HardLink,      // a second name of a file elsewhere
+  OthersLog      // another user's own log file, with a single link
+};
+
+TEST_F(LogTest, PlantedLinksFifosAndHardLinksAreNeverWrittenThrough)
+{
+  if (geteuid() != 0)
+  {
+    GTEST_SKIP() << "needs the superuser to plant files of other users";
+  }
+  EnterWorkDirectory();                                 // the refused path's fallback makes directories here
+  ASSERT_EQ(0, chmod(m_tempdir.Path().c_str(), 0711));  // nobody may pass
+  struct
+  {
+    Plant plant;
+    bool blAsNobody;
+    bool blWritten;  // only another user's own log may be written
+  } c;
+  for (int iCase = 0; iCase < 10; iCase++)
+  {
+    c = {static_cast<Plant>(iCase % 5), iCase >= 5, iCase % 5 == static_cast<int>(Plant::OthersLog)};
+    SCOPED_TRACE(iCase);
+    const std::string strShared = m_tempdir / ("shared" + std::to_string(iCase));
+    const std::string strTarget = m_tempdir / ("target" + std::to_string(iCase));
+    const std::string strLogPath = strShared + "/x.log";
+    ASSERT_EQ(0, mkdir(strShared.c_str(), 0777));
+    ASSERT_EQ(0, chmod(strShared.c_str(), 0777));
+    if (c.plant != Plant::DanglingLink)
+    {
+      ASSERT_TRUE(ostest::WriteFile(strTarget, "untouched\n"));
+      ASSERT_EQ(0, chmod(strTarget.c_str(), 0666));
+    }
+    switch (c.plant)
+    {
+      case Plant::Link:
+      case Plant::DanglingLink:
+        ASSERT_EQ(0, symlink(strTarget.c_str(), strLogPath.c_str()));
+        break;
+      case Plant::Fifo:
+        ASSERT_EQ(0, mkfifo(strLogPath.c_str(), 0666));
+        break;
+      case Plant::HardLink:
+        ASSERT_EQ(0, link(strTarget.c_str(), strLogPath.c_str()));
+        break;
+      case Plant::OthersLog:
+        ASSERT_TRUE(ostest::WriteFile(strLogPath, ""));
+        ASSERT_EQ(0, chmod(strLogPath.c_str(), 0666));
+        ASSERT_EQ(0, chown(strLogPath.c_str(), c.blAsNobody ? 0 : 65534, c.blAsNobody ? 0 : 65534));
+        break;
+    }
+    Make(1, nullptr, strLogPath.c_str());
+    // The log turns hopeless unless it may write; the FIFO does not block.
+    auto fnAttempt = [&]
+    {
+      Msg(EOSLOGFLAG_ERROR, "planted");
+      return g_poslog->SetHopeless(0) == (c.blWritten ? 0 : 1);
+    };
+    EXPECT_TRUE(c.blAsNobody ? ostest::RunAsNobody(fnAttempt) : fnAttempt());
+    if (c.blWritten)
+    {
+      EXPECT_EQ(Texts{"planted"}, Messages(strLogPath));
+    }
+    EXPECT_EQ(c.plant == Plant::DanglingLink ? "" : "untouched\n", ostest::ReadFile(strTarget));
+    EXPECT_EQ(c.plant == Plant::DanglingLink, !ostest::FileExists(strTarget));
+  }
 }
 
 // ---- the general information block --------------------------------------------
