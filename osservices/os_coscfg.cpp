@@ -443,9 +443,9 @@ uint32_t CountEntries(const OsCfgLookup *a_poscfglookup)
 // A pointer printed in hexadecimal inside <tag>...</tag>, or 0.
 uintptr_t ArgumentPointer(const char *a_szArguments, const char *a_szTag)
 {
-  char szStart[64];
-  char szEnd[64];
-  char szValue[64];
+  char szStart[OS_SIZE_NAME];
+  char szEnd[OS_SIZE_NAME];
+  char szValue[OS_SIZE_NAME];
   COsString::SStrPrintf(szStart, sizeof(szStart), "<%s>", a_szTag);
   COsString::SStrPrintf(szEnd, sizeof(szEnd), "</%s>", a_szTag);
   if (!COsXml::GetContent(a_szArguments, szStart, szEnd, szValue, sizeof(szValue), false))

@@ -146,7 +146,7 @@ void COsCfgImpl::DumpInfo(FILE *a_pfile)
 // then the supported sizes and the JPEG tables.
 void COsCfgImpl::DumpTable(FILE *a_pfile)
 {
-  char szName[64];
+  char szName[OS_SIZE_NAME];
   WriteLine(a_pfile, "\r\n*** OS Library Items *************************************\r\n");
   WriteLine(a_pfile, "\r\nOS_CFGSECTION_MAIN\r\n");
   for (uint32_t u32Tag = 1; u32Tag <= OS_CFGTAG_SERVICENAME; u32Tag++)
@@ -185,8 +185,8 @@ void COsCfgImpl::DumpDynamic(FILE *a_pfile)
     return;
   }
   WriteLine(a_pfile, "\r\n*** Local Items *************************************\r\n");
-  char szSection[64];
-  char szTag[64];
+  char szSection[OS_SIZE_NAME];
+  char szTag[OS_SIZE_NAME];
   for (uint32_t u32Section = OS_CFGDYNAMIC_BASE + 1; u32Section < OS_CFGDYNAMIC_BASE + m_u32DynamicRows;
        u32Section++)
   {
@@ -271,7 +271,7 @@ void COsCfgImpl::DumpDirectories(FILE *a_pfile)
 
 EOSSTS COsCfgImpl::Dump(const char *a_szFolder)
 {
-  char szFolder[s_u32Path];
+  char szFolder[OS_SIZE_PATH];
   COsString::SStrCpy(szFolder, sizeof(szFolder),
                      a_szFolder ? a_szFolder : Get(OS_CFGSECTION_MAIN, OS_CFGTAG_LOGDIRECTORY));
   const EOSSTS eosstsCreate = COsFile::Create(szFolder, nullptr);
@@ -283,8 +283,8 @@ EOSSTS COsCfgImpl::Dump(const char *a_szFolder)
 
   // The file name: qrboscfg[_<real model>].txt in the folder, or a
   // time-stamped name in $QRB_OSCFGDIR.
-  char szFile[s_u32Path];
-  char szOsCfgDir[1024];
+  char szFile[OS_SIZE_PATH];
+  char szOsCfgDir[OS_SIZE_TEXT];
   if (COsCfg::GetEnv("QRB_OSCFGDIR", nullptr, sizeof(szOsCfgDir), szOsCfgDir) == EOSSTS_OK && szOsCfgDir[0])
   {
     OsTimeRecord ostimerecord;
@@ -297,7 +297,7 @@ EOSSTS COsCfgImpl::Dump(const char *a_szFolder)
   }
   else
   {
-    char szName[s_u32Path];
+    char szName[OS_SIZE_PATH];
     COsString::SStrCpy(szName, sizeof(szName), "qrboscfg");
     if (m_eoscfgentity == EOSCFGENTITY_UTILITY || m_eoscfgentity == EOSCFGENTITY_APPUTILITY)
     {

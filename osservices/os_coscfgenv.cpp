@@ -269,7 +269,7 @@ void COsCfg::GetModuleName(const void *a_pvAddress, char *a_szPath, uint32_t a_u
   }
   COsCfgImpl::CopyCut(a_szPath, a_u32Size, dlinfo.dli_fname);
   // A bare name is looked for as a path component followed by a suffix.
-  char szKey[512];
+  char szKey[OS_SIZE_PATH];
   if (dlinfo.dli_fname[0] != '/')
   {
     COsString::SStrPrintf(szKey, sizeof(szKey), "/%s.", dlinfo.dli_fname);

@@ -82,10 +82,10 @@ struct OsCfgSystemInfo
   bool blInitialised;
   uint32_t u32Platform;      // 3
   uint32_t u32Distribution;  // OS_CFGDISTRIBUTION_...
-  char szOsName[512];
-  char szKernelVersion[64];  // eight digits
-  char szOsVersion[64];      // a copy of the kernel version
-  char szBuildString[128];   // "0"
+  char szOsName[OS_SIZE_PATH];
+  char szKernelVersion[OS_SIZE_NAME];  // eight digits
+  char szOsVersion[OS_SIZE_NAME];      // a copy of the kernel version
+  char szBuildString[OS_SIZE_LABEL];   // "0"
   uint64_t u64TotalPhysical;
   uint64_t u64AvailPhysical;
   uint64_t u64TotalPageFile;
@@ -96,10 +96,10 @@ struct OsCfgSystemInfo
   uint32_t u32Processors;        // at least 1
   OsCfgProcessor *posprocessor;  // u32Processors + 1 records, kept for the process
   uint32_t u32PageSize;
-  char szUserName[128];
-  char szHostName[256];
-  char szVolumeDeviceId[512];
-  char szVolumeSerialNumber[128];
+  char szUserName[OS_SIZE_LABEL];
+  char szHostName[OS_SIZE_LINE];
+  char szVolumeDeviceId[OS_SIZE_PATH];
+  char szVolumeSerialNumber[OS_SIZE_LABEL];
 };
 
 // The maker's brand texts.
@@ -185,7 +185,6 @@ public:
   static void CopyCut(char *a_szDst, size_t a_sizetBytes, const char *a_szSrc);
 
 private:
-  static const uint32_t s_u32Path = 512;
 
   void GatherBrand();
   void SetDefaults();
@@ -211,7 +210,7 @@ private:
 
   // Identity.
   EOSCFGENTITY m_eoscfgentity;
-  char m_szUniqueName[128];
+  char m_szUniqueName[OS_SIZE_LABEL];
   bool m_blForceSetAccess;
   uint8_t m_u8VersionChanged;
   EOSSTS m_eosstsCreate;  // status of creating the log directory, 262 until tried
@@ -227,71 +226,71 @@ private:
   uint32_t m_u32DynamicColumns;
 
   // Program path: as given to the constructor, and as read from /proc.
-  char m_szProgramPath[s_u32Path];
-  char m_szProcExe[s_u32Path];
+  char m_szProgramPath[OS_SIZE_PATH];
+  char m_szProcExe[OS_SIZE_PATH];
 
   // Buffers behind the directory tags and file paths.
-  char m_szHomeName[s_u32Path];
-  char m_szDriverName[s_u32Path];
-  char m_szLocalLowDirectory[s_u32Path];
-  char m_szSetup001[s_u32Path];
-  char m_szRamScan[s_u32Path];
+  char m_szHomeName[OS_SIZE_PATH];
+  char m_szDriverName[OS_SIZE_PATH];
+  char m_szLocalLowDirectory[OS_SIZE_PATH];
+  char m_szSetup001[OS_SIZE_PATH];
+  char m_szRamScan[OS_SIZE_PATH];
 
   // The fields the dump lists, in its order.
-  char m_szSystemDirectory[s_u32Path];
-  char m_szHomeDirectory[s_u32Path];
-  char m_szLibraryPath[s_u32Path];
-  char m_szSharedRootWriteableDirectory[s_u32Path];
-  char m_szSharedRootCommonDirectory[s_u32Path];
-  char m_szSharedUserRootDirectory[s_u32Path];
-  char m_szSharedCommonDirectory[s_u32Path];
-  char m_szSharedDeviceDirectory[s_u32Path];
-  char m_szSharedUserDirectory[s_u32Path];
-  char m_szRootWriteableDirectory[s_u32Path];
-  char m_szRootCommonDirectory[s_u32Path];
-  char m_szUserRootDirectory[s_u32Path];
-  char m_szCommonDirectory[s_u32Path];
-  char m_szUserDirectory[s_u32Path];
-  char m_szDriverDirectory[s_u32Path];
-  char m_szLogDirectory[s_u32Path];
-  char m_szFwDirectory[s_u32Path];
-  char m_szOkapiDirectory[s_u32Path];
-  char m_szUiDirectory[s_u32Path];
-  char m_szTmpDirectory[s_u32Path];
-  char m_szSimulatorFilename[s_u32Path];
-  char m_szConfigFilenameConstIni[s_u32Path];
-  char m_szConfigFilename[s_u32Path];
-  char m_szSharedConfigFilenameConstIni[s_u32Path];
-  char m_szSharedConfigFilename[s_u32Path];
-  char m_szLogFilename[s_u32Path];
-  char m_szGuiFilename[s_u32Path];
-  char m_szDesktopDirectory[s_u32Path];
-  char m_szSharedDesktopDirectory[s_u32Path];
-  char m_szMultimediaDirectory[s_u32Path];
-  char m_szVirtualizedDirectory[s_u32Path];
-  char m_szApplication[s_u32Path];
-  char m_szFudge[s_u32Path];
-  char m_szRootDirectory[s_u32Path];
-  char m_szModelDirectory[s_u32Path];
-  char m_szModelDirectoryReal[s_u32Path];
-  char m_szProgramFileName[s_u32Path];
-  char m_szLibraryName[s_u32Path];
-  char m_szLogTimeStamp[64];
-  char m_szTmp[s_u32Path];
+  char m_szSystemDirectory[OS_SIZE_PATH];
+  char m_szHomeDirectory[OS_SIZE_PATH];
+  char m_szLibraryPath[OS_SIZE_PATH];
+  char m_szSharedRootWriteableDirectory[OS_SIZE_PATH];
+  char m_szSharedRootCommonDirectory[OS_SIZE_PATH];
+  char m_szSharedUserRootDirectory[OS_SIZE_PATH];
+  char m_szSharedCommonDirectory[OS_SIZE_PATH];
+  char m_szSharedDeviceDirectory[OS_SIZE_PATH];
+  char m_szSharedUserDirectory[OS_SIZE_PATH];
+  char m_szRootWriteableDirectory[OS_SIZE_PATH];
+  char m_szRootCommonDirectory[OS_SIZE_PATH];
+  char m_szUserRootDirectory[OS_SIZE_PATH];
+  char m_szCommonDirectory[OS_SIZE_PATH];
+  char m_szUserDirectory[OS_SIZE_PATH];
+  char m_szDriverDirectory[OS_SIZE_PATH];
+  char m_szLogDirectory[OS_SIZE_PATH];
+  char m_szFwDirectory[OS_SIZE_PATH];
+  char m_szOkapiDirectory[OS_SIZE_PATH];
+  char m_szUiDirectory[OS_SIZE_PATH];
+  char m_szTmpDirectory[OS_SIZE_PATH];
+  char m_szSimulatorFilename[OS_SIZE_PATH];
+  char m_szConfigFilenameConstIni[OS_SIZE_PATH];
+  char m_szConfigFilename[OS_SIZE_PATH];
+  char m_szSharedConfigFilenameConstIni[OS_SIZE_PATH];
+  char m_szSharedConfigFilename[OS_SIZE_PATH];
+  char m_szLogFilename[OS_SIZE_PATH];
+  char m_szGuiFilename[OS_SIZE_PATH];
+  char m_szDesktopDirectory[OS_SIZE_PATH];
+  char m_szSharedDesktopDirectory[OS_SIZE_PATH];
+  char m_szMultimediaDirectory[OS_SIZE_PATH];
+  char m_szVirtualizedDirectory[OS_SIZE_PATH];
+  char m_szApplication[OS_SIZE_PATH];
+  char m_szFudge[OS_SIZE_PATH];
+  char m_szRootDirectory[OS_SIZE_PATH];
+  char m_szModelDirectory[OS_SIZE_PATH];
+  char m_szModelDirectoryReal[OS_SIZE_PATH];
+  char m_szProgramFileName[OS_SIZE_PATH];
+  char m_szLibraryName[OS_SIZE_PATH];
+  char m_szLogTimeStamp[OS_SIZE_NAME];
+  char m_szTmp[OS_SIZE_PATH];
   char m_szFileData[65536 + 1];  // the configuration file's text, terminated
   char m_szUnitsBehavior[16];
   char m_szLogDebug[16];
-  char m_szLogFilter[128];
+  char m_szLogFilter[OS_SIZE_LABEL];
   char m_szDebugDisplayLength[16];
   char m_szForceSocketMonitorTimeout[16];
   char m_szForceUsbMonitorTimeout[16];
   char m_szUiTimeout[16];
-  char m_szCompanyName[128];
-  char m_szCompanyNameShort[64];
-  char m_szCopyright[256];
-  char m_szProductFamily[128];
-  char m_szProductName[128];
-  char m_szServiceName[128];
+  char m_szCompanyName[OS_SIZE_LABEL];
+  char m_szCompanyNameShort[OS_SIZE_NAME];
+  char m_szCopyright[OS_SIZE_LINE];
+  char m_szProductFamily[OS_SIZE_LABEL];
+  char m_szProductName[OS_SIZE_LABEL];
+  char m_szServiceName[OS_SIZE_LABEL];
 };
 
 #endif  // OS_COSCFGIMPL_H

@@ -328,8 +328,8 @@ void LoadVolume()
   }
   for (const char *szLine = szMounts; szLine; szLine = NextLine(szLine))
   {
-    char szDevice[256];
-    char szMountPoint[256];
+    char szDevice[OS_SIZE_LINE];
+    char szMountPoint[OS_SIZE_LINE];
     if (sscanf(szLine, "%255s %255s", szDevice, szMountPoint) == 2 && strcmp(szMountPoint, "/") == 0)
     {
       COsCfgImpl::CopyCut(s_oscfgsysteminfo.szVolumeDeviceId, sizeof(s_oscfgsysteminfo.szVolumeDeviceId),
@@ -348,7 +348,7 @@ void LoadVolume()
   }
   for (struct dirent *pdirent = readdir(pdir); pdirent; pdirent = readdir(pdir))
   {
-    char szLink[512];
+    char szLink[OS_SIZE_PATH];
     char szTarget[PATH_MAX];
     COsString::SStrPrintf(szLink, sizeof(szLink), "/dev/disk/by-uuid/%s", pdirent->d_name);
     if (pdirent->d_name[0] != '.' && realpath(szLink, szTarget) && strcmp(szTarget, szDevice) == 0)

@@ -300,7 +300,7 @@ EOSSTS COsCfgImpl::ReadProgramPath(char *a_szPath, uint32_t a_u32Size)
 // const_override.ini in the home directory when it exists, else const.ini.
 void COsCfgImpl::ComputeConfigFile()
 {
-  char szOverride[s_u32Path];
+  char szOverride[OS_SIZE_PATH];
   if (COsCfg::GetEnv("QRB_OVERRIDEINI", nullptr, sizeof(szOverride), szOverride) != EOSSTS_OK)
   {
     szOverride[0] = 0;
@@ -308,24 +308,24 @@ void COsCfgImpl::ComputeConfigFile()
   char *szFile = m_szConfigFilenameConstIni;
   if (szOverride[0] == '/')
   {
-    COsFile::PathSet(szFile, s_u32Path, szOverride);
+    COsFile::PathSet(szFile, OS_SIZE_PATH, szOverride);
   }
   else if (szOverride[0])
   {
-    COsFile::PathSet(szFile, s_u32Path, m_szHomeDirectory);
-    COsFile::PathAppend(szFile, s_u32Path, szOverride);
+    COsFile::PathSet(szFile, OS_SIZE_PATH, m_szHomeDirectory);
+    COsFile::PathAppend(szFile, OS_SIZE_PATH, szOverride);
   }
   else
   {
-    COsFile::PathSet(szFile, s_u32Path, m_szHomeDirectory);
-    COsFile::PathAppend(szFile, s_u32Path, "const_override.ini");
+    COsFile::PathSet(szFile, OS_SIZE_PATH, m_szHomeDirectory);
+    COsFile::PathAppend(szFile, OS_SIZE_PATH, "const_override.ini");
     if (!COsFile::Exists(szFile))
     {
-      COsFile::PathSet(szFile, s_u32Path, m_szHomeDirectory);
-      COsFile::PathAppend(szFile, s_u32Path, "const.ini");
+      COsFile::PathSet(szFile, OS_SIZE_PATH, m_szHomeDirectory);
+      COsFile::PathAppend(szFile, OS_SIZE_PATH, "const.ini");
     }
   }
-  COsString::SStrCpy(m_szSharedConfigFilenameConstIni, s_u32Path, szFile);
+  COsString::SStrCpy(m_szSharedConfigFilenameConstIni, OS_SIZE_PATH, szFile);
 }
 
 // The log directory may be made later by the log itself: a failure here is
@@ -353,15 +353,15 @@ void COsCfgImpl::CreateLogDirectory()
 // Joins a directory and a name into a path buffer.
 static void JoinPath(char *a_szPath, const char *a_szDirectory, const char *a_szName)
 {
-  COsFile::PathSet(a_szPath, 512, a_szDirectory);
-  COsFile::PathAppend(a_szPath, 512, a_szName);
+  COsFile::PathSet(a_szPath, OS_SIZE_PATH, a_szDirectory);
+  COsFile::PathAppend(a_szPath, OS_SIZE_PATH, a_szName);
 }
 
 EOSSTS COsCfgImpl::SetDirectories(char *a_szLogDirectory, uint32_t a_u32LogDirectorySize, char *a_szName,
                                   uint32_t a_u32NameSize, char *a_szCompany, uint32_t a_u32CompanySize,
                                   char *a_szRootPath, uint32_t a_u32RootPathSize)
 {
-  if (ReadProgramPath(m_szProgramFileName, s_u32Path) != EOSSTS_OK)
+  if (ReadProgramPath(m_szProgramFileName, OS_SIZE_PATH) != EOSSTS_OK)
   {
     return EOSSTS_FAIL;
   }
@@ -369,7 +369,7 @@ EOSSTS COsCfgImpl::SetDirectories(char *a_szLogDirectory, uint32_t a_u32LogDirec
   // Home: the program's directory, or its parent when that is "bin".
   uint32_t u32Length = 0;
   char *szName = nullptr;
-  COsString::SStrCpy(m_szHomeDirectory, s_u32Path, m_szProgramFileName);
+  COsString::SStrCpy(m_szHomeDirectory, OS_SIZE_PATH, m_szProgramFileName);
   COsFile::PathSplit(m_szHomeDirectory, &u32Length, &szName);
   m_szHomeDirectory[u32Length] = 0;
   COsFile::PathSplit(m_szHomeDirectory, &u32Length, &szName);
@@ -380,52 +380,52 @@ EOSSTS COsCfgImpl::SetDirectories(char *a_szLogDirectory, uint32_t a_u32LogDirec
   }
   if (!m_szHomeDirectory[0])
   {
-    COsString::SStrCpy(m_szHomeDirectory, s_u32Path, "/");
+    COsString::SStrCpy(m_szHomeDirectory, OS_SIZE_PATH, "/");
   }
-  COsString::SStrCpy(m_szHomeName, s_u32Path, szName);
-  COsString::SStrCpy(m_szModelDirectory, s_u32Path, m_szHomeName);
-  COsString::SStrCpy(m_szModelDirectoryReal, s_u32Path, m_szHomeName);
+  COsString::SStrCpy(m_szHomeName, OS_SIZE_PATH, szName);
+  COsString::SStrCpy(m_szModelDirectory, OS_SIZE_PATH, m_szHomeName);
+  COsString::SStrCpy(m_szModelDirectoryReal, OS_SIZE_PATH, m_szHomeName);
 
   // Root: $QRB_SHGETFOLDERPATH, else the home directory.
-  char szRoot[s_u32Path];
+  char szRoot[OS_SIZE_PATH];
   if (COsCfg::GetEnv("QRB_SHGETFOLDERPATH", nullptr, sizeof(szRoot), szRoot) != EOSSTS_OK || !szRoot[0])
   {
     COsString::SStrCpy(szRoot, sizeof(szRoot), m_szHomeDirectory);
   }
-  COsFile::PathSet(m_szRootDirectory, s_u32Path, szRoot);
-  COsString::SStrCpy(m_szRootWriteableDirectory, s_u32Path, m_szRootDirectory);
-  COsString::SStrCpy(m_szSharedRootWriteableDirectory, s_u32Path, m_szRootDirectory);
-  COsString::SStrCpy(m_szRootCommonDirectory, s_u32Path, m_szRootDirectory);
-  COsString::SStrCpy(m_szSharedRootCommonDirectory, s_u32Path, m_szRootDirectory);
-  COsString::SStrCpy(m_szLocalLowDirectory, s_u32Path, m_szRootDirectory);
+  COsFile::PathSet(m_szRootDirectory, OS_SIZE_PATH, szRoot);
+  COsString::SStrCpy(m_szRootWriteableDirectory, OS_SIZE_PATH, m_szRootDirectory);
+  COsString::SStrCpy(m_szSharedRootWriteableDirectory, OS_SIZE_PATH, m_szRootDirectory);
+  COsString::SStrCpy(m_szRootCommonDirectory, OS_SIZE_PATH, m_szRootDirectory);
+  COsString::SStrCpy(m_szSharedRootCommonDirectory, OS_SIZE_PATH, m_szRootDirectory);
+  COsString::SStrCpy(m_szLocalLowDirectory, OS_SIZE_PATH, m_szRootDirectory);
 
   JoinPath(m_szCommonDirectory, m_szRootDirectory, "common");
-  COsString::SStrCpy(m_szSharedCommonDirectory, s_u32Path, m_szCommonDirectory);
+  COsString::SStrCpy(m_szSharedCommonDirectory, OS_SIZE_PATH, m_szCommonDirectory);
   JoinPath(m_szUserDirectory, m_szRootDirectory, "user");
-  COsString::SStrCpy(m_szUserRootDirectory, s_u32Path, m_szUserDirectory);
-  COsString::SStrCpy(m_szSharedUserRootDirectory, s_u32Path, m_szUserDirectory);
-  COsString::SStrCpy(m_szSharedUserDirectory, s_u32Path, m_szUserDirectory);
+  COsString::SStrCpy(m_szUserRootDirectory, OS_SIZE_PATH, m_szUserDirectory);
+  COsString::SStrCpy(m_szSharedUserRootDirectory, OS_SIZE_PATH, m_szUserDirectory);
+  COsString::SStrCpy(m_szSharedUserDirectory, OS_SIZE_PATH, m_szUserDirectory);
   JoinPath(m_szSharedDeviceDirectory, m_szRootDirectory, "device");
   JoinPath(m_szMultimediaDirectory, m_szRootDirectory, "multimedia");
   JoinPath(m_szLogDirectory, m_szRootDirectory, "log");
   JoinPath(m_szOkapiDirectory, m_szLogDirectory, "okapi");
 
-  COsString::SStrCpy(m_szDriverName, s_u32Path, m_szUniqueName);
-  COsString::SStrCpy(m_szSystemDirectory, s_u32Path, "/usr/lib");
-  if (COsCfg::GetEnv("TMPDIR", "/tmp", s_u32Path, m_szTmpDirectory) != EOSSTS_OK || !m_szTmpDirectory[0])
+  COsString::SStrCpy(m_szDriverName, OS_SIZE_PATH, m_szUniqueName);
+  COsString::SStrCpy(m_szSystemDirectory, OS_SIZE_PATH, "/usr/lib");
+  if (COsCfg::GetEnv("TMPDIR", "/tmp", OS_SIZE_PATH, m_szTmpDirectory) != EOSSTS_OK || !m_szTmpDirectory[0])
   {
-    COsString::SStrCpy(m_szTmpDirectory, s_u32Path, "/tmp");
+    COsString::SStrCpy(m_szTmpDirectory, OS_SIZE_PATH, "/tmp");
   }
-  char szHome[s_u32Path];
+  char szHome[OS_SIZE_PATH];
   m_szDesktopDirectory[0] = 0;
   if (COsCfg::GetEnv("HOME", nullptr, sizeof(szHome), szHome) == EOSSTS_OK && szHome[0])
   {
     JoinPath(m_szDesktopDirectory, szHome, "Desktop");
   }
-  COsString::SStrCpy(m_szSharedDesktopDirectory, s_u32Path, m_szDesktopDirectory);
+  COsString::SStrCpy(m_szSharedDesktopDirectory, OS_SIZE_PATH, m_szDesktopDirectory);
 
   ComputeConfigFile();
-  char szLogName[s_u32Path];
+  char szLogName[OS_SIZE_PATH];
   COsString::SStrPrintf(szLogName, sizeof(szLogName), "%s.log", m_szUniqueName);
   JoinPath(m_szLogFilename, m_szLogDirectory, szLogName);
   CreateLogDirectory();
@@ -675,7 +675,7 @@ void COsCfgImpl::EntityFile(uint32_t a_u32Tag, char *a_szBuffer, const char *a_s
   const char *szValue = Get(OS_CFGSECTION_MAIN, a_u32Tag);
   if (szValue[0])
   {
-    COsFile::PathSet(a_szBuffer, s_u32Path, szValue);
+    COsFile::PathSet(a_szBuffer, OS_SIZE_PATH, szValue);
   }
   else
   {
@@ -705,11 +705,11 @@ void COsCfgImpl::SetPerInstallationFiles()
 
 void COsCfgImpl::IdentifyProgram()
 {
-  char szLink[64];
+  char szLink[OS_SIZE_NAME];
   COsString::SStrPrintf(szLink, sizeof(szLink), "/proc/%llu/exe", static_cast<unsigned long long>(getpid()));
   const ssize_t sszRead = readlink(szLink, m_szProcExe, sizeof(m_szProcExe) - 1);
   m_szProcExe[sszRead > 0 ? sszRead : 0] = 0;
-  COsFile::PathSet(m_szApplication, s_u32Path, m_szProgramPath[0] ? m_szProgramPath : m_szProcExe);
+  COsFile::PathSet(m_szApplication, OS_SIZE_PATH, m_szProgramPath[0] ? m_szProgramPath : m_szProcExe);
 
   // Program-name flags from a lower-case copy of the file name.
   char *szName = nullptr;
@@ -732,7 +732,7 @@ void COsCfgImpl::IdentifyProgram()
   if (szForce[0])
   {
     OSCFGLOGDBG("Real program is...<%s>", m_szApplication);
-    COsFile::PathSet(m_szApplication, s_u32Path, szForce);
+    COsFile::PathSet(m_szApplication, OS_SIZE_PATH, szForce);
   }
   OSCFGLOGDBG("Program is...<%s>", m_szApplication);
   m_aszTable[OS_CFGSECTION_MAIN][OS_CFGTAG_APPLICATION] = m_szApplication;

@@ -24,7 +24,6 @@
 namespace
 {
 
-const uint32_t kPathSize = 512;
 const uint32_t kPrintBufferSize = 65536;
 const int kMaxComponents = 64;
 
@@ -40,7 +39,7 @@ bool s_blFirstConstruction = true;
 // Trace file of Create, read once from QRB_TRACE_COSFILE_CREATE.
 OSSPINLOCK s_spinlockTrace = 0;
 std::atomic<bool> s_blTraceRead(false);
-char s_szTraceFile[kPathSize];
+char s_szTraceFile[OS_SIZE_PATH];
 
 // Status of a failed open or lock, from errno.
 EOSSTS StatusFromOpenErrno(int a_iErrno)
@@ -119,7 +118,7 @@ int OpenForReading(const char *a_szFilename)
 // file (see OsFileOpenWriteAt).
 int OpenForWriting(const char *a_szFilename, int a_iFlags)
 {
-  char szPath[kPathSize];
+  char szPath[OS_SIZE_PATH];
   char *szName = nullptr;
   OsFileWalk walkParent;
   if (snprintf(szPath, sizeof(szPath), "%s", a_szFilename) >= static_cast<int>(sizeof(szPath)))
@@ -224,7 +223,7 @@ private:
   void ApplyRootPathMode(const char *a_szFilename);
   void StoreName(const char *a_szFilename);
 
-  char m_szFileName[kPathSize];
+  char m_szFileName[OS_SIZE_PATH];
   bool m_blRefused;  // the last open was refused (link, non-regular, another user's file)
   uint32_t m_u32PrintBufferSize;
   char *m_szPrintBuffer;
@@ -368,7 +367,7 @@ void COsFileImpl::ApplyRootPathMode(const char *a_szFilename)
   if ((fd >= 0) && !fstat(fd, &statFile) && S_ISREG(statFile.st_mode) && (statFile.st_nlink == 1) &&
       (statFile.st_uid == geteuid()))
   {
-    char szDescriptor[64];
+    char szDescriptor[OS_SIZE_NAME];
     snprintf(szDescriptor, sizeof(szDescriptor), "/proc/self/fd/%d", fd);
     (void)chmod(szDescriptor, mode);
   }
@@ -542,7 +541,7 @@ EOSSTS COsFile::Create(const char *a_szDirectory, const void *a_pvAttributes)
   else
   {
     OSLOGDBG("Creating directory...<%s>", a_szDirectory);
-    char szPath[kPathSize];
+    char szPath[OS_SIZE_PATH];
     PathSet(szPath, sizeof(szPath), a_szDirectory);
     // Leading '.' and '/' belong to the first component; a path of nothing
     // else already exists.

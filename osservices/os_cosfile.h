@@ -80,16 +80,16 @@ enum : uint32_t
 // zeroed before first use; FindClose closes the stream and zeroes it again.
 struct OsFileInfo
 {
-  char szName[512];                 // entry name as the directory gives it
-  char szNameLower[512];            // the same, folded to lower case
-  char szFullPath[512];             // absolute path of the entry
+  char szName[OS_SIZE_PATH];               // entry name as the directory gives it
+  char szNameLower[OS_SIZE_PATH];          // the same, folded to lower case
+  char szFullPath[OS_SIZE_PATH];           // absolute path of the entry
   uint32_t u32Size;                 // size in bytes (low 32 bits)
   EOSFILETYPE eosfiletype;          // 1 directory, 2 file, 3 other
   EOSFILEACCESS eosfileaccess;      // 3 when any write bit (0222) is set, else 1
   OsTimeRecord ostimerecordAccess;  // last access, UTC
   OsTimeRecord ostimerecordWrite;   // last modification, UTC
   void *pvDirectory;                // open stream of a wildcard search, or null
-  char szPattern[512];              // wildcard part of a wildcard search
+  char szPattern[OS_SIZE_PATH];            // wildcard part of a wildcard search
 };
 
 // The record CopyDirectory hands its callback for each entry. The fields are

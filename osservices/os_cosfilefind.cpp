@@ -22,7 +22,6 @@
 namespace
 {
 
-const uint32_t kPathSize = 512;
 
 EOSFILETYPE TypeFromMode(mode_t a_mode)
 {
@@ -119,7 +118,7 @@ const char *NextMatch(OsFileInfo *a_posfileinfo, size_t a_sizetDirectoryLength)
     {
       continue;
     }
-    if (a_sizetDirectoryLength + 1 + strlen(szName) >= kPathSize)
+    if (a_sizetDirectoryLength + 1 + strlen(szName) >= OS_SIZE_PATH)
     {
       OSLOGDBG("path too long...<%s/%s>", a_posfileinfo->szFullPath, szName);
       continue;
@@ -155,7 +154,7 @@ EOSSTS FindOne(const char *a_szFilename, OsFileInfo *a_posfileinfo)
 // against the last component.
 EOSSTS FindPattern(const char *a_szFilename, OsFileInfo *a_posfileinfo)
 {
-  char szDirectory[kPathSize] = ".";
+  char szDirectory[OS_SIZE_PATH] = ".";
   const char *szPattern = a_szFilename;
   const char *szSlash = strrchr(a_szFilename, '/');
   if (szSlash)

@@ -19,7 +19,6 @@
 namespace
 {
 
-const uint32_t kPathSize = 512;
 
 bool IsSeparator(char a_c)
 {

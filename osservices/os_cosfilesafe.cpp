@@ -471,7 +471,7 @@ mode_t OsFileCreationMask()
 {
   mode_t mode = 022;
   FILE *pfile = fopen("/proc/self/status", "re");
-  char szLine[256];
+  char szLine[OS_SIZE_LINE];
   while (pfile && fgets(szLine, sizeof(szLine), pfile))
   {
     if (!strncmp(szLine, "Umask:", 6))

@@ -21,6 +21,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "os_types.h"
+
 // The trust rule: whether a symbolic link (its own lstat) may be followed.
 bool OsFileTrustedLink(const struct stat &a_stat);
 
@@ -40,7 +42,7 @@ enum : unsigned
 struct OsFileWalk
 {
   int fd;
-  char szPhysical[1024];
+  char szPhysical[OS_SIZE_TEXT];
   int iLinks;
   bool blRefused;  // an untrusted link stopped the walk
 };

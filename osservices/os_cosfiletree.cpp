@@ -37,7 +37,6 @@
 namespace
 {
 
-const uint32_t kPathSize = 512;
 const size_t kCopyBufferSize = 2097152;
 const int kMaxCopyDepth = 64;
 const uint32_t kMaxCopyDirectories = 65536;
@@ -328,8 +327,8 @@ struct CopyLevel
 {
   CopyLevel *poscopylevelParent;
   OsFileWalk walkSource;     // the source directory (fd -1: nothing to copy)
-  char szSource[kPathSize];  // its physical path
-  char szDestination[kPathSize];
+  char szSource[OS_SIZE_PATH];  // its physical path
+  char szDestination[OS_SIZE_PATH];
   OsFileWalk walkDestination;  // fd -1 until made
   bool blDestinationTried;
   PFNOSFILECOPYDIRECTORY pfncallback;
@@ -340,8 +339,8 @@ struct CopyLevel
 struct CopyEntry
 {
   const char *szName;
-  char szSource[kPathSize];  // path in the tree, as the callback sees it
-  char szTarget[kPathSize];
+  char szSource[OS_SIZE_PATH];  // path in the tree, as the callback sees it
+  char szTarget[OS_SIZE_PATH];
 };
 
 void Keep(CopyWalk &a_walk, EOSSTS a_eossts)
@@ -370,13 +369,13 @@ bool JoinPath(CopyWalk &a_walk, char *a_szOut, const char *a_szDirectory, const 
 {
   size_t sizetDirectory = strlen(a_szDirectory);
   bool blSlash = !sizetDirectory || (a_szDirectory[sizetDirectory - 1] != '/');
-  if (sizetDirectory + (blSlash ? 1 : 0) + strlen(a_szName) >= kPathSize)
+  if (sizetDirectory + (blSlash ? 1 : 0) + strlen(a_szName) >= OS_SIZE_PATH)
   {
     OSLOG(EOSLOGFLAG_ERROR, "Path too long, not copied...<%s/%s>", a_szDirectory, a_szName);
     Keep(a_walk, EOSSTS_NOFIT);
     return false;
   }
-  snprintf(a_szOut, kPathSize, "%s%s%s", a_szDirectory, blSlash ? "/" : "", a_szName);
+  snprintf(a_szOut, OS_SIZE_PATH, "%s%s%s", a_szDirectory, blSlash ? "/" : "", a_szName);
   return true;
 }
 

@@ -335,8 +335,8 @@ struct OsLogSlot
   int iErrno;
   OsTimeRecord ostimerecord;
   int iFd;
-  char szSource[512];
-  char szScratch[512];
+  char szSource[OS_SIZE_PATH];
+  char szScratch[OS_SIZE_PATH];
 };
 
 class COsLogImpl
@@ -375,7 +375,7 @@ public:
   bool m_blKeepOld;
   volatile int m_iFlushing;
   volatile int m_iHopeless;
-  char m_szLogFile[512];
+  char m_szLogFile[OS_SIZE_PATH];
 
 private:
   void TakeOutSwitches(bool a_blSetup);
@@ -419,10 +419,10 @@ private:
   volatile int m_iGeneralInfoPending;
   volatile int32_t m_i32Counter;
   const char *m_aszFilterWord[OSLOG_FILTERWORDS + 1];
-  char m_szFilter[128];
-  char m_szFilterExpanded[128];
-  char m_szName[64];
-  char m_szLastFile[512];  // the file the last line went to
+  char m_szFilter[OS_SIZE_LABEL];
+  char m_szFilterExpanded[OS_SIZE_LABEL];
+  char m_szName[OS_SIZE_NAME];
+  char m_szLastFile[OS_SIZE_PATH];  // the file the last line went to
   OsLogSlot m_aoslogslot[OSLOG_SLOTS];
 };
 
@@ -499,7 +499,7 @@ void COsLogImpl::PathFromConstructor(const char *a_szLogFile)
     LogCopy(m_szLogFile, sizeof(m_szLogFile), a_szLogFile);
     return;
   }
-  char szVariable[512];
+  char szVariable[OS_SIZE_PATH];
   LogCopy(szVariable, sizeof(szVariable), a_szLogFile + 1);
   size_t sizeVariable = static_cast<size_t>(szLastAt - (a_szLogFile + 1));
   szVariable[sizeVariable < sizeof(szVariable) ? sizeVariable : sizeof(szVariable) - 1] = '\0';
@@ -517,7 +517,7 @@ void COsLogImpl::PathFromConstructor(const char *a_szLogFile)
   {
     *szDot = '\0';
   }
-  char szProgram[256];
+  char szProgram[OS_SIZE_LINE];
   LogProgramName(szProgram, sizeof(szProgram));
   size_t sizeLen = strlen(m_szLogFile);
   LogFormat(m_szLogFile + sizeLen, sizeof(m_szLogFile) - sizeLen, "_%s.log", szProgram);
@@ -541,7 +541,7 @@ bool COsLogImpl::PathFromSetup(char *a_szLogFile, char *a_szPath, size_t a_sizeP
   }
   else
   {
-    char szVariable[512];
+    char szVariable[OS_SIZE_PATH];
     LogCopy(szVariable, sizeof(szVariable), a_szLogFile + 1);
     *szLastAt = '\0';
     const char *szDirectory = getenv(szVariable);
@@ -582,7 +582,7 @@ void COsLogImpl::SetFilter(const char *a_szFilter, bool a_blExpand)
   }
   else
   {
-    char szWork[512];
+    char szWork[OS_SIZE_PATH];
     char *szSave = nullptr;
     LogCopy(szWork, sizeof(szWork), szFilter);
     m_szFilterExpanded[0] = '\0';
@@ -1205,8 +1205,8 @@ void COsLogImpl::ConfigVersion(char *a_szVersion, uint32_t a_u32Size)
 // "versioncfg=... versionresource=... versionsimple=..." for a module file.
 void COsLogImpl::CatVersions(char *a_szLine, const char *a_szConfigVersion, const char *a_szFile)
 {
-  char szVersion[64];
-  char szSimple[64];
+  char szVersion[OS_SIZE_NAME];
+  char szSimple[OS_SIZE_NAME];
   if (COsResource::GetVersion(a_szFile, szVersion, sizeof(szVersion), "VERSION", true) != EOSSTS_OK ||
       !szVersion[0])
   {
@@ -1225,8 +1225,8 @@ void COsLogImpl::CatVersions(char *a_szLine, const char *a_szConfigVersion, cons
 // versions; inside a library the resources are read from that program file.
 void COsLogImpl::AppInfoLine(char *a_szLine)
 {
-  char szPath[64];
-  char szCommand[512] = "";
+  char szPath[OS_SIZE_NAME];
+  char szCommand[OS_SIZE_PATH] = "";
   LogFormat(szPath, sizeof(szPath), "/proc/%llu/cmdline",
             static_cast<unsigned long long>(COsThread::GetProcessId()));
   int iFd = open(szPath, O_RDONLY | O_CLOEXEC);
@@ -1237,7 +1237,7 @@ void COsLogImpl::AppInfoLine(char *a_szLine)
     close(iFd);
   }
   bool blLibrary = COsCfg::IsLibrary();
-  char szConfigVersion[64];
+  char szConfigVersion[OS_SIZE_NAME];
   if (blLibrary)
   {
     LogSStrPrintf(szConfigVersion, sizeof(szConfigVersion), "%s", "(none)");
@@ -1258,10 +1258,10 @@ void COsLogImpl::DllInfoLine(char *a_szLine)
   {
     return;
   }
-  char szModule[512];
+  char szModule[OS_SIZE_PATH];
   COsCfg::GetModuleName(reinterpret_cast<const void *>(g_oscfglocatorfunction), szModule, sizeof(szModule),
                         false);
-  char szConfigVersion[64];
+  char szConfigVersion[OS_SIZE_NAME];
   ConfigVersion(szConfigVersion, sizeof(szConfigVersion));
   LogSStrPrintf(a_szLine, OSLOG_LINESIZE, "### dllInfo <%s> ", szModule);
   CatVersions(a_szLine, szConfigVersion, szModule);

@@ -101,7 +101,7 @@ struct OsMemRecord
   uint32_t u32View;
   FILE *pfile;
   uint32_t u32Flags;
-  char szPath[512];
+  char szPath[OS_SIZE_PATH];
 };
 
 class COsMemImpl
@@ -419,7 +419,7 @@ void COsMemImpl::DumpSystem(const char *a_szName)
   char szSuffix[32];
   snprintf(szSuffix, sizeof(szSuffix), "_%02d%02d%02d%03d", tmNow.tm_hour, tmNow.tm_min, tmNow.tm_sec,
            static_cast<int>(tv.tv_usec / 1000));
-  char szName[512];
+  char szName[OS_SIZE_PATH];
   const char *szExtension = a_szName ? strrchr(a_szName, '.') : nullptr;
   if (!a_szName)
   {
@@ -435,7 +435,7 @@ void COsMemImpl::DumpSystem(const char *a_szName)
              szExtension);
   }
   const char *szDirectory = LogDirectory();
-  char szPath[1024];
+  char szPath[OS_SIZE_TEXT];
   snprintf(szPath, sizeof(szPath), "%s%s%s", szDirectory, *szDirectory ? "/" : "", szName);
   // Created like a file of the file object, never through a link or into a
   // FIFO; pmap writes to the descriptor, so no shell opens the path again.

@@ -27,7 +27,6 @@
 namespace
 {
 
-constexpr uint32_t s_u32PathSize = 512;
 constexpr uint32_t s_u32MarkerLength = 9;
 // Entry of the first block appended, as a signed index for downward walks.
 constexpr int s_iFirstEntry = OS_RESOURCE_FIRSTENTRY;
@@ -334,7 +333,7 @@ EOSSTS COsResourceImpl::Open(const char *a_szFile, const char *a_szName)
     return EOSSTS_BADARG;
   }
   FindClose();
-  char szPath[s_u32PathSize];
+  char szPath[OS_SIZE_PATH];
   ResolvePath(a_szFile, szPath, sizeof(szPath));
   EOSSTS eossts = LoadTable(szPath, a_szName);
   if (eossts != EOSSTS_OK)
@@ -388,7 +387,7 @@ EOSSTS COsResourceImpl::FindFirst(const char *a_szFile, OsResourceInfo *a_posres
     return EOSSTS_BADARG;
   }
   FindClose();
-  char szPath[s_u32PathSize];
+  char szPath[OS_SIZE_PATH];
   ResolvePath(a_szFile, szPath, sizeof(szPath));
   EOSSTS eossts = LoadTable(szPath, "");
   if (eossts != EOSSTS_OK)
@@ -632,7 +631,7 @@ bool WriteResourceFile(const OsResourceFile &a_osresourcefile, const uint8_t *a_
 EOSSTS ReplaceFile(const char *a_szFile, const OsResourceFile &a_osresourcefile, const uint8_t *a_pu8Table,
                    int a_iNewIndex, const void *a_pvData)
 {
-  char szTemp[s_u32PathSize + 32];
+  char szTemp[OS_SIZE_PATH + 32];
   if (COsString::SStrPrintf(szTemp, sizeof(szTemp), "%s.osresource.XXXXXX", a_szFile) < 0)
   {
     return EOSSTS_BADARG;
@@ -690,7 +689,7 @@ EOSSTS CheckUpdateArguments(const char *a_szFile, const char *a_szName, EOSRESOU
           static_cast<const void *>(a_szName), a_pvData);
     return EOSSTS_BADARG;
   }
-  if (strlen(a_szName) >= OS_RESOURCE_NAMESIZE || strlen(a_szFile) >= s_u32PathSize)
+  if (strlen(a_szName) >= OS_RESOURCE_NAMESIZE || strlen(a_szFile) >= OS_SIZE_PATH)
   {
     OSLOG(EOSLOGFLAG_ASSERT, "name too long...<%s>", a_szName);
     return EOSSTS_BADARG;
@@ -770,7 +769,7 @@ EOSSTS RunCommand(const char *a_szCommand, char *a_szOutput, uint32_t a_u32Size)
   }
   a_szOutput[sizetUsed] = 0;
   // Drain what did not fit, so the command is not killed by a broken pipe.
-  char szDrain[256];
+  char szDrain[OS_SIZE_LINE];
   while (fread(szDrain, 1, sizeof(szDrain), pfile) > 0)
   {
   }
@@ -849,14 +848,14 @@ EOSSTS COsResource::GetVersionInfo(const char *a_szFile, char *a_szVersion, uint
     return EOSSTS_BADARG;
   }
   memset(a_szVersion, 0, a_u32Size);
-  char szPath[s_u32PathSize];
+  char szPath[OS_SIZE_PATH];
   ResolvePath(a_szFile, szPath, sizeof(szPath));
   if (!PathIsShellSafe(szPath))
   {
     OSLOG(EOSLOGFLAG_ASSERT, "path not usable on a command line...<%s>", szPath);
     return EOSSTS_BADARG;
   }
-  char szCommand[s_u32PathSize + 64];
+  char szCommand[OS_SIZE_PATH + 64];
   std::unique_ptr<char[]> szOutput(new (std::nothrow) char[s_u32CommandOutput]);
   if (!szOutput)
   {

@@ -43,7 +43,6 @@ namespace
 
 // Buffer sizes of the runtime's texts.
 constexpr uint32_t OS_SVC_NAMESIZE = 64;
-constexpr uint32_t OS_SVC_PATHSIZE = 512;
 constexpr uint32_t OS_SVC_BLOCKSIZE = 2048;
 constexpr uint32_t OS_SVC_ENVNAMESIZE = 128;
 
@@ -60,10 +59,10 @@ const char s_szUtilityName[] = "isis";
 char s_szUniqueName[OS_SVC_NAMESIZE];
 char s_szUniqueNameCaller[OS_SVC_NAMESIZE];
 char s_szOsServicesArguments[OS_SVC_BLOCKSIZE];
-char s_szWriteableRootPath[OS_SVC_PATHSIZE];
+char s_szWriteableRootPath[OS_SIZE_PATH];
 // The log path stored into the configuration by OsServicesSetArguments (the
 // table keeps the pointer, so the text must outlive the call).
-char s_szCfgLogPath[OS_SVC_PATHSIZE];
+char s_szCfgLogPath[OS_SIZE_PATH];
 bool s_blTopMostInvocation;
 bool s_blNonOsWithoutConstIni;
 // Guards the publication of the block: the environment is process-wide.
@@ -87,9 +86,9 @@ struct OsServicesStartup
   EOSMEMMETHOD eosmemmethod;
   bool blForceSetAccess;
   OsCfgVersion oscfgversion;
-  char szLogFile[OS_SVC_PATHSIZE];
-  char szLogFilter[OS_SVC_PATHSIZE];
-  char szApplication[OS_SVC_PATHSIZE];
+  char szLogFile[OS_SIZE_PATH];
+  char szLogFilter[OS_SIZE_PATH];
+  char szApplication[OS_SIZE_PATH];
   char szHomeName[OS_SVC_NAMESIZE];
 };
 
@@ -182,10 +181,10 @@ EOSCFGENTITY EntityFromText(const char *a_szEntity)
 // cut where "wia.dll" begins (unless that is its start) and at its first ".".
 void UniqueNameFromModule()
 {
-  char szModule[OS_SVC_PATHSIZE];
+  char szModule[OS_SIZE_PATH];
   COsCfg::GetModuleName(reinterpret_cast<const void *>(&OsServicesStart), szModule, sizeof(szModule), true);
   const char *szSlash = strrchr(szModule, '/');
-  char szName[OS_SVC_PATHSIZE];
+  char szName[OS_SIZE_PATH];
   COsString::SStrCpy(szName, sizeof(szName), szSlash ? szSlash + 1 : szModule);
   for (char *sz = szName; *sz; sz++)
   {
@@ -211,7 +210,7 @@ void UniqueNameFromModule()
 // Version fields: present only when the description has a <version> tag.
 void ReadVersion(OsCfgVersion *a_poscfgversion)
 {
-  char szValue[OS_SVC_PATHSIZE];
+  char szValue[OS_SIZE_PATH];
   const bool blVersion = XmlRead(g_szOsXml, "version", szValue, sizeof(szValue), false);
   const struct
   {
@@ -237,7 +236,7 @@ void ReadVersion(OsCfgVersion *a_poscfgversion)
 // Steps 3 to 5 of start-up: what the module description says.
 void ReadModuleDescription(OsServicesStartup *a_posservicesstartup)
 {
-  char szValue[OS_SVC_PATHSIZE];
+  char szValue[OS_SIZE_PATH];
   XmlRead(g_szOsXml, "uniquename", szValue, sizeof(szValue), false);
   if (szValue[0])
   {
@@ -280,9 +279,9 @@ EOSSTS UtilityDirectories(const char *a_szUniqueName, char *a_szLogDirectory, ch
                           char *a_szRootPath)
 {
   COsCfgImpl *poscfgimpl = new COsCfgImpl(a_szUniqueName, EOSCFGENTITY_UTILITY);
-  const EOSSTS eossts = poscfgimpl->SetDirectories(a_szLogDirectory, a_szLogDirectory ? OS_SVC_PATHSIZE : 0,
+  const EOSSTS eossts = poscfgimpl->SetDirectories(a_szLogDirectory, a_szLogDirectory ? OS_SIZE_PATH : 0,
                                                    a_szName, a_u32NameSize, a_szCompany, a_u32CompanySize,
-                                                   a_szRootPath, a_szRootPath ? OS_SVC_PATHSIZE : 0);
+                                                   a_szRootPath, a_szRootPath ? OS_SIZE_PATH : 0);
   delete poscfgimpl;
   return eossts;
 }
@@ -298,7 +297,7 @@ void PublishBlock()
 // <log directory>/<name>/isis/log.
 void UtilityPublishOwnBlock(const char *a_szLogDirectory, const char *a_szHomeName)
 {
-  char szLogPath[OS_SVC_PATHSIZE];
+  char szLogPath[OS_SIZE_PATH];
   COsString::SStrCpy(szLogPath, sizeof(szLogPath), a_szLogDirectory);
   COsFile::PathAppend(szLogPath, sizeof(szLogPath), a_szHomeName);
   COsFile::PathAppend(szLogPath, sizeof(szLogPath), s_szUtilityName);
@@ -313,7 +312,7 @@ void UtilityPublishOwnBlock(const char *a_szLogDirectory, const char *a_szHomeNa
 void UtilityTakeInheritedBlock(OsServicesStartup *a_posservicesstartup)
 {
   char szLogModel[OS_SVC_NAMESIZE];
-  char szLogPath[OS_SVC_PATHSIZE];
+  char szLogPath[OS_SIZE_PATH];
   XmlReadUnwrapped(s_szOsServicesArguments, "logmodel", szLogModel, sizeof(szLogModel));
   XmlReadUnwrapped(s_szOsServicesArguments, "logpath", szLogPath, sizeof(szLogPath));
   if (szLogPath[0])
@@ -351,7 +350,7 @@ bool StartUtility(OsServicesStartup *a_posservicesstartup)
   {
     s_blTopMostInvocation = true;
   }
-  char szLogDirectory[OS_SVC_PATHSIZE] = "";
+  char szLogDirectory[OS_SIZE_PATH] = "";
   if (UtilityDirectories(s_szUtilityName, szLogDirectory, a_posservicesstartup->szHomeName,
                          sizeof(a_posservicesstartup->szHomeName), nullptr, 0, nullptr) != EOSSTS_OK)
   {
@@ -435,7 +434,7 @@ void FillBlockByEntity(EOSCFGENTITY a_eoscfgentity)
       {
         // Working for a program without its own configuration: log beside it.
         XmlRead(s_szOsServicesArguments, "callersuniquename", s_szUniqueName, sizeof(s_szUniqueName), false);
-        char szLogPath[OS_SVC_PATHSIZE];
+        char szLogPath[OS_SIZE_PATH];
         COsString::SStrCpy(szLogPath, sizeof(szLogPath), CfgGet(OS_CFGTAG_LOGDIRECTORY));
         uint32_t u32DirectoryLength = 0;
         COsFile::PathSplit(szLogPath, &u32DirectoryLength, nullptr);
@@ -515,9 +514,9 @@ void ApplyBlock(const char *a_szBlock, const char *a_szLogPath, const char *a_sz
   {
     return;
   }
-  char szLogFile[OS_SVC_PATHSIZE];
-  char szLogModel[OS_SVC_PATHSIZE];
-  char szLogLevel[OS_SVC_PATHSIZE];
+  char szLogFile[OS_SIZE_PATH];
+  char szLogModel[OS_SIZE_PATH];
+  char szLogLevel[OS_SIZE_PATH];
   XmlReadUnwrapped(s_szOsServicesArguments, "logfile", szLogFile, sizeof(szLogFile));
   XmlReadUnwrapped(s_szOsServicesArguments, "logmodel", szLogModel, sizeof(szLogModel));
   XmlReadUnwrapped(s_szOsServicesArguments, "loglevel", szLogLevel, sizeof(szLogLevel));
@@ -627,7 +626,7 @@ int InterfaceOpenLevel(const char *a_szOpenText)
 // replaces the level.
 void ReadCallerConstIni(const char *a_szCallerDirectory, int *a_piLevel)
 {
-  char szConstIni[OS_SVC_PATHSIZE];
+  char szConstIni[OS_SIZE_PATH];
   COsString::SStrCpy(szConstIni, sizeof(szConstIni), a_szCallerDirectory);
   COsFile::PathAppend(szConstIni, sizeof(szConstIni), "const.ini");
   FILE *pfile = OsFileFopenRead(szConstIni);  // regular files only: a FIFO counts as missing
@@ -797,7 +796,7 @@ void OsServicesStop()
   (void)waitpid(-1, &iStatus, WNOHANG);
   errno = 0;
 
-  char szLogDirectory[OS_SVC_PATHSIZE] = "";
+  char szLogDirectory[OS_SIZE_PATH] = "";
   if (g_poscfg)
   {
     COsString::SStrCpy(szLogDirectory, sizeof(szLogDirectory), CfgGet(OS_CFGTAG_LOGDIRECTORY));
@@ -859,22 +858,22 @@ void OsServicesProcessInterfaceOpen(const char *a_szOpenText)
   XmlRead(a_szOpenText, "forcesetaccess", szForceSetAccess, sizeof(szForceSetAccess), false);
   const bool blForceSetAccess = strcmp(szForceSetAccess, "true") == 0;
 
-  char szLogDirectory[OS_SVC_PATHSIZE] = "";
-  char szSecond[OS_SVC_PATHSIZE] = "";
+  char szLogDirectory[OS_SIZE_PATH] = "";
+  char szSecond[OS_SIZE_PATH] = "";
   char szCompany[OS_SVC_NAMESIZE] = "";
-  char szRootPath[OS_SVC_PATHSIZE] = "";
+  char szRootPath[OS_SIZE_PATH] = "";
   if (UtilityDirectories(s_szUniqueName, szLogDirectory, szSecond, sizeof(szSecond), szCompany,
                          sizeof(szCompany), szRootPath) != EOSSTS_OK)
   {
     return;
   }
-  char szCallerDirectory[OS_SVC_PATHSIZE];
+  char szCallerDirectory[OS_SIZE_PATH];
   COsString::SStrCpy(szCallerDirectory, sizeof(szCallerDirectory), szLogDirectory);
   COsFile::PathAppend(szCallerDirectory, sizeof(szCallerDirectory), szCompany);
   COsFile::PathAppend(szCallerDirectory, sizeof(szCallerDirectory), szSecond);
   COsFile::PathAppend(szCallerDirectory, sizeof(szCallerDirectory), s_szUniqueName);
   ReadCallerConstIni(szCallerDirectory, &iLevel);
-  char szLogFile[OS_SVC_PATHSIZE];
+  char szLogFile[OS_SIZE_PATH];
   TimedLogFile(szCallerDirectory, szLogFile, sizeof(szLogFile));
 
   char szLevel[16];

@@ -17,7 +17,7 @@ const uint8_t kNotHex = 255;
 // Value of each character as a hexadecimal digit, 255 for a non-digit.
 struct HexTable
 {
-  uint8_t au8[256];
+  uint8_t au8[OS_SIZE_LINE];
   constexpr HexTable() : au8()
   {
     for (int ii = 0; ii < 256; ii++)

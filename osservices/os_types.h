@@ -93,12 +93,11 @@ static_assert(sizeof(OsTimeRecord) == 16 && sizeof(OsCfgVersion) == 7 * 16, "fix
 // Sizes of the text buffers the family passes around, in bytes with the
 // terminating zero. Every buffer of one of these kinds is declared with its
 // name, so one change reaches every file.
-enum : uint32_t
-{
-  OS_SIZE_NAME = 64,    // a word or a short name (an action, an identifier)
-  OS_SIZE_PATH = 512,   // a path
-  OS_SIZE_TEXT = 1024   // a command line, a resource text, an arguments block
-};
+constexpr uint32_t OS_SIZE_NAME = 64;    // a word or a short name (an action, an identifier)
+constexpr uint32_t OS_SIZE_LABEL = 128;  // a label shown to people (a product, user or company name)
+constexpr uint32_t OS_SIZE_LINE = 256;   // one line of text (a host name, a copyright line)
+constexpr uint32_t OS_SIZE_PATH = 512;   // a path
+constexpr uint32_t OS_SIZE_TEXT = 1024;  // a command line, a resource text, an arguments block
 
 class COsString;
 class COsLog;
