@@ -77,56 +77,67 @@ void COsCfgImpl::DumpEnvironment(FILE *a_pfile)
   }
 }
 
+namespace
+{
+
+// The lines of the information section: a label and the value it shows.
+struct OsCfgInfoLine
+{
+  const char *szLabel;
+  EOSCFGINFO eoscfginfo;
+};
+const OsCfgInfoLine s_aoscfginfolineString[] = {
+    {"OS_CFGINFO_OS_BUILDSTRING.............", OS_CFGINFO_OS_BUILDSTRING},
+    {"OS_CFGINFO_OS_NAME....................", OS_CFGINFO_OS_NAME},
+    {"OS_CFGINFO_OS_VERSION.................", OS_CFGINFO_OS_VERSION},
+    {"OS_CFGINFO_OS_KERNELVERSION...........", OS_CFGINFO_OS_KERNELVERSION},
+    {"OS_CFGINFO_OS_USERNAME................", OS_CFGINFO_OS_USERNAME},
+    {"OS_CFGINFO_VOLUME_DEVICEID............", OS_CFGINFO_VOLUME_DEVICEID},
+    {"OS_CFGINFO_VOLUME_SERIALNUMBER........", OS_CFGINFO_VOLUME_SERIALNUMBER},
+    {"OS_CFGINFO_NETWORK_HOSTNAME...........", OS_CFGINFO_NETWORK_HOSTNAME}};
+const OsCfgInfoLine s_aoscfginfolineMemory[] = {
+    {"OS_CFGINFO_MEM_TOTALPHYSICAL..........", OS_CFGINFO_MEM_TOTALPHYSICAL},
+    {"OS_CFGINFO_MEM_AVAILPHYSICAL..........", OS_CFGINFO_MEM_AVAILPHYSICAL},
+    {"OS_CFGINFO_MEM_TOTALVIRTUAL...........", OS_CFGINFO_MEM_TOTALVIRTUAL},
+    {"OS_CFGINFO_MEM_AVAILVIRTUAL...........", OS_CFGINFO_MEM_AVAILVIRTUAL},
+    {"OS_CFGINFO_MEM_TOTALPAGEFILE..........", OS_CFGINFO_MEM_TOTALPAGEFILE},
+    {"OS_CFGINFO_MEM_AVAILPAGEFILE..........", OS_CFGINFO_MEM_AVAILPAGEFILE}};
+const OsCfgInfoLine s_aoscfginfolineNumber[] = {
+    {"OS_CFGINFO_CPU_CACHESIZE..............", OS_CFGINFO_CPU_CACHESIZE},
+    {"OS_CFGINFO_CPU_FAMILY.................", OS_CFGINFO_CPU_FAMILY},
+    {"OS_CFGINFO_CPU_FLAG_3DNOW.............", OS_CFGINFO_CPU_FLAG_3DNOW},
+    {"OS_CFGINFO_CPU_FLAG_FPU...............", OS_CFGINFO_CPU_FLAG_FPU},
+    {"OS_CFGINFO_CPU_FLAG_HYPERTHREADING....", OS_CFGINFO_CPU_FLAG_HYPERTHREADING},
+    {"OS_CFGINFO_CPU_FLAG_MMX...............", OS_CFGINFO_CPU_FLAG_MMX},
+    {"OS_CFGINFO_CPU_FLAG_POPCNT............", OS_CFGINFO_CPU_FLAG_POPCNT},
+    {"OS_CFGINFO_CPU_FLAG_SSE...............", OS_CFGINFO_CPU_FLAG_SSE},
+    {"OS_CFGINFO_CPU_FLAG_SSE2..............", OS_CFGINFO_CPU_FLAG_SSE2},
+    {"OS_CFGINFO_CPU_FLAG_SSE3..............", OS_CFGINFO_CPU_FLAG_SSE3},
+    {"OS_CFGINFO_CPU_FLAG_SSE41.............", OS_CFGINFO_CPU_FLAG_SSE41},
+    {"OS_CFGINFO_CPU_FLAG_SSE42.............", OS_CFGINFO_CPU_FLAG_SSE42},
+    {"OS_CFGINFO_CPU_FLAG_SSE4A.............", OS_CFGINFO_CPU_FLAG_SSE4A},
+    {"OS_CFGINFO_CPU_LEVEL..................", OS_CFGINFO_CPU_LEVEL},
+    {"OS_CFGINFO_CPU_MACHINEBITS............", OS_CFGINFO_CPU_MACHINEBITS},
+    {"OS_CFGINFO_CPU_MHZ....................", OS_CFGINFO_CPU_MHZ},
+    {"OS_CFGINFO_CPU_MODEL..................", OS_CFGINFO_CPU_MODEL}};
+
+}  // namespace
+
 void COsCfgImpl::DumpInfo(FILE *a_pfile)
 {
   WriteLine(a_pfile, "\r\n*** CFG Info *********************************************\r\n\r\n");
-  struct
-  {
-    const char *szLabel;
-    EOSCFGINFO eoscfginfo;
-  } const astring[] = {{"OS_CFGINFO_OS_BUILDSTRING.............", OS_CFGINFO_OS_BUILDSTRING},
-                       {"OS_CFGINFO_OS_NAME....................", OS_CFGINFO_OS_NAME},
-                       {"OS_CFGINFO_OS_VERSION.................", OS_CFGINFO_OS_VERSION},
-                       {"OS_CFGINFO_OS_KERNELVERSION...........", OS_CFGINFO_OS_KERNELVERSION},
-                       {"OS_CFGINFO_OS_USERNAME................", OS_CFGINFO_OS_USERNAME},
-                       {"OS_CFGINFO_VOLUME_DEVICEID............", OS_CFGINFO_VOLUME_DEVICEID},
-                       {"OS_CFGINFO_VOLUME_SERIALNUMBER........", OS_CFGINFO_VOLUME_SERIALNUMBER},
-                       {"OS_CFGINFO_NETWORK_HOSTNAME...........", OS_CFGINFO_NETWORK_HOSTNAME}},
-          amemory[] = {{"OS_CFGINFO_MEM_TOTALPHYSICAL..........", OS_CFGINFO_MEM_TOTALPHYSICAL},
-                       {"OS_CFGINFO_MEM_AVAILPHYSICAL..........", OS_CFGINFO_MEM_AVAILPHYSICAL},
-                       {"OS_CFGINFO_MEM_TOTALVIRTUAL...........", OS_CFGINFO_MEM_TOTALVIRTUAL},
-                       {"OS_CFGINFO_MEM_AVAILVIRTUAL...........", OS_CFGINFO_MEM_AVAILVIRTUAL},
-                       {"OS_CFGINFO_MEM_TOTALPAGEFILE..........", OS_CFGINFO_MEM_TOTALPAGEFILE},
-                       {"OS_CFGINFO_MEM_AVAILPAGEFILE..........", OS_CFGINFO_MEM_AVAILPAGEFILE}},
-          anumber[] = {{"OS_CFGINFO_CPU_CACHESIZE..............", OS_CFGINFO_CPU_CACHESIZE},
-                       {"OS_CFGINFO_CPU_FAMILY.................", OS_CFGINFO_CPU_FAMILY},
-                       {"OS_CFGINFO_CPU_FLAG_3DNOW.............", OS_CFGINFO_CPU_FLAG_3DNOW},
-                       {"OS_CFGINFO_CPU_FLAG_FPU...............", OS_CFGINFO_CPU_FLAG_FPU},
-                       {"OS_CFGINFO_CPU_FLAG_HYPERTHREADING....", OS_CFGINFO_CPU_FLAG_HYPERTHREADING},
-                       {"OS_CFGINFO_CPU_FLAG_MMX...............", OS_CFGINFO_CPU_FLAG_MMX},
-                       {"OS_CFGINFO_CPU_FLAG_POPCNT............", OS_CFGINFO_CPU_FLAG_POPCNT},
-                       {"OS_CFGINFO_CPU_FLAG_SSE...............", OS_CFGINFO_CPU_FLAG_SSE},
-                       {"OS_CFGINFO_CPU_FLAG_SSE2..............", OS_CFGINFO_CPU_FLAG_SSE2},
-                       {"OS_CFGINFO_CPU_FLAG_SSE3..............", OS_CFGINFO_CPU_FLAG_SSE3},
-                       {"OS_CFGINFO_CPU_FLAG_SSE41.............", OS_CFGINFO_CPU_FLAG_SSE41},
-                       {"OS_CFGINFO_CPU_FLAG_SSE42.............", OS_CFGINFO_CPU_FLAG_SSE42},
-                       {"OS_CFGINFO_CPU_FLAG_SSE4A.............", OS_CFGINFO_CPU_FLAG_SSE4A},
-                       {"OS_CFGINFO_CPU_LEVEL..................", OS_CFGINFO_CPU_LEVEL},
-                       {"OS_CFGINFO_CPU_MACHINEBITS............", OS_CFGINFO_CPU_MACHINEBITS},
-                       {"OS_CFGINFO_CPU_MHZ....................", OS_CFGINFO_CPU_MHZ},
-                       {"OS_CFGINFO_CPU_MODEL..................", OS_CFGINFO_CPU_MODEL}};
-  for (const auto &item : astring)
+  for (const OsCfgInfoLine &item : s_aoscfginfolineString)
   {
     WriteLine(a_pfile, "%s%s\r\n", item.szLabel, COsCfg::InfoGetString(item.eoscfginfo));
   }
-  for (const auto &item : amemory)
+  for (const OsCfgInfoLine &item : s_aoscfginfolineMemory)
   {
     WriteLine(a_pfile, "%s%llu\r\n", item.szLabel,
               static_cast<unsigned long long>(COsCfg::InfoGetLongLong(item.eoscfginfo)));
   }
   WriteLine(a_pfile, "OS_CFGINFO_MEM_LOAD...................%lu\r\n",
             static_cast<unsigned long>(COsCfg::InfoGetLong(OS_CFGINFO_MEM_LOAD)));
-  for (const auto &item : anumber)
+  for (const OsCfgInfoLine &item : s_aoscfginfolineNumber)
   {
     WriteLine(a_pfile, "%s%d\r\n", item.szLabel, static_cast<int>(COsCfg::InfoGetLong(item.eoscfginfo)));
   }
@@ -201,66 +212,38 @@ void COsCfgImpl::DumpDynamic(FILE *a_pfile)
   }
 }
 
+// One line of the directories section: a member's name and its value.
+#define OSCFG_FIELD(member) {#member, member}
+
 void COsCfgImpl::DumpDirectories(FILE *a_pfile)
 {
   struct
   {
     const char *szName;
     const char *szValue;
-  } const afield[] = {{"m_szSystemDirectory", m_szSystemDirectory},
-                      {"m_szHomeDirectory", m_szHomeDirectory},
-                      {"m_szLibraryPath", m_szLibraryPath},
-                      {"m_szSharedRootWriteableDirectory", m_szSharedRootWriteableDirectory},
-                      {"m_szSharedRootCommonDirectory", m_szSharedRootCommonDirectory},
-                      {"m_szSharedUserRootDirectory", m_szSharedUserRootDirectory},
-                      {"m_szSharedCommonDirectory", m_szSharedCommonDirectory},
-                      {"m_szSharedDeviceDirectory", m_szSharedDeviceDirectory},
-                      {"m_szSharedUserDirectory", m_szSharedUserDirectory},
-                      {"m_szRootWriteableDirectory", m_szRootWriteableDirectory},
-                      {"m_szRootCommonDirectory", m_szRootCommonDirectory},
-                      {"m_szUserRootDirectory", m_szUserRootDirectory},
-                      {"m_szCommonDirectory", m_szCommonDirectory},
-                      {"m_szUserDirectory", m_szUserDirectory},
-                      {"m_szDriverDirectory", m_szDriverDirectory},
-                      {"m_szLogDirectory", m_szLogDirectory},
-                      {"m_szFwDirectory", m_szFwDirectory},
-                      {"m_szOkapiDirectory", m_szOkapiDirectory},
-                      {"m_szUiDirectory", m_szUiDirectory},
-                      {"m_szTmpDirectory", m_szTmpDirectory},
-                      {"m_szSimulatorFilename", m_szSimulatorFilename},
-                      {"m_szConfigFilenameConstIni", m_szConfigFilenameConstIni},
-                      {"m_szConfigFilename", m_szConfigFilename},
-                      {"m_szSharedConfigFilenameConstIni", m_szSharedConfigFilenameConstIni},
-                      {"m_szSharedConfigFilename", m_szSharedConfigFilename},
-                      {"m_szLogFilename", m_szLogFilename},
-                      {"m_szGuiFilename", m_szGuiFilename},
-                      {"m_szDesktopDirectory", m_szDesktopDirectory},
-                      {"m_szSharedDesktopDirectory", m_szSharedDesktopDirectory},
-                      {"m_szMultimediaDirectory", m_szMultimediaDirectory},
-                      {"m_szVirtualizedDirectory", m_szVirtualizedDirectory},
-                      {"m_szApplication", m_szApplication},
-                      {"m_szFudge", m_szFudge},
-                      {"m_szRootDirectory", m_szRootDirectory},
-                      {"m_szModelDirectory", m_szModelDirectory},
-                      {"m_szModelDirectoryReal", m_szModelDirectoryReal},
-                      {"m_szProgramFileName", m_szProgramFileName},
-                      {"m_szLibraryName", m_szLibraryName},
-                      {"m_szLogTimeStamp", m_szLogTimeStamp},
-                      {"m_szTmp", m_szTmp},
-                      {"m_szFileData", m_szFileData},
-                      {"m_szUnitsBehavior", m_szUnitsBehavior},
-                      {"m_szLogDebug", m_szLogDebug},
-                      {"m_szLogFilter", m_szLogFilter},
-                      {"m_szDebugDisplayLength", m_szDebugDisplayLength},
-                      {"m_szForceSocketMonitorTimeout", m_szForceSocketMonitorTimeout},
-                      {"m_szForceUsbMonitorTimeout", m_szForceUsbMonitorTimeout},
-                      {"m_szUiTimeout", m_szUiTimeout},
-                      {"m_szCompanyName", m_szCompanyName},
-                      {"m_szCompanyNameShort", m_szCompanyNameShort},
-                      {"m_szCopyright", m_szCopyright},
-                      {"m_szProductFamily", m_szProductFamily},
-                      {"m_szProductName", m_szProductName},
-                      {"m_szServiceName", m_szServiceName}};
+  } const afield[] = {
+      // clang-format off
+      OSCFG_FIELD(m_szSystemDirectory), OSCFG_FIELD(m_szHomeDirectory), OSCFG_FIELD(m_szLibraryPath),
+      OSCFG_FIELD(m_szSharedRootWriteableDirectory), OSCFG_FIELD(m_szSharedRootCommonDirectory),
+      OSCFG_FIELD(m_szSharedUserRootDirectory), OSCFG_FIELD(m_szSharedCommonDirectory),
+      OSCFG_FIELD(m_szSharedDeviceDirectory), OSCFG_FIELD(m_szSharedUserDirectory),
+      OSCFG_FIELD(m_szRootWriteableDirectory), OSCFG_FIELD(m_szRootCommonDirectory),
+      OSCFG_FIELD(m_szUserRootDirectory), OSCFG_FIELD(m_szCommonDirectory), OSCFG_FIELD(m_szUserDirectory),
+      OSCFG_FIELD(m_szDriverDirectory), OSCFG_FIELD(m_szLogDirectory), OSCFG_FIELD(m_szFwDirectory),
+      OSCFG_FIELD(m_szOkapiDirectory), OSCFG_FIELD(m_szUiDirectory), OSCFG_FIELD(m_szTmpDirectory),
+      OSCFG_FIELD(m_szSimulatorFilename), OSCFG_FIELD(m_szConfigFilenameConstIni), OSCFG_FIELD(m_szConfigFilename),
+      OSCFG_FIELD(m_szSharedConfigFilenameConstIni), OSCFG_FIELD(m_szSharedConfigFilename),
+      OSCFG_FIELD(m_szLogFilename), OSCFG_FIELD(m_szGuiFilename), OSCFG_FIELD(m_szDesktopDirectory),
+      OSCFG_FIELD(m_szSharedDesktopDirectory), OSCFG_FIELD(m_szMultimediaDirectory),
+      OSCFG_FIELD(m_szVirtualizedDirectory), OSCFG_FIELD(m_szApplication), OSCFG_FIELD(m_szFudge),
+      OSCFG_FIELD(m_szRootDirectory), OSCFG_FIELD(m_szModelDirectory), OSCFG_FIELD(m_szModelDirectoryReal),
+      OSCFG_FIELD(m_szProgramFileName), OSCFG_FIELD(m_szLibraryName), OSCFG_FIELD(m_szLogTimeStamp),
+      OSCFG_FIELD(m_szTmp), OSCFG_FIELD(m_szFileData), OSCFG_FIELD(m_szUnitsBehavior), OSCFG_FIELD(m_szLogDebug),
+      OSCFG_FIELD(m_szLogFilter), OSCFG_FIELD(m_szDebugDisplayLength), OSCFG_FIELD(m_szForceSocketMonitorTimeout),
+      OSCFG_FIELD(m_szForceUsbMonitorTimeout), OSCFG_FIELD(m_szUiTimeout), OSCFG_FIELD(m_szCompanyName),
+      OSCFG_FIELD(m_szCompanyNameShort), OSCFG_FIELD(m_szCopyright), OSCFG_FIELD(m_szProductFamily),
+      OSCFG_FIELD(m_szProductName), OSCFG_FIELD(m_szServiceName)};
+      // clang-format on
   WriteLine(a_pfile, "\r\n*** Directories *************************************\r\n");
   WriteLine(a_pfile, "---\r\n");
   for (const auto &field : afield)
@@ -268,6 +251,62 @@ void COsCfgImpl::DumpDirectories(FILE *a_pfile)
     WriteLine(a_pfile, "%-36s= <%s>\r\n", field.szName, field.szValue);
   }
 }
+#undef OSCFG_FIELD
+
+// The dump's path: qrboscfg[_<real model>].txt in a_szFolder, or a
+// time-stamped name in $QRB_OSCFGDIR.
+void COsCfgImpl::DumpFileName(const char *a_szFolder, char *a_szFile, uint32_t a_u32Size)
+{
+  char szOsCfgDir[OS_SIZE_TEXT];
+  if (COsCfg::GetEnv("QRB_OSCFGDIR", nullptr, sizeof(szOsCfgDir), szOsCfgDir) == EOSSTS_OK && szOsCfgDir[0])
+  {
+    OsTimeRecord ostimerecord;
+    char szTime[32] = {0};
+    if (COsTime::GetSystemTime(&ostimerecord) == EOSSTS_OK)
+    {
+      (void)COsTime::GetStringTime(&ostimerecord, szTime, sizeof(szTime));
+    }
+    COsString::SStrPrintf(a_szFile, a_u32Size, "%s/qrboscfg_%s.txt", szOsCfgDir, szTime);
+    return;
+  }
+  char szName[OS_SIZE_PATH];
+  COsString::SStrCpy(szName, sizeof(szName), "qrboscfg");
+  if (m_eoscfgentity == EOSCFGENTITY_UTILITY || m_eoscfgentity == EOSCFGENTITY_APPUTILITY)
+  {
+    COsString::SStrCatf(szName, sizeof(szName), "_%s", Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORYREAL));
+  }
+  COsString::SStrCat(szName, sizeof(szName), ".txt");
+  COsFile::PathSet(a_szFile, a_u32Size, a_szFolder);
+  COsFile::PathAppend(a_szFile, a_u32Size, szName);
+}
+
+namespace
+{
+
+// Opens the dump for writing, never through a link, a FIFO or another
+// user's file; the modes are set on the descriptor. Null when refused.
+FILE *OpenDumpFile(const char *a_szFile)
+{
+  bool blRootPath = false;
+  const mode_t mode = OsCfgFileCreationMode(a_szFile, &blRootPath);
+  const int fd = OsFileOpenWrite(a_szFile, O_WRONLY | O_CREAT | O_TRUNC, mode, OS_WRITER_PRIVATE);
+  FILE *pfile = (fd >= 0) ? fdopen(fd, "w") : nullptr;
+  if (!pfile)
+  {
+    if (fd >= 0)
+    {
+      close(fd);
+    }
+    return nullptr;
+  }
+  if (blRootPath)
+  {
+    (void)fchmod(fd, mode);  // a replaced file too
+  }
+  return pfile;
+}
+
+}  // namespace
 
 EOSSTS COsCfgImpl::Dump(const char *a_szFolder)
 {
@@ -280,53 +319,13 @@ EOSSTS COsCfgImpl::Dump(const char *a_szFolder)
     OSCFGLOG(EOSLOGFLAG_ERROR, "Error creating...<%s>", szFolder);
     return EOSSTS_IOERROR;
   }
-
-  // The file name: qrboscfg[_<real model>].txt in the folder, or a
-  // time-stamped name in $QRB_OSCFGDIR.
   char szFile[OS_SIZE_PATH];
-  char szOsCfgDir[OS_SIZE_TEXT];
-  if (COsCfg::GetEnv("QRB_OSCFGDIR", nullptr, sizeof(szOsCfgDir), szOsCfgDir) == EOSSTS_OK && szOsCfgDir[0])
-  {
-    OsTimeRecord ostimerecord;
-    char szTime[32] = {0};
-    if (COsTime::GetSystemTime(&ostimerecord) == EOSSTS_OK)
-    {
-      (void)COsTime::GetStringTime(&ostimerecord, szTime, sizeof(szTime));
-    }
-    COsString::SStrPrintf(szFile, sizeof(szFile), "%s/qrboscfg_%s.txt", szOsCfgDir, szTime);
-  }
-  else
-  {
-    char szName[OS_SIZE_PATH];
-    COsString::SStrCpy(szName, sizeof(szName), "qrboscfg");
-    if (m_eoscfgentity == EOSCFGENTITY_UTILITY || m_eoscfgentity == EOSCFGENTITY_APPUTILITY)
-    {
-      COsString::SStrCatf(szName, sizeof(szName), "_%s",
-                          Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORYREAL));
-    }
-    COsString::SStrCat(szName, sizeof(szName), ".txt");
-    COsFile::PathSet(szFile, sizeof(szFile), szFolder);
-    COsFile::PathAppend(szFile, sizeof(szFile), szName);
-  }
-
-  // Never through a link, a FIFO or another user's file; the modes are set
-  // on the descriptor.
-  bool blRootPath = false;
-  const mode_t mode = OsCfgFileCreationMode(szFile, &blRootPath);
-  const int fd = OsFileOpenWrite(szFile, O_WRONLY | O_CREAT | O_TRUNC, mode, OS_WRITER_PRIVATE);
-  FILE *pfile = (fd >= 0) ? fdopen(fd, "w") : nullptr;
+  DumpFileName(szFolder, szFile, sizeof(szFile));
+  FILE *pfile = OpenDumpFile(szFile);
   if (!pfile)
   {
-    if (fd >= 0)
-    {
-      close(fd);
-    }
     OSCFGLOG(EOSLOGFLAG_ERROR, "Error creating...<%s>", szFile);
     return EOSSTS_IOERROR;
-  }
-  if (blRootPath)
-  {
-    (void)fchmod(fd, mode);  // a replaced file too
   }
   DumpEnvironment(pfile);
   DumpInfo(pfile);

@@ -200,8 +200,14 @@ private:
   EOSSTS ReadProgramPath(char *a_szPath, uint32_t a_u32Size);
   void ComputeConfigFile();
   void CreateLogDirectory();
+  // The steps of SetDirectories (os_coscfgload.cpp), in their order.
+  void SetHomeDirectory();
+  void SetRootDirectories();
+  void SetSystemDirectories();
+  void SetLogFile();
 
   // Dump helpers (os_coscfgdump.cpp).
+  void DumpFileName(const char *a_szFolder, char *a_szFile, uint32_t a_u32Size);
   void DumpEnvironment(FILE *a_pfile);
   void DumpInfo(FILE *a_pfile);
   void DumpTable(FILE *a_pfile);

@@ -357,16 +357,10 @@ static void JoinPath(char *a_szPath, const char *a_szDirectory, const char *a_sz
   COsFile::PathAppend(a_szPath, OS_SIZE_PATH, a_szName);
 }
 
-EOSSTS COsCfgImpl::SetDirectories(char *a_szLogDirectory, uint32_t a_u32LogDirectorySize, char *a_szName,
-                                  uint32_t a_u32NameSize, char *a_szCompany, uint32_t a_u32CompanySize,
-                                  char *a_szRootPath, uint32_t a_u32RootPathSize)
+// Home: the program's directory, or its parent when that is "bin"; the
+// home's name is also the model's directory name.
+void COsCfgImpl::SetHomeDirectory()
 {
-  if (ReadProgramPath(m_szProgramFileName, OS_SIZE_PATH) != EOSSTS_OK)
-  {
-    return EOSSTS_FAIL;
-  }
-
-  // Home: the program's directory, or its parent when that is "bin".
   uint32_t u32Length = 0;
   char *szName = nullptr;
   COsString::SStrCpy(m_szHomeDirectory, OS_SIZE_PATH, m_szProgramFileName);
@@ -385,8 +379,12 @@ EOSSTS COsCfgImpl::SetDirectories(char *a_szLogDirectory, uint32_t a_u32LogDirec
   COsString::SStrCpy(m_szHomeName, OS_SIZE_PATH, szName);
   COsString::SStrCpy(m_szModelDirectory, OS_SIZE_PATH, m_szHomeName);
   COsString::SStrCpy(m_szModelDirectoryReal, OS_SIZE_PATH, m_szHomeName);
+}
 
-  // Root: $QRB_SHGETFOLDERPATH, else the home directory.
+// Root: $QRB_SHGETFOLDERPATH, else the home directory; the shared, common,
+// user, device, multimedia and log folders sit below it.
+void COsCfgImpl::SetRootDirectories()
+{
   char szRoot[OS_SIZE_PATH];
   if (COsCfg::GetEnv("QRB_SHGETFOLDERPATH", nullptr, sizeof(szRoot), szRoot) != EOSSTS_OK || !szRoot[0])
   {
@@ -409,7 +407,12 @@ EOSSTS COsCfgImpl::SetDirectories(char *a_szLogDirectory, uint32_t a_u32LogDirec
   JoinPath(m_szMultimediaDirectory, m_szRootDirectory, "multimedia");
   JoinPath(m_szLogDirectory, m_szRootDirectory, "log");
   JoinPath(m_szOkapiDirectory, m_szLogDirectory, "okapi");
+}
 
+// The system's folders: the library folder, $TMPDIR (else /tmp) and the
+// user's desktop below $HOME (empty without HOME).
+void COsCfgImpl::SetSystemDirectories()
+{
   COsString::SStrCpy(m_szDriverName, OS_SIZE_PATH, m_szUniqueName);
   COsString::SStrCpy(m_szSystemDirectory, OS_SIZE_PATH, "/usr/lib");
   if (COsCfg::GetEnv("TMPDIR", "/tmp", OS_SIZE_PATH, m_szTmpDirectory) != EOSSTS_OK || !m_szTmpDirectory[0])
@@ -423,7 +426,12 @@ EOSSTS COsCfgImpl::SetDirectories(char *a_szLogDirectory, uint32_t a_u32LogDirec
     JoinPath(m_szDesktopDirectory, szHome, "Desktop");
   }
   COsString::SStrCpy(m_szSharedDesktopDirectory, OS_SIZE_PATH, m_szDesktopDirectory);
+}
 
+// The configuration file, the log file "<unique name>.log" in the log folder
+// (made when missing), and the table entries that point at them.
+void COsCfgImpl::SetLogFile()
+{
   ComputeConfigFile();
   char szLogName[OS_SIZE_PATH];
   COsString::SStrPrintf(szLogName, sizeof(szLogName), "%s.log", m_szUniqueName);
@@ -434,7 +442,20 @@ EOSSTS COsCfgImpl::SetDirectories(char *a_szLogDirectory, uint32_t a_u32LogDirec
   m_aszTable[OS_CFGSECTION_MAIN][OS_CFGTAG_CONST_INI] = m_szConfigFilenameConstIni;
   m_aszTable[OS_CFGSECTION_MAIN][OS_CFGTAG_CONST_INI_SHARED] = m_szSharedConfigFilenameConstIni;
   m_aszTable[OS_CFGSECTION_MAIN][OS_CFGTAG_QRB_LOG] = m_szLogFilename;
+}
 
+EOSSTS COsCfgImpl::SetDirectories(char *a_szLogDirectory, uint32_t a_u32LogDirectorySize, char *a_szName,
+                                  uint32_t a_u32NameSize, char *a_szCompany, uint32_t a_u32CompanySize,
+                                  char *a_szRootPath, uint32_t a_u32RootPathSize)
+{
+  if (ReadProgramPath(m_szProgramFileName, OS_SIZE_PATH) != EOSSTS_OK)
+  {
+    return EOSSTS_FAIL;
+  }
+  SetHomeDirectory();
+  SetRootDirectories();
+  SetSystemDirectories();
+  SetLogFile();
   if (a_szLogDirectory && a_u32LogDirectorySize)
   {
     CopyCut(a_szLogDirectory, a_u32LogDirectorySize, m_szLogDirectory);
