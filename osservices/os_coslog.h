@@ -60,25 +60,45 @@ public:
   void VMessage(const char *a_szFile, int a_iLine, EOSLOGFLAG a_eoslogflag, const char *a_szFormat,
                 va_list a_valist);
 
+  // The debug level with the switch bits taken out; 0 when information
+  // (flag 4) messages are not written.
   int GetDebugLevel();
+  // Replaces the level as stored (the switch bits are not taken out again).
   void SetDebugLevel(int a_iLevel);
+  // The switches taken out of the level: find messages (0x400), dumps
+  // (0x100), DNS service discovery traces (0x2000), network-transfer traces
+  // (0x4000); SetNetXfer turns the last one on or off.
   bool GetDebugFind();
   bool GetIsDump();
   bool GetIsMdns();
   bool GetIsNetXfer();
   void SetNetXfer(bool a_blNetXfer);
+  // The caller's state byte shown in every line's "S" field (0-255; 1
+  // when Setup was given none), and its setter (ignored without one).
   int GetDsState();
   void SetDsState(int a_iState);
+  // 0 while the state byte is missing or still at its initial value 9, else
+  // the state (a state of 0 reads as 1): non-zero once a driver session ran.
   int GetIsTWAIN();
+  // True once level bit 0x4 turned on flushing every line.
   bool IsFlushing();
+  // How argument faults (flag 64) are reported: the QRB_ASSERT value.
   void EnableAssert(int a_iAssert);
+  // Sets the hopeless flag (nothing written while it is set); returns the
+  // old value.
   int SetHopeless(int a_iHopeless);
+  // Kept for the family's interface: this platform measures no stack use (0)
+  // and logs no memory usage.
   int GetStackUsage();
   void LogMemoryUsage();
+  // The log's path as it stands (cut to the buffer).
   void GetFilename(char *a_szFilename, uint32_t a_u32Size);
+  // The same, all or nothing: 3 when the buffer is null or too small.
   [[nodiscard]] EOSSTS GetLogFile(char *a_szLogFile, uint32_t a_u32Size);
   // Opens the log file, forces it to disk and closes it (no-op without a path).
   void Flush();
+  // How many bytes of a data block a trace shows: the configuration's
+  // DebugDisplayLength (0 without a log or configuration).
   int DisplayLength();
 
 private:
