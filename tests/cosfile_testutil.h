@@ -1,21 +1,17 @@
 // cosfile_testutil.h: fixtures of the file-service tests: a log writing into
 // a temporary file (so a test can look for a message) and a memory service,
 // both installed in the globals for the life of the object and removed
-// again; small lstat-based queries, a tree listing, and a run as an
-// unprivileged user.
+// again; small lstat-based queries, a tree listing, and handing a path to
+// the unprivileged user the tests run as (ostest::RunAsNobody).
 #ifndef COSFILE_TESTUTIL_H
 #define COSFILE_TESTUTIL_H
 
 #include <dirent.h>
-#include <grp.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <climits>
-#include <cstdlib>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -135,39 +131,11 @@ private:
   bool m_blChanged;
 };
 
-// Runs a_fn in a child process as user and group 65534 (the caller must be
-// root) and returns the text a_fn returned there; a child that could not
-// drop root or did not end normally says so.
-inline std::string RunUnprivileged(const std::function<std::string()> &a_fn)
+// Hands a path (a link itself, not what it leads to) to user and group 65534
+// ("nobody"); the caller must be root.
+inline bool GiveToNobody(const std::string &a_strPath)
 {
-  int aiPipe[2];
-  if (pipe(aiPipe))
-  {
-    return "no pipe";
-  }
-  pid_t pid = fork();
-  if (pid == 0)
-  {
-    close(aiPipe[0]);
-    const std::string str = (setgroups(0, nullptr) || setgid(65534) || setuid(65534)) ? "still root" : a_fn();
-    (void)!write(aiPipe[1], str.data(), str.size());
-    _exit(0);
-  }
-  close(aiPipe[1]);
-  std::string strOut;
-  char ach[256];
-  for (ssize_t ssize = read(aiPipe[0], ach, sizeof(ach)); ssize > 0;
-       ssize = read(aiPipe[0], ach, sizeof(ach)))
-  {
-    strOut.append(ach, static_cast<size_t>(ssize));
-  }
-  close(aiPipe[0]);
-  int iStatus = 0;
-  if ((pid < 0) || (waitpid(pid, &iStatus, 0) != pid) || !WIFEXITED(iStatus))
-  {
-    strOut += "child died";
-  }
-  return strOut;
+  return lchown(a_strPath.c_str(), 65534, 65534) == 0;
 }
 
 }  // namespace ostest

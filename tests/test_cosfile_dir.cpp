@@ -8,8 +8,6 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <string>
@@ -29,8 +27,7 @@ TEST(CosFileFind, PathWithoutWildcardDescribesOneEntry)
   std::string strFile = tempdir / "Data.TXT";
   ASSERT_TRUE(ostest::WriteFile(strFile, "12345"));
   ASSERT_EQ(0, chmod(strFile.c_str(), 0444));
-  // Accessed 2001-09-09 01:46:40 UTC (a Sunday), written 2024-02-29
-  // 13:14:15 UTC (a Thursday).
+  // Accessed 2001-09-09 01:46:40 UTC, written 2024-02-29 13:14:15 UTC.
   struct timeval atimeval[2] = {{1000000000, 0}, {1709212455, 0}};
   ASSERT_EQ(0, utimes(strFile.c_str(), atimeval));
   OsFileInfo osfileinfo{};
@@ -40,13 +37,10 @@ TEST(CosFileFind, PathWithoutWildcardDescribesOneEntry)
   EXPECT_EQ(5u, osfileinfo.u32Size);
   EXPECT_EQ(2u, osfileinfo.eosfiletype);
   EXPECT_EQ(1u, osfileinfo.eosfileaccess);
-  auto fields = [](const OsTimeRecord &a_r)
-  {
-    return std::vector<int>{a_r.wYear, a_r.wMonth,  a_r.wDayOfWeek, a_r.wDay,
-                            a_r.wHour, a_r.wMinute, a_r.wSecond,    a_r.wMilliseconds};
-  };
-  EXPECT_EQ((std::vector<int>{2024, 2, 4, 29, 13, 14, 15, 0}), fields(osfileinfo.ostimerecordWrite));
-  EXPECT_EQ((std::vector<int>{2001, 9, 0, 9, 1, 46, 40, 0}), fields(osfileinfo.ostimerecordAccess));
+  // The conversion itself is COsTime's; here only which time goes where.
+  EXPECT_EQ(2024, osfileinfo.ostimerecordWrite.wYear);
+  EXPECT_EQ(15, osfileinfo.ostimerecordWrite.wSecond);
+  EXPECT_EQ(2001, osfileinfo.ostimerecordAccess.wYear);
   ASSERT_EQ(0, chmod(strFile.c_str(), 0600));
   ASSERT_EQ(0u, COsFile::FindFirst(strFile.c_str(), &osfileinfo));
   EXPECT_EQ(3u, osfileinfo.eosfileaccess);
@@ -84,6 +78,7 @@ std::set<std::string> Names(const std::string &a_strDirectory, const char *a_szP
 
 TEST(CosFileFind, WildcardWalksMatchingEntriesAndCloseClearsTheRecord)
 {
+  ostest::ScopedFileServices services;
   ostest::TempDir tempdir;
   for (const char *sz : {"a.txt", "b.txt", "c.log", "d.txt.bak"})
   {
@@ -102,29 +97,20 @@ TEST(CosFileFind, WildcardWalksMatchingEntriesAndCloseClearsTheRecord)
   OsFileInfo osfileinfoZero{};
   EXPECT_EQ(0, memcmp(&osfileinfo, &osfileinfoZero, sizeof(osfileinfo)));
   EXPECT_EQ(0u, COsFile::FindClose(&osfileinfo));
-}
-
-TEST(CosFileFind, NothingFoundAndBadArguments)
-{
-  ostest::ScopedFileServices services;
-  ostest::TempDir tempdir;
-  OsFileInfo osfileinfo{};
+  // Nothing found, and bad arguments.
   EXPECT_EQ(257u, COsFile::FindFirst((tempdir / "*.none").c_str(), &osfileinfo));
-  EXPECT_TRUE(services.Logged("readdir failed...<"));
   EXPECT_EQ(nullptr, osfileinfo.pvDirectory);
   EXPECT_EQ(257u, COsFile::FindFirst((tempdir / "missing/*").c_str(), &osfileinfo));
   EXPECT_EQ(257u, COsFile::FindFirst((tempdir / "missing").c_str(), &osfileinfo));
   EXPECT_EQ(3u, COsFile::FindFirst(nullptr, &osfileinfo));
-  EXPECT_TRUE(services.Logged("a_szFilename is null..."));
   EXPECT_EQ(3u, COsFile::FindFirst("x", nullptr));
-  EXPECT_TRUE(services.Logged("a_posfileinfo is NULL..."));
   EXPECT_EQ(3u, COsFile::FindNext(nullptr));
   EXPECT_EQ(3u, COsFile::FindClose(nullptr));
 }
 
 // --- File copy --------------------------------------------------------------------
 
-TEST(CosFileCopy, CopiesLargeFilesExactly)
+TEST(CosFileCopy, CopiesExactlyInPlaceAndFailsOnBadSources)
 {
   ostest::ScopedFileServices services;
   ostest::TempDir tempdir;
@@ -140,23 +126,27 @@ TEST(CosFileCopy, CopiesLargeFilesExactly)
   ASSERT_TRUE(ostest::WriteFile(tempdir / "empty", ""));
   EXPECT_EQ(0u, COsFile::Copy((tempdir / "empty").c_str(), (tempdir / "copy").c_str()));
   EXPECT_EQ("", ostest::ReadFile(tempdir / "copy"));
-}
-
-TEST(CosFileCopy, Failures)
-{
-  ostest::ScopedFileServices services;
-  ostest::TempDir tempdir;
-  ASSERT_TRUE(ostest::WriteFile(tempdir / "src", "x"));
+  // An existing target is truncated in place: it keeps its mode and its hard
+  // links. A new one gets the process's default mode.
+  ASSERT_TRUE(ostest::WriteFile(tempdir / "src", "new"));
+  ASSERT_EQ(0, chmod((tempdir / "copy").c_str(), 0640));
+  ASSERT_EQ(0, link((tempdir / "copy").c_str(), (tempdir / "second").c_str()));
+  EXPECT_EQ(0u, COsFile::Copy((tempdir / "src").c_str(), (tempdir / "copy").c_str()));
+  EXPECT_EQ("new", ostest::ReadFile(tempdir / "second"));
+  struct stat statTarget;
+  ASSERT_EQ(0, stat((tempdir / "copy").c_str(), &statTarget));
+  EXPECT_EQ(0640u, statTarget.st_mode & 07777);
+  EXPECT_EQ(2u, statTarget.st_nlink);
+  mode_t modeOld = umask(027);
+  EXPECT_EQ(0u, COsFile::Copy((tempdir / "src").c_str(), (tempdir / "fresh").c_str()));
+  umask(modeOld);
+  EXPECT_EQ(0640, ostest::ModeOf(tempdir / "fresh"));
+  // Bad sources and targets.
   EXPECT_EQ(3u, COsFile::Copy(nullptr, "x"));
-  EXPECT_TRUE(services.Logged("a_szFilename is null..."));
   EXPECT_EQ(3u, COsFile::Copy("x", nullptr));
-  EXPECT_TRUE(services.Logged("a_szNewFilename is NULL..."));
   EXPECT_EQ(1u, COsFile::Copy((tempdir / "missing").c_str(), (tempdir / "dst").c_str()));
-  EXPECT_TRUE(services.Logged("CopyFile failed..."));
-  EXPECT_TRUE(services.Logged("src: " + tempdir / "missing"));
-  EXPECT_TRUE(services.Logged("dst: " + tempdir / "dst"));
   EXPECT_FALSE(ostest::FileExists(tempdir / "dst"));
-  EXPECT_EQ(1u, COsFile::Copy((tempdir / "src").c_str(), (tempdir / "nodir/dst").c_str()));
+  EXPECT_EQ(1u, COsFile::Copy((tempdir / "empty").c_str(), (tempdir / "nodir/dst").c_str()));
   // A FIFO is not read (it would block); the copy fails at once.
   ASSERT_EQ(0, mkfifo((tempdir / "fifo").c_str(), 0600));
   EXPECT_EQ(1u, COsFile::Copy((tempdir / "fifo").c_str(), (tempdir / "dst").c_str()));
@@ -178,16 +168,13 @@ TEST(CosFileCopy, RefusesTargetsThatAreNotTheCallersRegularFile)
   std::vector<std::string> vecTargets{"link", "dangling", "fifo"};
   if (geteuid() == 0)
   {
-    ASSERT_TRUE(ostest::WriteFile(tempdir / "theirs", "precious"));
-    ASSERT_EQ(0, chown((tempdir / "theirs").c_str(), 65534, 65534));
+    ASSERT_TRUE(ostest::WriteFile(tempdir / "theirs", "precious") && ostest::GiveToNobody(tempdir / "theirs"));
     ASSERT_EQ(0, link((tempdir / "theirs").c_str(), (tempdir / "hard").c_str()));
     vecTargets.push_back("hard");
   }
   for (const std::string &strTarget : vecTargets)
   {
     EXPECT_EQ(1u, COsFile::Copy((tempdir / "src").c_str(), (tempdir / strTarget).c_str())) << strTarget;
-    EXPECT_TRUE(services.Logged("Copy target refused, not a regular file that may be written...<" +
-                                tempdir / strTarget + ">"));
   }
   EXPECT_EQ("precious", ostest::ReadFile(tempdir / "victim"));
   EXPECT_TRUE(ostest::IsLink(tempdir / "link"));
@@ -195,27 +182,6 @@ TEST(CosFileCopy, RefusesTargetsThatAreNotTheCallersRegularFile)
   struct stat statFifo;
   EXPECT_TRUE(!lstat((tempdir / "fifo").c_str(), &statFifo) && S_ISFIFO(statFifo.st_mode));
   EXPECT_TRUE(geteuid() != 0 || ostest::ReadFile(tempdir / "theirs") == "precious");
-}
-
-// An existing target is truncated in place: it keeps its mode and its hard
-// links. A new one gets the process's default mode.
-TEST(CosFileCopy, TruncatesAnExistingTargetInPlace)
-{
-  ostest::TempDir tempdir;
-  ASSERT_TRUE(ostest::WriteFile(tempdir / "src", "new"));
-  ASSERT_TRUE(ostest::WriteFile(tempdir / "dst", "old and longer"));
-  ASSERT_EQ(0, chmod((tempdir / "dst").c_str(), 0640));
-  ASSERT_EQ(0, link((tempdir / "dst").c_str(), (tempdir / "second").c_str()));
-  EXPECT_EQ(0u, COsFile::Copy((tempdir / "src").c_str(), (tempdir / "dst").c_str()));
-  EXPECT_EQ("new", ostest::ReadFile(tempdir / "second"));
-  struct stat statTarget;
-  ASSERT_EQ(0, stat((tempdir / "dst").c_str(), &statTarget));
-  EXPECT_EQ(0640u, statTarget.st_mode & 07777);
-  EXPECT_EQ(2u, statTarget.st_nlink);
-  mode_t modeOld = umask(027);
-  EXPECT_EQ(0u, COsFile::Copy((tempdir / "src").c_str(), (tempdir / "fresh").c_str()));
-  umask(modeOld);
-  EXPECT_EQ(0640, ostest::ModeOf(tempdir / "fresh"));
 }
 
 TEST(CosFileCopy, HolesStayHoles)
@@ -245,31 +211,27 @@ TEST(CosFileCopy, HolesStayHoles)
 // Records every callback call and answers from a table of name suffixes.
 struct Recorder
 {
-  std::vector<std::string> vecFiles;                       // names of file entries
-  std::vector<std::string> vecDirectories;                 // paths of directory entries
+  size_t sizetFiles = 0;        // file entries offered
+  size_t sizetDirectories = 0;  // directory entries offered
   std::vector<std::pair<std::string, EOSSTS>> vecAnswers;  // suffix of the path -> answer
   bool blBadRecord = false;
 };
 
+// Each record has the size 16, the caller's context and an absolute path; a
+// file's name is the last component of its path, a directory has none.
 EOSSTS RecordingCallback(OsFileCopyDirectoryInfo *a_pinfo)
 {
   Recorder *precorder = static_cast<Recorder *>(a_pinfo->pvContext);
   if ((a_pinfo->u32Size != 16) || !a_pinfo->szPath || (a_pinfo->szPath[0] != '/'))
   {
     precorder->blBadRecord = true;
+    return 0;
   }
-  std::string strPath = a_pinfo->szPath;
-  if (a_pinfo->szName)
+  const std::string strPath = a_pinfo->szPath;
+  (a_pinfo->szName ? precorder->sizetFiles : precorder->sizetDirectories)++;
+  if (a_pinfo->szName && (strPath.substr(strPath.rfind('/') + 1) != a_pinfo->szName))
   {
-    precorder->vecFiles.push_back(a_pinfo->szName);
-    if (strPath.substr(strPath.rfind('/') + 1) != a_pinfo->szName)
-    {
-      precorder->blBadRecord = true;
-    }
-  }
-  else
-  {
-    precorder->vecDirectories.push_back(strPath);
+    precorder->blBadRecord = true;
   }
   for (const auto &answer : precorder->vecAnswers)
   {
@@ -317,6 +279,7 @@ TEST_F(CosFileCopyDirectory, CallbackVerdicts)
 {
   const std::vector<std::string> vecAll{"a.ini",     "b.txt",       "empty/",          "sub/",
                                         "sub/c.ini", "sub/deeper/", "sub/deeper/d.txt"};
+  const std::vector<std::string> vecSub{"a.ini", "sub/", "sub/c.ini", "sub/deeper/", "sub/deeper/d.txt"};
   const struct
   {
     bool blCallback;
@@ -324,20 +287,17 @@ TEST_F(CosFileCopyDirectory, CallbackVerdicts)
     std::vector<std::pair<std::string, EOSSTS>> vecAnswers;
     EOSSTS eossts;
     std::vector<std::string> vecCopied;
-    size_t sizetOffered;  // files offered to the callback
+    size_t sizetFiles;        // offered to the callback
+    size_t sizetDirectories;  // offered to the callback
   } acase[] = {
-      {false, true, {}, 0, vecAll, 0},
-      {true, true, {{"", 8}}, 0, {}, 2},  // only the top files and directories are offered
-      {true, true, {{".txt", 8}, {".ini", 8}}, 0, {}, 4},
-      {true, true, {{".txt", 8}}, 0, {"a.ini", "sub/", "sub/c.ini"}, 4},
-      {true,
-       true,
-       {{"/sub", 6}, {".txt", 8}},
-       0,
-       {"a.ini", "sub/", "sub/c.ini", "sub/deeper/", "sub/deeper/d.txt"},
-       2},
-      {true, true, {{"b.txt", 6}}, 6, {"a.ini", "sub/", "sub/c.ini", "sub/deeper/", "sub/deeper/d.txt"}, 4},
-      {true, false, {}, 0, {"a.ini", "b.txt"}, 2},
+      {false, true, {}, 0, vecAll, 0, 0},
+      {true, true, {}, 0, {"a.ini", "b.txt", "sub/", "sub/c.ini", "sub/deeper/", "sub/deeper/d.txt"}, 4, 3},
+      {true, true, {{"", 8}}, 0, {}, 2, 2},  // only the top files and directories are offered
+      {true, true, {{".txt", 8}, {".ini", 8}}, 0, {}, 4, 3},
+      {true, true, {{".txt", 8}}, 0, {"a.ini", "sub/", "sub/c.ini"}, 4, 3},
+      {true, true, {{"/sub", 6}, {".txt", 8}}, 0, vecSub, 2, 2},
+      {true, true, {{"b.txt", 6}}, 6, vecSub, 4, 3},
+      {true, false, {}, 0, {"a.ini", "b.txt"}, 2, 0},
   };
   int iCase = 0;
   for (const auto &c : acase)
@@ -350,36 +310,23 @@ TEST_F(CosFileCopyDirectory, CallbackVerdicts)
     EXPECT_EQ(c.vecCopied, ostest::Listing(strDestination));
     EXPECT_EQ(!c.vecCopied.empty(), ostest::IsDirectory(strDestination))
         << "no destination when nothing is copied";
-    EXPECT_EQ(c.sizetOffered, recorder.vecFiles.size());
+    EXPECT_EQ(c.sizetFiles, recorder.sizetFiles);
+    EXPECT_EQ(c.sizetDirectories, recorder.sizetDirectories);
     EXPECT_FALSE(recorder.blBadRecord);
-    if (!c.blRecursive)
-    {
-      EXPECT_TRUE(recorder.vecDirectories.empty());
-    }
   }
   EXPECT_EQ("d", ostest::ReadFile(m_tempdir / "dst0/sub/deeper/d.txt"));
   EXPECT_EQ(0777, ostest::ModeOf(m_tempdir / "dst0/empty"));
-  EXPECT_TRUE(m_services.Logged("Unexpected callback status: 6"));
-  EXPECT_TRUE(m_services.Logged("OsFileCopy failed...<" + ostest::Physical(Src()) + "/b.txt> <" +
-                                m_tempdir / "dst5/b.txt>"));
   // Without a callback an empty source still makes the destination.
   std::string strEmpty = m_tempdir / "nothing";
   ASSERT_TRUE(ostest::MakeDirectory(strEmpty));
   EXPECT_EQ(0u, COsFile::CopyDirectory(strEmpty.c_str(), Dst().c_str(), true, nullptr, nullptr));
   EXPECT_TRUE(ostest::IsDirectory(Dst()));
-}
-
-TEST_F(CosFileCopyDirectory, RecordCarriesContextAndAbsolutePaths)
-{
+  // A missing source with a callback does nothing.
   Recorder recorder;
-  EXPECT_EQ(0u, Run(true, &recorder));
-  EXPECT_FALSE(recorder.blBadRecord);
-  std::set<std::string> setFiles(recorder.vecFiles.begin(), recorder.vecFiles.end());
-  EXPECT_EQ((std::set<std::string>{"a.ini", "b.txt", "c.ini", "d.txt"}), setFiles);
-  std::string strSource = ostest::Physical(Src());
-  std::set<std::string> setDirectories(recorder.vecDirectories.begin(), recorder.vecDirectories.end());
-  EXPECT_EQ((std::set<std::string>{strSource + "/sub", strSource + "/sub/deeper", strSource + "/empty"}),
-            setDirectories);
+  EXPECT_EQ(0u, COsFile::CopyDirectory((m_tempdir / "missing").c_str(), (m_tempdir / "none").c_str(), true,
+                                       RecordingCallback, &recorder));
+  EXPECT_FALSE(ostest::FileExists(m_tempdir / "none"));
+  EXPECT_EQ(3u, COsFile::CopyDirectory(nullptr, Dst().c_str(), true, nullptr, nullptr));
 }
 
 TEST_F(CosFileCopyDirectory, FirstFailureWins)
@@ -394,12 +341,11 @@ TEST_F(CosFileCopyDirectory, FirstFailureWins)
   recorder.vecAnswers = {{"/empty", 11}};
   ASSERT_TRUE(ostest::WriteFile(Src("empty/e.ini"), "e"));
   EXPECT_EQ(11u, Run(true, &recorder));
-  EXPECT_TRUE(m_services.Logged("Unexpected callback status: 11"));
   EXPECT_FALSE(ostest::FileExists(Dst("empty/e.ini")));
 }
 
 // Files of an existing destination are overwritten; a link at a file's
-// target is refused, and with a callback that is reported.
+// target is refused.
 TEST_F(CosFileCopyDirectory, ExistingDestinationIsOverwrittenNotFollowed)
 {
   ASSERT_TRUE(ostest::MakeDirectory(Dst()));
@@ -411,76 +357,53 @@ TEST_F(CosFileCopyDirectory, ExistingDestinationIsOverwrittenNotFollowed)
   EXPECT_EQ(1u, Run(true, &recorder));
   EXPECT_EQ("a", ostest::ReadFile(Dst("a.ini")));
   EXPECT_EQ("precious", ostest::ReadFile(strVictim));
-  EXPECT_TRUE(m_services.Logged("OsFileCopy failed...<" + ostest::Physical(Src()) + "/b.txt> <" +
-                                Dst("b.txt") + ">"));
 }
 
-TEST_F(CosFileCopyDirectory, LinkLoopTerminatesWithAFailure)
+// A directory loop, links that lead to each other and a FIFO (which is not
+// read) each fail the copy; the rest is copied.
+TEST_F(CosFileCopyDirectory, LoopsAndFifosFailTheCopyNotTheWalk)
 {
   ASSERT_EQ(0, symlink("..", Src("sub/up").c_str()));
   ASSERT_EQ(0, symlink(".", Src("self").c_str()));
-  EOSSTS eossts = Run(true, nullptr);
-  EXPECT_EQ(1u, eossts);
+  EXPECT_EQ(1u, Run(true, nullptr));
   EXPECT_TRUE(m_services.Logged("Directory loop"));
-  // Links that lead to each other end in a failure too.
   ASSERT_EQ(0, unlink(Src("self").c_str()));
   ASSERT_EQ(0, unlink(Src("sub/up").c_str()));
   ASSERT_EQ(0, symlink("ping", Src("pong").c_str()));
   ASSERT_EQ(0, symlink("pong", Src("ping").c_str()));
   EXPECT_EQ(1u, Run(true, nullptr));
-  EXPECT_TRUE(m_services.Logged("Symbolic link loop or path too long, not copied...<" +
-                                ostest::Physical(Src()) + "/p"));
+  ASSERT_EQ(0, unlink(Src("ping").c_str()) + unlink(Src("pong").c_str()));
+  ASSERT_EQ(0, mkfifo(Src("pipe").c_str(), 0600));
+  Recorder recorder;
+  EXPECT_EQ(1u, Run(true, &recorder));
   EXPECT_EQ("d", ostest::ReadFile(Dst("sub/deeper/d.txt")));
   EXPECT_EQ("a", ostest::ReadFile(Dst("a.ini")));
 }
 
-TEST_F(CosFileCopyDirectory, TooDeepTreeTerminatesWithAFailure)
+// More depth than the walk allows (status 1) and paths longer than its
+// buffers (status 2) fail the copy; what lies within the limits is copied.
+TEST_F(CosFileCopyDirectory, TooDeepOrTooLongFails)
 {
   std::string strPath = Src("deep");
   for (int ii = 0; ii < 80; ii++)
   {
-    ASSERT_TRUE(ostest::MakeDirectory(strPath)) << strPath;
-    ASSERT_TRUE(ostest::WriteFile(strPath + "/f.ini", "f"));
+    ASSERT_TRUE(ostest::MakeDirectory(strPath) && ostest::WriteFile(strPath + "/f.ini", "f"));
     strPath += "/d";
   }
-  Recorder recorder;
-  EXPECT_EQ(1u, Run(true, &recorder));
+  EXPECT_EQ(1u, Run(true, nullptr));
   EXPECT_EQ("f", ostest::ReadFile(Dst("deep/d/d/d/f.ini")));
   EXPECT_EQ("c", ostest::ReadFile(Dst("sub/c.ini")));
-}
-
-TEST_F(CosFileCopyDirectory, PathsLongerThanTheBuffersAreFailures)
-{
   std::string strName(100, 'n');
-  std::string strPath = Src();
+  strPath = Src();
   for (int ii = 0; ii < 6; ii++)
   {
     strPath += "/" + strName;
-    ASSERT_TRUE(ostest::MakeDirectory(strPath));
-    ASSERT_TRUE(ostest::WriteFile(strPath + "/f.ini", "f"));
+    ASSERT_TRUE(ostest::MakeDirectory(strPath) && ostest::WriteFile(strPath + "/f.ini", "f"));
   }
-  EXPECT_EQ(2u, Run(true, nullptr));
-  EXPECT_TRUE(m_services.Logged("Path too long"));
-  EXPECT_EQ("f", ostest::ReadFile(Dst(strName + "/f.ini")));
-  EXPECT_EQ("a", ostest::ReadFile(Dst("a.ini")));
-}
-
-TEST_F(CosFileCopyDirectory, FifoIsReportedNotRead)
-{
-  ASSERT_EQ(0, mkfifo(Src("pipe").c_str(), 0600));
-  Recorder recorder;
-  EXPECT_EQ(1u, Run(true, &recorder));
-  EXPECT_TRUE(m_services.Logged("OsFileCopy failed...<" + ostest::Physical(Src()) + "/pipe>"));
-  EXPECT_EQ("a", ostest::ReadFile(Dst("a.ini")));
-}
-
-TEST_F(CosFileCopyDirectory, MissingSourceWithCallbackDoesNothing)
-{
-  Recorder recorder;
-  EXPECT_EQ(0u, COsFile::CopyDirectory((m_tempdir / "missing").c_str(), Dst().c_str(), true,
-                                       RecordingCallback, &recorder));
-  EXPECT_FALSE(ostest::FileExists(Dst()));
-  EXPECT_EQ(3u, COsFile::CopyDirectory(nullptr, Dst().c_str(), true, nullptr, nullptr));
+  ASSERT_EQ(0, rename(Src("deep").c_str(), (m_tempdir / "aside").c_str()));
+  EXPECT_EQ(2u, Run(true, nullptr, m_tempdir / "dst2"));
+  EXPECT_EQ("f", ostest::ReadFile(m_tempdir / ("dst2/" + strName + "/f.ini")));
+  EXPECT_EQ("a", ostest::ReadFile(m_tempdir / "dst2/a.ini"));
 }
 
 // --- Removal --------------------------------------------------------------------
@@ -505,29 +428,47 @@ protected:
   ostest::TempDir m_tempdir;
 };
 
-TEST_F(CosFileDelete, TypeMustMatch)
+// A wrong type, a missing name, a non-empty directory without the recursive
+// flag, a wildcard without the wildcard flag, "/" and "<tree>/." remove
+// nothing; other types than file and directory are not removed by name.
+TEST_F(CosFileDelete, RefusalsRemoveNothing)
 {
-  EXPECT_EQ(1u, COsFile::Delete(Tree().c_str(), 2, 1, false));
-  EXPECT_EQ(1u, COsFile::Delete(Tree("f.log").c_str(), 1, 1, false));
-  EXPECT_EQ(1u, COsFile::Delete(Tree("f.log").c_str(), 0, 1, false));
-  EXPECT_EQ(1u, COsFile::Delete(Tree("missing").c_str(), 2, 0, false));
-  EXPECT_TRUE(ostest::FileExists(Tree("f.log")));
-  EXPECT_TRUE(ostest::FileExists(Tree("sub/h.log")));
-  EXPECT_EQ(0u, COsFile::Delete(Tree("f.log").c_str(), 2, 0, false));
-  EXPECT_FALSE(ostest::FileExists(Tree("f.log")));
   ASSERT_EQ(0, mkfifo(Tree("fifo").c_str(), 0600));
-  EXPECT_EQ(1u, COsFile::Delete(Tree("fifo").c_str(), 3, 0, false)) << "other types are not removed by name";
+  const struct
+  {
+    std::string strPath;
+    EOSFILETYPE eosfiletype;
+    EOSBOOL eosboolRecursive;
+    EOSSTS eossts;
+  } acase[] = {
+      {Tree(), 2, 1, 1},        {Tree("f.log"), 1, 1, 1}, {Tree("f.log"), 0, 1, 1},
+      {Tree("missing"), 2, 0, 1}, {Tree("fifo"), 3, 0, 1}, {Tree(), 1, 0, 1},
+      {Tree("*.log"), 2, 0, 3}, {"/", 1, 1, 1},           {Tree() + "/.", 1, 1, 1},
+  };
+  for (const auto &c : acase)
+  {
+    EXPECT_EQ(c.eossts, COsFile::Delete(c.strPath.c_str(), c.eosfiletype, c.eosboolRecursive, false))
+        << c.strPath << " " << c.eosfiletype << " " << c.eosboolRecursive;
+  }
+  EXPECT_EQ(3u, COsFile::Delete(nullptr, 2, 0, false));
+  EXPECT_EQ((std::vector<std::string>{"f.log", "fifo", "g.txt", "sub/", "sub/h.log"}), ostest::Listing(Tree()));
 }
 
-TEST_F(CosFileDelete, DirectoryNeedsTheRecursiveFlagWhenNotEmpty)
+// Files and empty directories go by name; a tree goes whole with the
+// recursive flag, however deep, whatever it holds. A link met inside the
+// tree is removed as a link, never entered, whoever owns it: following it
+// would empty a directory outside the tree.
+TEST_F(CosFileDelete, NamedFilesAndTrees)
 {
-  EXPECT_EQ(1u, COsFile::Delete(Tree().c_str(), 1, 0, false));
-  EXPECT_TRUE(m_services.Logged("RemoveDirectory failed..."));
-  EXPECT_TRUE(ostest::FileExists(Tree("g.txt")));
+  EXPECT_EQ(0u, COsFile::Delete(Tree("f.log").c_str(), 2, 0, false));
+  EXPECT_FALSE(ostest::FileExists(Tree("f.log")));
   ASSERT_TRUE(ostest::MakeDirectory(Tree("void")));
   EXPECT_EQ(0u, COsFile::Delete(Tree("void").c_str(), 1, 0, false));
+  EXPECT_FALSE(ostest::FileExists(Tree("void")));
   ASSERT_EQ(0, mkfifo(Tree("sub/fifo").c_str(), 0600));
   ASSERT_EQ(0, symlink("nowhere", Tree("sub/dangling").c_str()));
+  ASSERT_EQ(0, symlink(Outside().c_str(), Tree("sub/planted").c_str()));
+  ASSERT_EQ(0, symlink(Outside("keep").c_str(), Tree("filelink").c_str()));
   std::string strPath = Tree("deep");
   for (int ii = 0; ii < 100; ii++)
   {
@@ -535,17 +476,6 @@ TEST_F(CosFileDelete, DirectoryNeedsTheRecursiveFlagWhenNotEmpty)
     strPath += "/d";
   }
   EXPECT_EQ(0u, COsFile::Delete((Tree() + "/").c_str(), 1, 1, false));
-  EXPECT_FALSE(ostest::FileExists(Tree()));
-  EXPECT_TRUE(m_services.Logged("Delete: <" + Tree() + "/> 1 1"));
-}
-
-// A link met inside the tree is removed as a link, never entered, whoever
-// owns it: following it would empty a directory outside the tree.
-TEST_F(CosFileDelete, LinksInsideTheTreeAreRemovedNotFollowed)
-{
-  ASSERT_EQ(0, symlink(Outside().c_str(), Tree("sub/planted").c_str()));
-  ASSERT_EQ(0, symlink(Outside("keep").c_str(), Tree("filelink").c_str()));
-  EXPECT_EQ(0u, COsFile::Delete(Tree().c_str(), 1, 1, false));
   EXPECT_FALSE(ostest::FileExists(Tree()));
   EXPECT_EQ("keep", ostest::ReadFile(Outside("keep")));
 }
@@ -563,18 +493,6 @@ TEST_F(CosFileDelete, WildcardRemovesMatchesOnly)
   EXPECT_TRUE(ostest::FileExists(Tree("g.txt")));
   EXPECT_TRUE(ostest::IsDirectory(Tree()));
   EXPECT_EQ("keep", ostest::ReadFile(Outside("keep")));
-}
-
-TEST_F(CosFileDelete, BadArguments)
-{
-  EXPECT_EQ(3u, COsFile::Delete(nullptr, 2, 0, false));
-  EXPECT_TRUE(m_services.Logged("a_szFilename is null..."));
-  EXPECT_EQ(3u, COsFile::Delete(Tree("*.log").c_str(), 2, 0, false));
-  EXPECT_TRUE(m_services.Logged("we don't support deleting with wildcards..."));
-  EXPECT_TRUE(ostest::FileExists(Tree("f.log")));
-  EXPECT_EQ(1u, COsFile::Delete("/", 1, 1, false));
-  EXPECT_EQ(1u, COsFile::Delete((Tree() + "/.").c_str(), 1, 1, false));
-  EXPECT_TRUE(ostest::FileExists(Tree("f.log")));
 }
 
 }  // namespace
@@ -610,7 +528,7 @@ protected:
   void Link(const std::string &a_strTarget, const char *a_szName)
   {
     ASSERT_EQ(0, symlink(a_strTarget.c_str(), (m_tempdir / a_szName).c_str()));
-    ASSERT_TRUE(!GetParam() || !lchown((m_tempdir / a_szName).c_str(), 65534, 65534));
+    ASSERT_TRUE(!GetParam() || ostest::GiveToNobody(m_tempdir / a_szName));
   }
   bool Trusted() const { return !GetParam(); }
   std::string P(const char *a_sz) const { return m_tempdir / a_sz; }
@@ -634,8 +552,6 @@ TEST_P(CosFileLinkOwner, CopyFollowsTrustedLinksAndReportsTheOthers)
   const std::vector<std::string> vecTrusted{"a.ini", "profiles/", "profiles/p.txt", "x.ini"};
   EXPECT_EQ(Trusted() ? vecTrusted : std::vector<std::string>{"a.ini"}, ostest::Listing(P("mirror")));
   EXPECT_EQ(Trusted() ? "common/y.ini" : "", ostest::ReadFile(P("mirror/x.ini")));
-  EXPECT_EQ(!Trusted(), m_services.Logged("Symbolic link of another user not followed...<" +
-                                          ostest::Physical(P("model")) + "/profiles>"));
   // The source and the destination reached through a link.
   EXPECT_EQ(Trusted() ? 0u : 258u,
             COsFile::CopyDirectory(P("srclink").c_str(), P("mirror2").c_str(), true, nullptr, nullptr));
@@ -643,7 +559,6 @@ TEST_P(CosFileLinkOwner, CopyFollowsTrustedLinksAndReportsTheOthers)
   EXPECT_EQ(Trusted() ? 0u : 258u,
             COsFile::CopyDirectory(P("common").c_str(), P("dstlink").c_str(), true, nullptr, nullptr));
   EXPECT_EQ(Trusted(), ostest::FileExists(P("outside/y.ini")));
-  EXPECT_EQ(!Trusted(), m_services.Logged("OsFileCreateDirectory failed...<" + P("dstlink") + ">"));
 }
 
 TEST_P(CosFileLinkOwner, CreateCopyFindAndDeleteThroughALink)
@@ -660,9 +575,6 @@ TEST_P(CosFileLinkOwner, CreateCopyFindAndDeleteThroughALink)
   EXPECT_EQ(!Trusted(), ostest::FileExists(P("outside/tree/keep")));
   EXPECT_TRUE(ostest::IsDirectory(P("outside/tree")));
   EXPECT_EQ(Trusted(), ostest::IsLink(P("treelink")));
-  EXPECT_EQ(!Trusted(),
-            m_services.Logged("Symbolic link of another user not followed, removed as a link...<" +
-                              P("treelink") + ">"));
 }
 
 // An unprivileged caller below a directory it may search but not read.
@@ -676,31 +588,22 @@ TEST(CosFileUnprivileged, WorksBelowADirectoryItMaySearchButNotRead)
   ASSERT_EQ(0, chmod(tempdir.Path().c_str(), 0711));
   const std::string strWork = tempdir / "work";
   ASSERT_TRUE(ostest::MakeDirectory(tempdir / "src") && ostest::MakeDirectory(strWork));
-  ASSERT_TRUE(ostest::WriteFile(tempdir / "src/f.ini", "f"));
-  ASSERT_EQ(0, chown(strWork.c_str(), 65534, 65534));
-  std::string strFailures = ostest::RunUnprivileged(
+  ASSERT_TRUE(ostest::WriteFile(tempdir / "src/f.ini", "f") && ostest::GiveToNobody(strWork));
+  EXPECT_TRUE(ostest::RunAsNobody(
       [&]()
       {
-        std::string str;
-        str += COsFile::Create((strWork + "/a/b").c_str(), nullptr) ? "Create " : "";
-        str += COsFile::Copy((tempdir / "src/f.ini").c_str(), (strWork + "/a/f.ini").c_str()) ? "Copy " : "";
-        str += (COsFile::CopyDirectory((tempdir / "src").c_str(), (strWork + "/copy").c_str(), true, nullptr,
-                                       nullptr) ||
-                (ostest::ReadFile(strWork + "/copy/f.ini") != "f"))
-                   ? "CopyDirectory "
-                   : "";
         OsFileInfo osfileinfo{};
-        str += (COsFile::FindFirst((strWork + "/a/*.ini").c_str(), &osfileinfo) ||
-                strcmp(osfileinfo.szName, "f.ini"))
-                   ? "FindFirst "
-                   : "";
-        COsFile::FindClose(&osfileinfo);
-        str += (COsFile::Delete((strWork + "/a").c_str(), 1, 1, false) || ostest::FileExists(strWork + "/a"))
-                   ? "Delete"
-                   : "";
-        return str;
-      });
-  EXPECT_EQ("", strFailures);
+        const bool blOk =
+            !COsFile::Create((strWork + "/a/b").c_str(), nullptr) &&
+            !COsFile::Copy((tempdir / "src/f.ini").c_str(), (strWork + "/a/f.ini").c_str()) &&
+            !COsFile::CopyDirectory((tempdir / "src").c_str(), (strWork + "/copy").c_str(), true, nullptr,
+                                    nullptr) &&
+            (ostest::ReadFile(strWork + "/copy/f.ini") == "f") &&
+            !COsFile::FindFirst((strWork + "/a/*.ini").c_str(), &osfileinfo) &&
+            !strcmp(osfileinfo.szName, "f.ini") && !COsFile::FindClose(&osfileinfo) &&
+            !COsFile::Delete((strWork + "/a").c_str(), 1, 1, false) && !ostest::FileExists(strWork + "/a");
+        return blOk;
+      }));
 }
 
 // A copy onto a full file system (a 1 MiB tmpfs) fails and names the file.
@@ -718,8 +621,6 @@ TEST(CosFileCopyFull, WriteErrorsFailTheCopy)
   Recorder recorder;
   EXPECT_EQ(1u, COsFile::CopyDirectory((tempdir / "src").c_str(), (strFull + "/mirror").c_str(), true,
                                        RecordingCallback, &recorder));
-  EXPECT_TRUE(services.Logged("OsFileCopy failed...<" + ostest::Physical(tempdir / "src") + "/big.ini> <" +
-                              strFull + "/mirror/big.ini>"));
   EXPECT_EQ(1u, COsFile::Copy((tempdir / "src/big.ini").c_str(), (strFull + "/other").c_str()));
   // Within one file system the kernel copies by itself, and fails the same way.
   ASSERT_EQ(0, umount2(strFull.c_str(), MNT_DETACH));

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -16,210 +15,177 @@
 namespace
 {
 
-std::string Normalized(const char *a_szPath, char a_cSeparator = '/')
+struct PathCase
 {
-  char sz[512];
-  strcpy(sz, a_szPath);
-  char *szEnd = COsFile::PathNormalize(sz, a_cSeparator);
-  EXPECT_EQ(szEnd, sz + strlen(sz));
+  char cFunction;  // N PathNormalize, S PathSet, A PathAppend, T PathRemoveTrailingSlash, P PathSplit
+  const char *szIn;
+  const char *szArgument;  // N: the separator (null: '/'); S: the source; A: the name
+  uint32_t u32Size;        // S and A: the buffer size (0: 64)
+  const char *szOut;       // P: "<directory length>|<name>"
+};
+
+// Runs one case in a buffer filled with '#' behind the input: nothing may be
+// written at or past the buffer size.
+std::string Apply(const PathCase &a_c)
+{
+  char sz[80];
+  memset(sz, '#', sizeof(sz));
+  strcpy(sz, a_c.szIn);
+  const uint32_t u32Size = a_c.u32Size ? a_c.u32Size : 64;
+  switch (a_c.cFunction)
+  {
+    case 'N':
+      EXPECT_EQ(sz + strlen(a_c.szOut), COsFile::PathNormalize(sz, a_c.szArgument ? a_c.szArgument[0] : '/'));
+      break;
+    case 'S':
+      COsFile::PathSet(sz, u32Size, a_c.szArgument);
+      break;
+    case 'A':
+      EXPECT_EQ(sz + strlen(a_c.szOut), COsFile::PathAppend(sz, u32Size, a_c.szArgument));
+      break;
+    case 'T':
+      COsFile::PathRemoveTrailingSlash(sz);
+      break;
+    default:
+    {
+      uint32_t u32Length = 99;
+      char *szName = nullptr;
+      COsFile::PathSplit(sz, &u32Length, &szName);
+      EXPECT_TRUE(szName >= sz && szName <= sz + strlen(sz)) << "the name points into the path";
+      return std::to_string(u32Length) + "|" + szName;
+    }
+  }
+  EXPECT_EQ('#', sz[u32Size]) << "written past the buffer";
   return sz;
 }
 
-TEST(CosFilePath, NormalizeMergesRunsAndKeepsOnlyALeadingPairOfBackslashes)
+TEST(CosFilePath, Table)
 {
-  EXPECT_EQ("a/b/c/", Normalized("a//b\\c/"));
-  EXPECT_EQ("/a/./../b", Normalized("\\/a\\.//..\\\\b"));
-  EXPECT_EQ("", Normalized(""));
-  EXPECT_EQ("a\\b\\", Normalized("a/b//", '\\'));
-  EXPECT_EQ(nullptr, COsFile::PathNormalize(nullptr, '/'));
-  EXPECT_EQ("\\\\server/share/x", Normalized("\\\\server\\share//x"));
-  EXPECT_EQ("\\\\/x", Normalized("\\\\\\x"));  // a third backslash is an ordinary separator
-  EXPECT_EQ("a/b", Normalized("a\\\\b"));      // a pair that is not leading is merged
-  EXPECT_EQ("/x", Normalized("/\\x"));
+  const PathCase apathcase[] = {
+      // Runs merge; only a leading pair of backslashes stays (a network share).
+      {'N', "a//b\\c/", nullptr, 0, "a/b/c/"},
+      {'N', "\\/a\\.//..\\\\b", nullptr, 0, "/a/./../b"},
+      {'N', "", nullptr, 0, ""},
+      {'N', "a/b//", "\\", 0, "a\\b\\"},
+      {'N', "\\\\server\\share//x", nullptr, 0, "\\\\server/share/x"},
+      {'N', "\\\\\\x", nullptr, 0, "\\\\/x"},  // a third backslash is an ordinary separator
+      {'N', "a\\\\b", nullptr, 0, "a/b"},      // a pair that is not leading is merged
+      {'N', "/\\x", nullptr, 0, "/x"},
+      // Set copies what fits (normalised) and empties the buffer otherwise.
+      {'S', "old", "a\\b//cd", 8, "a/b/cd"},
+      {'S', "old", "abcdefgh", 8, ""},
+      // Append adds one separator and drops a drive letter; what does not
+      // fit is not added.
+      {'A', "", "etc", 0, "/etc"},
+      {'A', "dir/", "/x", 0, "dir/x"},
+      {'A', "dir", "sub\\name", 0, "dir/sub/name"},
+      {'A', "dir", "Z:\\x", 0, "dir/x"},
+      {'A', "dir", "Z", 0, "dir/Z"},  // a one-character name is not a drive letter
+      {'A', "abc", "ok", 7, "abc/ok"},
+      {'A', "abc", "okk", 7, "abc/"},
+      {'T', "/", nullptr, 0, ""},
+      {'T', "a/b/", nullptr, 0, "a/b"},
+      {'T', "a//", nullptr, 0, "a"},
+      {'T', "a\\", nullptr, 0, "a"},
+      {'T', "", nullptr, 0, ""},
+      {'T', "a", nullptr, 0, "a"},
+      {'P', "name", nullptr, 0, "0|name"},
+      {'P', "/a/b", nullptr, 0, "2|b"},
+      {'P', "/a/", nullptr, 0, "2|"},
+      {'P', "/x", nullptr, 0, "0|x"},
+      {'P', "a\\\\b\\c", nullptr, 0, "3|c"},
+  };
+  for (const PathCase &c : apathcase)
+  {
+    EXPECT_EQ(c.szOut, Apply(c)) << c.cFunction << " <" << c.szIn << "> <" << (c.szArgument ? c.szArgument : "")
+                                 << "> " << c.u32Size;
+  }
 }
 
-TEST(CosFilePath, SetCopiesWhatFitsAndEmptiesOnOverflow)
+TEST(CosFilePath, NullArgumentsAndOverlappingBuffers)
 {
   ostest::ScopedFileServices services;
-  char sz[8];
-  COsFile::PathSet(sz, sizeof(sz), "a\\b//cd");  // 7 characters: fits exactly
-  EXPECT_STREQ("a/b/cd", sz);
-  COsFile::PathSet(sz, sizeof(sz), "abcdefgh");  // one character more
-  EXPECT_STREQ("", sz);
-  EXPECT_TRUE(services.Logged("buffer overflow...8 <abcdefgh>"));
-
-  strcpy(sz, "keep");
+  EXPECT_EQ(nullptr, COsFile::PathNormalize(nullptr, '/'));
+  char sz[8] = "keep";
   COsFile::PathSet(sz, sizeof(sz), nullptr);
   EXPECT_STREQ("keep", sz);
-  EXPECT_TRUE(services.Logged("null argument..."));
   COsFile::PathSet(nullptr, 8, "x");  // must not crash
-  // Overlapping buffers.
+  COsFile::PathSplit(sz, nullptr, nullptr);
+  EXPECT_STREQ("keep", sz);
   char szLong[32] = "xx/a\\\\b";
   COsFile::PathSet(szLong, sizeof(szLong), szLong + 3);
   EXPECT_STREQ("a/b", szLong);
 }
 
-TEST(CosFilePath, AppendAddsOneSeparatorAndDropsADriveLetter)
-{
-  ostest::ScopedFileServices services;
-  const struct
-  {
-    const char *szPath;
-    const char *szAppend;
-    const char *szOut;
-  } acase[] = {{"", "etc", "/etc"},
-               {"dir/", "/x", "dir/x"},
-               {"dir", "sub\\name", "dir/sub/name"},
-               {"dir", "Z:\\x", "dir/x"},
-               {"dir", "Z", "dir/Z"}};  // a one-character name is not a drive letter
-  for (const auto &c : acase)
-  {
-    char sz[64];
-    strcpy(sz, c.szPath);
-    EXPECT_EQ(sz + strlen(c.szOut), COsFile::PathAppend(sz, sizeof(sz), c.szAppend)) << c.szAppend;
-    EXPECT_STREQ(c.szOut, sz) << c.szAppend;
-  }
-  EXPECT_TRUE(services.Logged("PathAppend stripping drive letter...<Z:\\x>"));
-}
-
-TEST(CosFilePath, AppendNeverWritesPastTheBuffer)
-{
-  ostest::ScopedFileServices services;
-  char sz[10] = "abc";
-  sz[9] = '#';
-  COsFile::PathAppend(sz, 9, "toolong");  // "abc/toolong" needs 12 bytes: refused
-  EXPECT_STREQ("abc/", sz);
-  EXPECT_EQ('#', sz[9]);
-  COsFile::PathAppend(sz, 9, "ok");  // "abc/ok" fits 9 bytes after the merge
-  EXPECT_STREQ("abc/ok", sz);
-}
-
-TEST(CosFilePath, SplitReportsDirectoryLengthAndName)
-{
-  struct Case
-  {
-    const char *szPath;
-    uint32_t u32Length;
-    const char *szName;
-  } acase[] = {{"name", 0, "name"}, {"/a/b", 2, "b"}, {"/a/", 2, ""}, {"/x", 0, "x"}, {"a\\\\b\\c", 3, "c"}};
-  for (const Case &c : acase)
-  {
-    char sz[64];
-    strcpy(sz, c.szPath);
-    uint32_t u32Length = 99;
-    char *szName = nullptr;
-    COsFile::PathSplit(sz, &u32Length, &szName);
-    EXPECT_EQ(c.u32Length, u32Length) << c.szPath;
-    EXPECT_STREQ(c.szName, szName) << c.szPath;
-    EXPECT_TRUE(szName >= sz && szName <= sz + strlen(sz)) << "the name points into the path";
-  }
-  char sz[16] = "a/b";
-  COsFile::PathSplit(sz, nullptr, nullptr);  // outputs are optional
-  EXPECT_STREQ("a/b", sz);
-}
-
-TEST(CosFilePath, RemoveTrailingSlashDropsOnlyOne)
-{
-  struct Case
-  {
-    const char *szIn;
-    const char *szOut;
-  } acase[] = {{"/", ""}, {"a/b/", "a/b"}, {"a//", "a"}, {"a\\", "a"}, {"", ""}, {"a", "a"}};
-  for (const Case &c : acase)
-  {
-    char sz[16];
-    strcpy(sz, c.szIn);
-    COsFile::PathRemoveTrailingSlash(sz);
-    EXPECT_STREQ(c.szOut, sz) << c.szIn;
-  }
-}
-
-TEST(CosFilePath, AbsoluteOfRelativeNames)
-{
-  ostest::TempDir tempdir;
-  ASSERT_TRUE(ostest::WriteFile(tempdir / "f", "x"));
-  ostest::ScopedCwd cwd(tempdir.Path());
-  ASSERT_TRUE(cwd.Changed());
-  const std::string strHere = ostest::Physical(tempdir.Path());
-  for (const auto &c : {std::make_pair("f", strHere + "/f"), std::make_pair(".", strHere),
-                        std::make_pair("..", ostest::Physical(tempdir.Path() + "/.."))})
-  {
-    char sz[512];
-    ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), c.first));
-    EXPECT_EQ(c.second, sz);
-  }
-  // The working directory is where it was.
-  char szCwd[PATH_MAX];
-  ASSERT_NE(nullptr, getcwd(szCwd, sizeof(szCwd)));
-  EXPECT_EQ(strHere, szCwd);
-}
-
-// Links in the directory part are resolved; a link as the last component
-// stays as it is named.
-TEST(CosFilePath, AbsoluteResolvesLinksInTheDirectoryPartOnly)
-{
-  ostest::TempDir tempdir;
-  ASSERT_EQ(0, mkdir((tempdir / "real").c_str(), 0755));
-  ASSERT_TRUE(ostest::WriteFile(tempdir / "real/f", "x"));
-  ASSERT_EQ(0, symlink("real", (tempdir / "link").c_str()));
-  ASSERT_EQ(0, symlink("f", (tempdir / "real/flink").c_str()));
-  std::string strReal = ostest::Physical(tempdir / "real");
-  for (const auto &c : {std::make_pair("link//f", strReal + "/f"), std::make_pair("link", strReal),
-                        std::make_pair("link/flink", strReal + "/flink")})
-  {
-    char sz[512];
-    ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), (tempdir / c.first).c_str()));
-    EXPECT_EQ(c.second, sz);
-  }
-}
-
-// A file directly below "/" has "/" as its directory part.
-TEST(CosFilePath, AbsoluteOfAFileInTheRootDirectory)
+// A file directly below "/" ("" when there is none).
+std::string FileInTheRootDirectory()
 {
   std::string strFile;
   DIR *pdir = opendir("/");
-  ASSERT_NE(nullptr, pdir);
-  for (struct dirent *pdirent = readdir(pdir); pdirent && strFile.empty(); pdirent = readdir(pdir))
+  for (struct dirent *pdirent = pdir ? readdir(pdir) : nullptr; pdirent && strFile.empty(); pdirent = readdir(pdir))
   {
     struct stat statEntry;
-    std::string strPath = std::string("/") + pdirent->d_name;
-    strFile = (!stat(strPath.c_str(), &statEntry) && !S_ISDIR(statEntry.st_mode)) ? strPath : "";
+    strFile = std::string("/") + pdirent->d_name;
+    strFile = (!stat(strFile.c_str(), &statEntry) && !S_ISDIR(statEntry.st_mode)) ? strFile : "";
   }
-  closedir(pdir);
-  char sz[512];
-  ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), "/"));
-  EXPECT_STREQ("/", sz);
-  if (strFile.empty())
+  if (pdir)
   {
-    GTEST_SKIP() << "no file directly below /";
+    closedir(pdir);
   }
-  ASSERT_EQ(0u, COsFile::PathAbsolute(sz, sizeof(sz), strFile.c_str()));
-  EXPECT_EQ(strFile, sz);
+  return strFile;
 }
 
-TEST(CosFilePath, AbsoluteFailures)
+// Relative names are taken from the working directory, which stays; links in
+// the directory part are resolved, a link as the last component stays as it
+// is named. A result that does not fit fails rather than being cut.
+TEST(CosFilePath, Absolute)
 {
   ostest::ScopedFileServices services;
   ostest::TempDir tempdir;
+  ASSERT_TRUE(ostest::MakeDirectory(tempdir / "real") && ostest::WriteFile(tempdir / "real/f", "x"));
+  ASSERT_EQ(0, symlink("real", (tempdir / "link").c_str()));
+  ASSERT_EQ(0, symlink("f", (tempdir / "real/flink").c_str()));
+  ostest::ScopedCwd cwd(tempdir / "real");
+  ASSERT_TRUE(cwd.Changed());
+  const std::string strReal = ostest::Physical(tempdir / "real");
+  const uint32_t u32Fits = static_cast<uint32_t>(strReal.size() + 3);  // "<real>/f" and its terminator
+  const std::string strRootFile = FileInTheRootDirectory();
+  const struct
+  {
+    std::string strName;
+    uint32_t u32Size;
+    EOSSTS eossts;
+    std::string strOut;  // on success
+  } acase[] = {
+      {"f", 512, 0, strReal + "/f"},
+      {".", 512, 0, strReal},
+      {"..", 512, 0, ostest::Physical(tempdir.Path())},
+      {"../link//f", 512, 0, strReal + "/f"},
+      {"../link", 512, 0, strReal},
+      {"../link/flink", 512, 0, strReal + "/flink"},
+      {"/", 512, 0, "/"},
+      {strRootFile.empty() ? "/" : strRootFile, 512, 0, strRootFile.empty() ? "/" : strRootFile},
+      {"f", u32Fits, 0, strReal + "/f"},
+      {"f", u32Fits - 1, 1, ""},
+      {".", static_cast<uint32_t>(strReal.size()), 1, ""},
+      {"missing", 512, 257, ""},
+      {"missing/f", 512, 257, ""},
+  };
+  for (const auto &c : acase)
+  {
+    char sz[512] = "";
+    EXPECT_EQ(c.eossts, COsFile::PathAbsolute(sz, c.u32Size, c.strName.c_str())) << c.strName << " " << c.u32Size;
+    if (!c.eossts)
+    {
+      EXPECT_EQ(c.strOut, sz) << c.strName;
+    }
+  }
+  char szCwd[PATH_MAX];
+  ASSERT_NE(nullptr, getcwd(szCwd, sizeof(szCwd)));
+  EXPECT_EQ(strReal, szCwd);
   char sz[512];
-  EXPECT_EQ(257u, COsFile::PathAbsolute(sz, sizeof(sz), (tempdir / "missing").c_str()));
-  EXPECT_EQ(257u, COsFile::PathAbsolute(sz, sizeof(sz), (tempdir / "missing/f").c_str()));
-  EXPECT_TRUE(services.Logged("stat failed...<" + tempdir / "missing>"));
   EXPECT_EQ(1u, COsFile::PathAbsolute(nullptr, sizeof(sz), "."));
-  EXPECT_TRUE(services.Logged("a_szAbsolute is null..."));
   EXPECT_EQ(1u, COsFile::PathAbsolute(sz, sizeof(sz), nullptr));
-  EXPECT_TRUE(services.Logged("a_szName is null..."));
-  // An output too small for the result fails rather than truncating, whether
-  // the directory or only the name does not fit.
-  ASSERT_TRUE(ostest::WriteFile(tempdir / "file", "x"));
-  std::string strDirectory = ostest::Physical(tempdir.Path());
-  char szSmall[512];
-  EXPECT_EQ(1u, COsFile::PathAbsolute(szSmall, 4, (tempdir / "file").c_str()));
-  EXPECT_EQ(1u, COsFile::PathAbsolute(szSmall, static_cast<uint32_t>(strDirectory.size() + 3),
-                                      (tempdir / "file").c_str()));
-  EXPECT_EQ(0u, COsFile::PathAbsolute(szSmall, static_cast<uint32_t>(strDirectory.size() + 6),
-                                      (tempdir / "file").c_str()));
-  EXPECT_EQ(strDirectory + "/file", szSmall);
 }
 
 }  // namespace
