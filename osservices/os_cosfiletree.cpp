@@ -591,6 +591,29 @@ void VisitDirectory(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_ent
   }
 }
 
+// Examines an entry as stat would. An entry that is no link is examined in
+// place, without opening it (most entries of a tree are skipped by name and
+// never opened); a link is walked under the link rule. False, after the
+// refusal is reported, when the entry cannot be examined. Whatever is there
+// when the entry is copied or entered is walked again then.
+bool ExamineEntry(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_entry, struct stat *a_pstat)
+{
+  if (!fstatat(a_level.walkSource.fd, a_entry.szName, a_pstat, AT_SYMLINK_NOFOLLOW) &&
+      !S_ISLNK(a_pstat->st_mode))
+  {
+    return true;
+  }
+  OsFileWalk walkEntry;
+  const bool blExamined = !OsFileWalkPath(walkEntry, &a_level.walkSource, a_entry.szName, OS_WALK_FOLLOW) &&
+                          !fstat(walkEntry.fd, a_pstat);
+  if (!blExamined)
+  {
+    SourceNotReached(a_walk, walkEntry, a_entry.szSource);
+  }
+  OsFileWalkClose(walkEntry);
+  return blExamined;
+}
+
 // One entry of a level: examined as stat would (trusted links followed, an
 // untrusted one refused), then handed on as a file or a directory. An entry
 // that cannot be examined (a dangling link) is passed over.
@@ -602,16 +625,8 @@ void VisitEntry(CopyWalk &a_walk, CopyLevel &a_level, const char *a_szName, bool
   {
     return;
   }
-  OsFileWalk walkEntry;
   struct stat statEntry;
-  const bool blExamined = !OsFileWalkPath(walkEntry, &a_level.walkSource, a_szName, OS_WALK_FOLLOW) &&
-                          !fstat(walkEntry.fd, &statEntry);
-  if (!blExamined)
-  {
-    SourceNotReached(a_walk, walkEntry, entry.szSource);
-  }
-  OsFileWalkClose(walkEntry);
-  if (!blExamined)
+  if (!ExamineEntry(a_walk, a_level, entry, &statEntry))
   {
     return;
   }
