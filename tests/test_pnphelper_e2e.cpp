@@ -25,7 +25,7 @@ extern char **environ;
 namespace
 {
 
-const int kHang = 1000;
+const int kHang = 1000;  // a fake probe status: the probe never ends
 
 void MakeDirs(const std::string &a_strPath)
 {
