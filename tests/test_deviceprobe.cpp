@@ -1,12 +1,12 @@
 // test_deviceprobe.cpp: the deviceprobe program run on fake sysfs trees
 // (DEVICEPROBE_SYSFS): exit 0 when a listed device is attached, 1 when
-// none is, 2 on a malformed list.
-#include <fcntl.h>
+// none is, 2 on a malformed list or a bad command line.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -14,12 +14,6 @@
 
 namespace
 {
-
-struct ProbeResult
-{
-  int iStatus;
-  std::string strStderr;
-};
 
 class DeviceProbe : public ::testing::Test
 {
@@ -45,41 +39,39 @@ protected:
     ASSERT_EQ(0, symlink(strDevice.c_str(), (m_strSysfs + "/bus/usb/devices/" + a_strName).c_str()));
   }
 
-  ProbeResult Probe(const std::vector<std::string> &a_vecArgs, const char *a_szSysfs = nullptr)
+  // The exit status with a_vecArgs (each quoted for the shell); its
+  // standard error is left in m_strStderr.
+  int Probe(const std::vector<std::string> &a_vecArgs, const std::string &a_strSysfs = "")
   {
-    const std::string strErr = m_tempdir / "stderr";
-    const pid_t pid = fork();
-    if (pid == 0)
+    m_strStderr.clear();
+    std::string strCommand = "DEVICEPROBE_SYSFS='" + (a_strSysfs.empty() ? m_strSysfs : a_strSysfs) + "'";
+    for (const std::string &str : ostest::ProgramCommand(DEVICEPROBE_BIN))
     {
-      const int iFd = open(strErr.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-      dup2(iFd, 2);
-      setenv("DEVICEPROBE_SYSFS", a_szSysfs ? a_szSysfs : m_strSysfs.c_str(), 1);
-      std::vector<std::string> vecCommand = ostest::ProgramCommand(DEVICEPROBE_BIN);
-      vecCommand.insert(vecCommand.end(), a_vecArgs.begin(), a_vecArgs.end());
-      std::vector<char *> vecArgv;
-      for (const std::string &str : vecCommand)
-      {
-        vecArgv.push_back(const_cast<char *>(str.c_str()));
-      }
-      vecArgv.push_back(nullptr);
-      execv(vecArgv[0], vecArgv.data());
-      _exit(127);
+      strCommand += " '" + str + "'";
     }
-    int iStatus = 0;
-    waitpid(pid, &iStatus, 0);
-    return {WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1, ostest::ReadFile(strErr)};
+    for (const std::string &str : a_vecArgs)
+    {
+      strCommand += " '" + str + "'";
+    }
+    FILE *pfile = popen((strCommand + " 2>&1 >/dev/null").c_str(), "r");
+    char ach[256];
+    for (size_t sizet; pfile && (sizet = fread(ach, 1, sizeof(ach), pfile)) > 0;)
+    {
+      m_strStderr.append(ach, sizet);
+    }
+    const int iStatus = pfile ? pclose(pfile) : -1;
+    return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
   }
-
-  int Status(const std::string &a_strList) { return Probe({a_strList}).iStatus; }
 
   ostest::TempDir m_tempdir;
   std::string m_strSysfs;
+  std::string m_strStderr;
 };
 
-TEST_F(DeviceProbe, ListedDeviceAttached)
+TEST_F(DeviceProbe, StatusPerListAndDevices)
 {
-  EXPECT_EQ(1, Status("40a,6020"));                                            // nothing attached
-  EXPECT_EQ(1, Probe({"40a,6020"}, (m_tempdir / "nowhere").c_str()).iStatus);  // no sysfs
+  EXPECT_EQ(1, Probe({"40a,6020"}));                         // nothing attached
+  EXPECT_EQ(1, Probe({"40a,6020"}, m_tempdir / "nowhere"));  // no sysfs
   Attach("1-1", "046d", "c52b");
   Attach("1-2", "040a", "6021");
   // Entries without usable identifiers are passed over.
@@ -87,34 +79,28 @@ TEST_F(DeviceProbe, ListedDeviceAttached)
   Attach("1-3", "040a", "");       // half a device
   Attach("1-4", "zz", "6020");     // garbage
   Attach("1-5", "040a6", "6020");  // too long
-  const struct
+  // The lists of each status: 0 (attached), 1 (not attached), 2 (malformed).
+  const std::vector<const char *> avecList[] = {
+      {"40a,6020;40a,6021", "40A,6021", "040a,6021", "46d,c52b"},
+      {"40a,6020", "6021,40a", "40a,602", ""},
+      {"40a", "40a,", ",6020", "40a,6020;", ";40a,6020", "40a,6020;;40a,6021", "40g,6020", "12345,6020",
+       "40a,6020,1", " 40a,6020", "0x40a,6020"}};
+  for (int iStatus = 0; iStatus < 3; iStatus++)
   {
-    const char *szList;
-    int iStatus;
-  } acase[] = {{"40a,6020;40a,6021", 0}, {"40A,6021", 0}, {"040a,6021", 0}, {"46d,c52b", 0},
-               {"40a,6020", 1},          {"6021,40a", 1}, {"40a,602", 1},   {"", 1}};
-  for (const auto &c : acase)
-  {
-    EXPECT_EQ(c.iStatus, Status(c.szList)) << c.szList;
+    for (const char *szList : avecList[iStatus])
+    {
+      EXPECT_EQ(iStatus, Probe({szList})) << szList;
+      EXPECT_EQ(iStatus == 2, m_strStderr.find("malformed") != std::string::npos) << szList;
+    }
   }
   Attach("1-6", "040a", "6020");
-  EXPECT_EQ(0, Status("40a,6020"));
-}
-
-TEST_F(DeviceProbe, MalformedListsAndArgumentCountsAreRefused)
-{
-  Attach("1-1", "040a", "6020");
-  for (const char *szList : {"40a", "40a,", ",6020", "40a,6020;", ";40a,6020", "40a,6020;;40a,6021",
-                             "40g,6020", "12345,6020", "40a,6020,1", " 40a,6020", "40a;6020", "0x40a,6020"})
+  EXPECT_EQ(0, Probe({"40a,6020"}));
+  // Anything but one argument is a usage error.
+  for (const std::vector<std::string> &vecArgs : {std::vector<std::string>{}, {"40a,6020", "40a,6021"}})
   {
-    const ProbeResult pr = Probe({szList});
-    EXPECT_EQ(2, pr.iStatus) << szList;
-    EXPECT_NE(std::string::npos, pr.strStderr.find("malformed")) << szList;
+    EXPECT_EQ(2, Probe(vecArgs));
+    EXPECT_EQ(0u, m_strStderr.find("usage"));
   }
-  EXPECT_EQ(2, Probe({}).iStatus);
-  const ProbeResult pr = Probe({"40a,6020", "40a,6021"});
-  EXPECT_EQ(2, pr.iStatus);
-  EXPECT_NE(std::string::npos, pr.strStderr.find("usage"));
 }
 
 }  // namespace
