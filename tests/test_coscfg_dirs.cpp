@@ -7,18 +7,13 @@
 #include <memory>
 #include <string>
 
+#include "cosfile_testutil.h"
 #include "os_coscfg.h"
 #include "os_coscfgimpl.h"
 #include "test_coscfg.h"
 
 namespace
 {
-
-mode_t Mode(const std::string &a_strPath)
-{
-  struct stat statPath;
-  return stat(a_strPath.c_str(), &statPath) == 0 ? statPath.st_mode : 0;
-}
 
 std::unique_ptr<COsCfgImpl> UtilityImpl(const CfgHome &a_home)
 {
@@ -36,17 +31,22 @@ TEST(CfgDirectories, RootFromTheEnvironment)
   ostest::ScopedEnv envTmp("TMPDIR", "/var/tmpx");
   home.Make();
   const std::string strRoot = home.Root();
-  home.Expect({{OS_CFGTAG_DRIVERPATH, home.Program()}, {OS_CFGTAG_HOMEDIRECTORY, home.Home()},
-               {OS_CFGTAG_HOMENAME, "scanmodel"}, {OS_CFGTAG_ROOTPATH, strRoot},
-               {OS_CFGTAG_LOCALLOWDIRECTORY, strRoot}, {OS_CFGTAG_COMMONDIRECTORY, strRoot + "/common"},
+  home.Expect({{OS_CFGTAG_DRIVERPATH, home.Program()},
+               {OS_CFGTAG_HOMEDIRECTORY, home.Home()},
+               {OS_CFGTAG_HOMENAME, "scanmodel"},
+               {OS_CFGTAG_ROOTPATH, strRoot},
+               {OS_CFGTAG_LOCALLOWDIRECTORY, strRoot},
+               {OS_CFGTAG_COMMONDIRECTORY, strRoot + "/common"},
                {OS_CFGTAG_USERROOTDIRECTORYSHARED, strRoot + "/user"},
                {OS_CFGTAG_DEVICEDIRECTORYSHARED, strRoot + "/device"},
                {OS_CFGTAG_MULTIMEDIADIRECTORY, strRoot + "/multimedia"},
-               {OS_CFGTAG_QRB_LOG, strRoot + "/log/pnphelper.log"}, {OS_CFGTAG_SYSTEMDIRECTORY, "/usr/lib"},
-               {OS_CFGTAG_TMPDIRECTORY, "/var/tmpx"}, {OS_CFGTAG_SHAREDDESKTOPDIRECTORY, "/home/someone/Desktop"},
+               {OS_CFGTAG_QRB_LOG, strRoot + "/log/pnphelper.log"},
+               {OS_CFGTAG_SYSTEMDIRECTORY, "/usr/lib"},
+               {OS_CFGTAG_TMPDIRECTORY, "/var/tmpx"},
+               {OS_CFGTAG_SHAREDDESKTOPDIRECTORY, "/home/someone/Desktop"},
                {OS_CFGTAG_CONST_INI_SHARED, home.Home() + "/const.ini"}});
   // Only the log directory is made.
-  EXPECT_TRUE(S_ISDIR(Mode(strRoot + "/log")));
+  EXPECT_TRUE(ostest::IsDirectory(strRoot + "/log"));
   EXPECT_FALSE(ostest::FileExists(strRoot + "/user"));
 }
 
@@ -141,10 +141,10 @@ TEST(CfgDirectories, ForceSetAccessOpensTheLogDirectoryToTheGroup)
   const std::string strLog = home.Root() + "/log";
   mkdir(home.Root().c_str(), 0700);
   mkdir(strLog.c_str(), 0700);
-  chmod(strLog.c_str(), 0700);
+  chmod(strLog.c_str(), 0700);  // whatever the creation mask
   home.Make();
-  EXPECT_EQ(0700u, Mode(strLog) & 0777u);
+  EXPECT_EQ(0700, ostest::ModeOf(strLog));
   ostest::ScopedEnv envForce("QRB_FORCESETACCESS", "true");
   home.Make();
-  EXPECT_EQ(0760u, Mode(strLog) & 0777u);
+  EXPECT_EQ(0760, ostest::ModeOf(strLog));
 }

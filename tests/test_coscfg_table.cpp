@@ -129,8 +129,6 @@ TEST(CfgTable, KeyTableFirstMatchWins)
 {
   EXPECT_EQ(OS_CFGTAG_DESKTOPDIRECTORY, COsCfgImpl::TagFromName("desktopdirectory"));
   EXPECT_STREQ("DesktopDirectory", COsCfgImpl::TagName(OS_CFGTAG_SHAREDDESKTOPDIRECTORY));
-  EXPECT_EQ(OS_CFGTAG_CONST_INI_SHARED, COsCfgImpl::TagFromName("const.ini.shared"));
-  EXPECT_EQ(OS_CFGTAG_N50, COsCfgImpl::TagFromName("n50"));
   EXPECT_EQ(0u, COsCfgImpl::TagFromName("N51"));
   EXPECT_EQ(OS_CFGSECTION_QRB_ALL, COsCfgImpl::SectionFromName("qrb_all.ds"));
   EXPECT_EQ(0u, COsCfgImpl::SectionFromName("qrb_all"));
@@ -146,8 +144,6 @@ TEST(CfgTable, KeyTableFirstMatchWins)
     }
   }
   EXPECT_EQ(358, iNamed);
-  EXPECT_EQ(nullptr, COsCfgImpl::TagName(62));
-  EXPECT_EQ(nullptr, COsCfgImpl::TagName(269));
   // The file sets only the first of the two desktop tags.
   std::unique_ptr<COsCfgImpl> poscfgimpl(new COsCfgImpl("x", EOSCFGENTITY_DRIVER));
   char szText[] = "[dsIdentity]\nDesktopDirectory=/only6\n";
