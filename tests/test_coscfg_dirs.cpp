@@ -31,19 +31,14 @@ TEST(CfgDirectories, RootFromTheEnvironment)
   ostest::ScopedEnv envTmp("TMPDIR", "/var/tmpx");
   home.Make();
   const std::string strRoot = home.Root();
-  home.Expect({{OS_CFGTAG_DRIVERPATH, home.Program()},
-               {OS_CFGTAG_HOMEDIRECTORY, home.Home()},
-               {OS_CFGTAG_HOMENAME, "scanmodel"},
-               {OS_CFGTAG_ROOTPATH, strRoot},
-               {OS_CFGTAG_LOCALLOWDIRECTORY, strRoot},
-               {OS_CFGTAG_COMMONDIRECTORY, strRoot + "/common"},
+  home.Expect({{OS_CFGTAG_DRIVERPATH, home.Program()}, {OS_CFGTAG_HOMEDIRECTORY, home.Home()},
+               {OS_CFGTAG_HOMENAME, "scanmodel"}, {OS_CFGTAG_ROOTPATH, strRoot},
+               {OS_CFGTAG_LOCALLOWDIRECTORY, strRoot}, {OS_CFGTAG_COMMONDIRECTORY, strRoot + "/common"},
                {OS_CFGTAG_USERROOTDIRECTORYSHARED, strRoot + "/user"},
                {OS_CFGTAG_DEVICEDIRECTORYSHARED, strRoot + "/device"},
                {OS_CFGTAG_MULTIMEDIADIRECTORY, strRoot + "/multimedia"},
-               {OS_CFGTAG_QRB_LOG, strRoot + "/log/pnphelper.log"},
-               {OS_CFGTAG_SYSTEMDIRECTORY, "/usr/lib"},
-               {OS_CFGTAG_TMPDIRECTORY, "/var/tmpx"},
-               {OS_CFGTAG_SHAREDDESKTOPDIRECTORY, "/home/someone/Desktop"},
+               {OS_CFGTAG_QRB_LOG, strRoot + "/log/pnphelper.log"}, {OS_CFGTAG_SYSTEMDIRECTORY, "/usr/lib"},
+               {OS_CFGTAG_TMPDIRECTORY, "/var/tmpx"}, {OS_CFGTAG_SHAREDDESKTOPDIRECTORY, "/home/someone/Desktop"},
                {OS_CFGTAG_CONST_INI_SHARED, home.Home() + "/const.ini"}});
   // Only the log directory is made.
   EXPECT_TRUE(ostest::IsDirectory(strRoot + "/log"));
@@ -69,7 +64,7 @@ TEST(CfgDirectories, RootDefaultsToHomeAndBinIsSkippedOnlyWhenNamedBin)
                {OS_CFGTAG_CONST_INI, home.Home() + "/lib/const.ini"}});
   // A relative program path falls back to the running program.
   home.Make(EOSCFGENTITY_DRIVER, nullptr, "relative/name");
-  const std::string strDriverPath = home.Main(OS_CFGTAG_DRIVERPATH);
+  const std::string strDriverPath = home.Get(OS_CFGSECTION_MAIN, OS_CFGTAG_DRIVERPATH);
   EXPECT_EQ(0u, strDriverPath.find('/'));
   EXPECT_NE(std::string::npos, strDriverPath.find("test_coscfg_dirs"));
 }
@@ -141,7 +136,7 @@ TEST(CfgDirectories, ForceSetAccessOpensTheLogDirectoryToTheGroup)
   const std::string strLog = home.Root() + "/log";
   mkdir(home.Root().c_str(), 0700);
   mkdir(strLog.c_str(), 0700);
-  chmod(strLog.c_str(), 0700);  // whatever the creation mask
+  chmod(strLog.c_str(), 0700);
   home.Make();
   EXPECT_EQ(0700, ostest::ModeOf(strLog));
   ostest::ScopedEnv envForce("QRB_FORCESETACCESS", "true");

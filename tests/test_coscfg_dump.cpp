@@ -68,8 +68,7 @@ TEST(CfgDump, SectionsInOrderWithCrLf)
   // Each line below comes after the one before it.
   int iPrevious = 0;
   for (const std::string &strLine :
-       {std::string("QRB_CFGDUMP_MARK=here"),
-        std::string("*** CFG Info *********************************************"),
+       {std::string("QRB_CFGDUMP_MARK=here"), std::string("*** CFG Info *********************************************"),
         "OS_CFGINFO_CPU_TOTAL.................." + std::to_string(COsCfg::NumberOfProcessors()),
         std::string("OS_CFGSECTION_MAIN"), Value("HomeDirectory", home.Home()), Value("0x00003e", "0"),
         Value("CompanyName", ""), std::string("OS_CFGSECTION_SUPPORTEDSIZES"), Value("N07", "A5"),
@@ -162,8 +161,7 @@ TEST(CfgDump, PlantedNamesAreRefused)
     int (*pfnPlant)(const char *a_szTarget, const char *a_szPath);
   } acase[] = {
       {"link", [](const char *t, const char *p) { return symlink(t, p); }},
-      {"dangling link",
-       [](const char *t, const char *p) { return symlink((std::string(t) + ".new").c_str(), p); }},
+      {"dangling link", [](const char *t, const char *p) { return symlink((std::string(t) + ".new").c_str(), p); }},
       {"fifo", [](const char *, const char *p) { return mkfifo(p, 0666); }},
       {"hard link", [](const char *t, const char *p) { return link(t, p); }},
   };

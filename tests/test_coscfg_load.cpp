@@ -73,16 +73,12 @@ TEST(CfgDefaults, WithoutOrWithAnEmptyFile)
   home.Make();
   home.Expect({{OS_CFGTAG_FORCEPROBE, "3"}});
   home.MakeWith("");
-  home.Expect({{OS_CFGTAG_FORCEPROBE, "3"},
-               {OS_CFGTAG_CONST_INI, home.Home() + "/const.ini"},
-               {OS_CFGTAG_EVENTSRELATIVETIME, "-1"},
-               {OS_CFGTAG_FORCEDESKTOP, "WinSta0\\Default"},
+  home.Expect({{OS_CFGTAG_FORCEPROBE, "3"}, {OS_CFGTAG_CONST_INI, home.Home() + "/const.ini"},
+               {OS_CFGTAG_EVENTSRELATIVETIME, "-1"}, {OS_CFGTAG_FORCEDESKTOP, "WinSta0\\Default"},
                // Empty defaults and tags without a default both read as empty.
-               {OS_CFGTAG_VERSION_INFO, ""},
-               {OS_CFGTAG_DRIVERDIRECTORY, ""},
+               {OS_CFGTAG_VERSION_INFO, ""}, {OS_CFGTAG_DRIVERDIRECTORY, ""},
                // The numeric buffers of the constructor.
-               {OS_CFGTAG_DEBUGDISPLAYLENGTH, "512"},
-               {OS_CFGTAG_FORCEUSBMONITORTIMEOUT, "10"},
+               {OS_CFGTAG_DEBUGDISPLAYLENGTH, "512"}, {OS_CFGTAG_FORCEUSBMONITORTIMEOUT, "10"},
                {OS_CFGTAG_SIMULATION, "false", OS_CFGSECTION_SIMULATION},
                {OS_CFGTAG_COMPANYNAMESHORT, "qrb", OS_CFGSECTION_BRAND}});
   // Anything but a regular file counts as missing; a FIFO does not block.

@@ -85,7 +85,7 @@ TEST(ThreadIds, IdentifiersAndTheLivenessProbe)
   }
   int iStatus = 0;
   ASSERT_EQ(pid, waitpid(pid, &iStatus, 0));
-  EXPECT_FALSE(COsThread::IsThreadRunning(static_cast<unsigned long long>(pid)));
+  EXPECT_FALSE(COsThread::IsThreadRunning(static_cast<unsigned long long>(pid)));  // reaped
 }
 
 TEST(ThreadIds, ProcessThatMayNotBeSignalledCountsAsNotRunning)
