@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "cosfile_testutil.h"
 #include "os_coscfg.h"
@@ -16,14 +18,14 @@ namespace
 
 const char s_szVar[] = "QRB_CFGTEST_VARIABLE";
 
-int Entries(const char *a_szList)
+std::vector<std::string> Entries(const char *a_szList)
 {
-  int iEntries = 0;
+  std::vector<std::string> vec;
   for (const char *sz = a_szList; *sz; sz += strlen(sz) + 1)
   {
-    iEntries++;
+    vec.push_back(sz);
   }
-  return iEntries;
+  return vec;
 }
 
 }  // namespace
@@ -118,16 +120,11 @@ TEST(CfgGetEnvList, SnapshotOfTheWholeEnvironment)
   ostest::ScopedEnv env(s_szVar, "a=b");
   char *szList = COsCfg::GetEnvList();
   ASSERT_NE(nullptr, szList);
-  bool blFound = false;
-  for (const char *sz = szList; *sz; sz += strlen(sz) + 1)
-  {
-    blFound = blFound || strcmp(sz, "QRB_CFGTEST_VARIABLE=a=b") == 0;
-  }
-  EXPECT_TRUE(blFound);
+  const std::vector<std::string> vec = Entries(szList);
+  EXPECT_NE(vec.end(), std::find(vec.begin(), vec.end(), "QRB_CFGTEST_VARIABLE=a=b"));
   // Changing the environment afterwards does not touch the snapshot.
-  const int iEntries = Entries(szList);
   COsCfg::SetEnv(s_szVar, nullptr);
-  EXPECT_EQ(iEntries, Entries(szList));
+  EXPECT_EQ(vec, Entries(szList));
   COsCfg::FreeEnvList(szList);
 }
 
