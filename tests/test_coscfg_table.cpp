@@ -152,28 +152,24 @@ TEST(CfgTable, KeyTableFirstMatchWins)
   EXPECT_STREQ("", poscfgimpl->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_SHAREDDESKTOPDIRECTORY));
 }
 
-TEST(CfgTable, ModelNameAndThrowAwayPointer)
-{
-  CfgHome home;
-  COsCfg *poscfg = home.Make();
-  EXPECT_STREQ("scanmodel", poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORY));
-  COsCfg::SetModelName("other");
-  EXPECT_STREQ("other", poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORY));
-  EXPECT_STREQ("scanmodel", poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORYREAL));
-  COsCfg::SetModelName(std::string(600, 'm').c_str());
-  EXPECT_EQ(511u, strlen(poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORY)));
-  char **pszEnd = COsCfg::GetThrowAwayPointer();
-  ASSERT_NE(nullptr, pszEnd);
-  EXPECT_EQ(pszEnd, COsCfg::GetThrowAwayPointer());
-}
-
-TEST(CfgTable, DestructionClearsTheGlobalAndStaticsNeedAnObject)
+TEST(CfgTable, ModelNameThrowAwayPointerAndDestruction)
 {
   {
     CfgHome home;
-    EXPECT_EQ(home.Make(), g_poscfg);
+    COsCfg *poscfg = home.Make();
+    EXPECT_EQ(poscfg, g_poscfg);
+    EXPECT_STREQ("scanmodel", poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORY));
+    COsCfg::SetModelName("other");
+    EXPECT_STREQ("other", poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORY));
+    EXPECT_STREQ("scanmodel", poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORYREAL));
+    COsCfg::SetModelName(std::string(600, 'm').c_str());
+    EXPECT_EQ(511u, strlen(poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORY)));
+    char **pszEnd = COsCfg::GetThrowAwayPointer();
+    ASSERT_NE(nullptr, pszEnd);
+    EXPECT_EQ(pszEnd, COsCfg::GetThrowAwayPointer());
   }
+  // Destruction clears the global; the statics then need an object.
   EXPECT_EQ(nullptr, g_poscfg);
   EXPECT_EQ(EOSSTS_FAIL, COsCfg::Dump("/nonexistent"));
-  COsCfg::SetModelName("ignored");  // no object: nothing to change, no crash
+  COsCfg::SetModelName("ignored");  // nothing to change, no crash
 }

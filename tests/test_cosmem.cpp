@@ -266,7 +266,9 @@ TEST_F(MemTest, DumpSystemNamesTheFileAfterTheTime)
   }
 }
 
-TEST_F(MemTest, NotOwningObjectLeavesItsImplementationButClearsTheGlobal)
+// A not-owning object leaves its implementation but clears the global; an
+// unknown method gives no block.
+TEST_F(MemTest, NotOwningObjectAndUnknownMethod)
 {
   OSTEST_LEAK_ALLOWED();
   COsMem *posmem = new COsMem(OS_MEM_METHOD_MALLOC, 0);
@@ -275,11 +277,7 @@ TEST_F(MemTest, NotOwningObjectLeavesItsImplementationButClearsTheGlobal)
   delete posmem;
   EXPECT_EQ(nullptr, g_posmem);
   free(pv);
-}
-
-TEST_F(MemTest, UnknownMethodGivesNoBlock)
-{
-  ostest::ScopedCwd cwd(m_tempdir.Path());
+  ostest::ScopedCwd cwd(m_tempdir.Path());  // the crash dump lands here
   EXPECT_EQ(nullptr, COsMem(7, 1).Alloc(10, "c.cpp", 1, EOSLOGFLAG_MEM, true, nullptr));
   EXPECT_TRUE(Logged("A mem>>> Unrecognized method...7"));
   EXPECT_TRUE(Logged("A mem>>> Error occurred here..."));

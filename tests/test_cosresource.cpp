@@ -161,7 +161,7 @@ TEST_F(Resource, UpdateLaysOutImageBlocksAndTable)
   EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "PNPHELPE"));
 }
 
-TEST_F(Resource, ReplaceKeepsTheOthersAndTheirOrder)
+TEST_F(Resource, ReplaceKeepsTheOthersAndTheirOrderAndObjectsAreReusable)
 {
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "A", "first"));
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "B", "second"));
@@ -181,6 +181,19 @@ TEST_F(Resource, ReplaceKeepsTheOthersAndTheirOrder)
   std::string str = ostest::ReadFile(m_strFile);
   EXPECT_EQ(m_strImage.size() + 26 + 5 + OS_RESOURCE_TABLESIZE, str.size());
   EXPECT_EQ(m_strImage, str.substr(0, m_strImage.size()));
+  // An object is reusable but not open twice.
+  COsResource osresource;
+  ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "C", EOSRESOURCETYPE_DATA));
+  EXPECT_EQ(EOSSTS_FAIL, osresource.Open(m_strFile.c_str(), "B", EOSRESOURCETYPE_DATA));
+  EXPECT_EQ(0, memcmp("third", osresource.GetPointer(), 5));
+  OsResourceInfo osresourceinfo;
+  EXPECT_EQ(EOSSTS_FAIL, osresource.FindFirst(m_strFile.c_str(), &osresourceinfo));
+  osresource.Close();
+  EXPECT_EQ(nullptr, osresource.GetPointer());
+  // A failed open leaves the object closed and usable.
+  EXPECT_EQ(EOSSTS_NOTFOUND, osresource.Open(m_strFile.c_str(), "D", EOSRESOURCETYPE_DATA));
+  ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "B", EOSRESOURCETYPE_DATA));
+  EXPECT_EQ(26u, osresource.GetSize());
 }
 
 TEST_F(Resource, UpdateRefusesBadArgumentsLinksAndCorruptTables)
@@ -228,24 +241,6 @@ TEST_F(Resource, FullTableRefusesANewNameAndFallsBackToEntryZero)
   std::vector<OsResourceInfo> vec = Walk(m_strFile);
   ASSERT_EQ(63u, vec.size());
   EXPECT_EQ(0u, vec.back().u32Index);
-}
-
-TEST_F(Resource, ObjectIsReusableButNotOpenTwice)
-{
-  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "A", "alpha"));
-  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "B", "beta"));
-  COsResource osresource;
-  ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "A", EOSRESOURCETYPE_DATA));
-  EXPECT_EQ(EOSSTS_FAIL, osresource.Open(m_strFile.c_str(), "B", EOSRESOURCETYPE_DATA));
-  EXPECT_EQ(0, memcmp("alpha", osresource.GetPointer(), 5));
-  OsResourceInfo osresourceinfo;
-  EXPECT_EQ(EOSSTS_FAIL, osresource.FindFirst(m_strFile.c_str(), &osresourceinfo));
-  osresource.Close();
-  EXPECT_EQ(nullptr, osresource.GetPointer());
-  // A failed open leaves the object closed and usable.
-  EXPECT_EQ(EOSSTS_NOTFOUND, osresource.Open(m_strFile.c_str(), "C", EOSRESOURCETYPE_DATA));
-  ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "B", EOSRESOURCETYPE_DATA));
-  EXPECT_EQ(4u, osresource.GetSize());
 }
 
 TEST_F(Resource, FileWithoutTableOrTooShort)
