@@ -1,103 +1,17 @@
-// fuzz_getcontent.cpp: COsXml::GetContent and ReplaceContent on arbitrary
-// text, in both modes and both character widths, with exactly sized
-// buffers so that any write past the caller's size is caught.
-//
-// Input: byte 0 flags (bit 0 cdata, bit 1 in-place), byte 1 the size
-// argument, then "document\0start\0end" (missing markers default to
-// "<a>" and "</a>").
-#include <cstddef>
-#include <cstdint>
+// fuzz_getcontent.cpp: COsXml::GetContent (copy and in-place, narrow and
+// wide) and ReplaceContent on arbitrary text, with buffers of exactly the
+// promised size so that any write past it is caught. Input: byte 0 flags
+// (bit 0 cdata, bit 1 in-place), byte 1 the size, then "document\0start\0end".
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "os_cosxml.h"
 
-namespace
-{
-
-void Check(bool a_blCondition)
-{
-  if (!a_blCondition)
-  {
-    __builtin_trap();
-  }
-}
-
-std::vector<std::string> Split(const uint8_t *a_pu8, size_t a_sizet)
-{
-  std::vector<std::string> vec(1);
-  for (size_t ii = 0; ii < a_sizet; ii++)
-  {
-    if (a_pu8[ii] == 0 && vec.size() < 3)
-    {
-      vec.emplace_back();
-      continue;
-    }
-    vec.back().push_back(a_pu8[ii] ? static_cast<char>(a_pu8[ii]) : ' ');
-  }
-  const char *aszDefault[] = {"", "<a>", "</a>"};
-  while (vec.size() < 3)
-  {
-    vec.push_back(aszDefault[vec.size()]);
-  }
-  return vec;
-}
-
-void CopyMode(const std::string &a_strDoc, const std::string &a_strStart, const std::string &a_strEnd,
-              uint32_t a_u32Size, bool a_blCdata)
-{
-  // The output is exactly as large as promised (unlimited: the document's
-  // length, which any content fits).
-  size_t sizetOut = a_u32Size ? a_u32Size : a_strDoc.size() + 1;
-  std::vector<char> vecOut(sizetOut, 'Z');
-  bool blFound = COsXml::GetContent(a_strDoc.c_str(), a_strStart.c_str(), a_strEnd.c_str(), vecOut.data(),
-                                    a_u32Size, a_blCdata);
-  size_t sizetLength = strnlen(vecOut.data(), sizetOut);
-  Check(sizetLength < sizetOut);
-  Check(blFound || sizetLength == 0);
-  if (blFound && !a_blCdata)
-  {
-    Check(a_strDoc.find(std::string(vecOut.data()) + a_strEnd) != std::string::npos);
-  }
-}
-
-void InPlaceMode(const std::string &a_strDoc, const std::string &a_strStart, const std::string &a_strEnd,
-                 uint32_t a_u32Size)
-{
-  std::vector<char> vecDoc(a_strDoc.begin(), a_strDoc.end());
-  vecDoc.push_back(0);
-  bool blFound = COsXml::GetContent(vecDoc.data(), a_strStart.c_str(), a_strEnd.c_str(), vecDoc.data(),
-                                    a_u32Size, false);
-  size_t sizetLength = strlen(vecDoc.data());
-  Check(blFound == (sizetLength > 0));
-  Check(!a_u32Size || sizetLength < a_u32Size);
-}
-
-void WideMode(const std::string &a_strDoc, const std::string &a_strStart, const std::string &a_strEnd,
-              uint32_t a_u32Size, bool a_blCdata)
-{
-  auto widen = [](const std::string &a_str) { return std::wstring(a_str.begin(), a_str.end()); };
-  size_t sizetOut = a_u32Size ? a_u32Size : a_strDoc.size() + 1;
-  std::vector<wchar_t> vecOut(sizetOut, L'Z');
-  COsXml::GetContent(widen(a_strDoc).c_str(), widen(a_strStart).c_str(), widen(a_strEnd).c_str(),
-                     vecOut.data(), a_u32Size, a_blCdata);
-  Check(wcsnlen(vecOut.data(), sizetOut) < sizetOut);
-}
-
-void Replace(const std::string &a_strDoc, const std::string &a_strStart, const std::string &a_strEnd,
-             uint32_t a_u32Extra)
-{
-  std::vector<char> vecBuffer(a_strDoc.begin(), a_strDoc.end());
-  vecBuffer.resize(a_strDoc.size() + 1 + a_u32Extra, 0);
-  EOSSTS eossts = COsXml::ReplaceContent(vecBuffer.data(), static_cast<uint32_t>(vecBuffer.size()),
-                                         a_strStart.c_str(), a_strEnd.c_str(), "new");
-  Check(strnlen(vecBuffer.data(), vecBuffer.size()) < vecBuffer.size());
-  Check(eossts != EOSSTS_OK || strstr(vecBuffer.data(), (a_strStart + "new" + a_strEnd).c_str()) != nullptr);
-}
-
-}  // namespace
+#define CHECK(condition) ((condition) ? (void)0 : __builtin_trap())
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *a_pu8Data, size_t a_sizetSize)
 {
@@ -105,18 +19,42 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *a_pu8Data, size_t a_sizetSi
   {
     return 0;
   }
-  bool blCdata = a_pu8Data[0] & 1;
-  uint32_t u32Size = a_pu8Data[1];
-  std::vector<std::string> vec = Split(a_pu8Data + 2, a_sizetSize - 2);
+  const bool blCdata = a_pu8Data[0] & 1;
+  const uint32_t u32Size = a_pu8Data[1];
+  std::istringstream in(std::string(reinterpret_cast<const char *>(a_pu8Data) + 2, a_sizetSize - 2));
+  std::string strDoc, strStart, strEnd;
+  std::getline(in, strDoc, '\0');
+  strStart = std::getline(in, strStart, '\0') ? strStart : "<a>";  // missing markers: <a> and </a>
+  strEnd = std::getline(in, strEnd) ? strEnd : "</a>";
+  std::replace(strEnd.begin(), strEnd.end(), '\0', ' ');
+  // Unlimited (0): the document's length, which any content fits.
+  const size_t sizetOut = u32Size ? u32Size : strDoc.size() + 1;
   if (a_pu8Data[0] & 2)
   {
-    InPlaceMode(vec[0], vec[1], vec[2], u32Size);
+    std::vector<char> vecDoc(strDoc.c_str(), strDoc.c_str() + strDoc.size() + 1);
+    const bool blFound =
+        COsXml::GetContent(vecDoc.data(), strStart.c_str(), strEnd.c_str(), vecDoc.data(), u32Size, false);
+    CHECK(blFound == (strlen(vecDoc.data()) > 0) && (!u32Size || strlen(vecDoc.data()) < u32Size));
   }
   else
   {
-    CopyMode(vec[0], vec[1], vec[2], u32Size, blCdata);
+    std::vector<char> vecOut(sizetOut, 'Z');
+    const bool blFound =
+        COsXml::GetContent(strDoc.c_str(), strStart.c_str(), strEnd.c_str(), vecOut.data(), u32Size, blCdata);
+    const size_t sizetLength = strnlen(vecOut.data(), sizetOut);
+    CHECK(sizetLength < sizetOut && (blFound || sizetLength == 0));
+    CHECK(!blFound || blCdata || strDoc.find(vecOut.data() + strEnd) != std::string::npos);
   }
-  WideMode(vec[0], vec[1], vec[2], u32Size, blCdata);
-  Replace(vec[0], vec[1], vec[2], u32Size);
+  auto widen = [](const std::string &a_str) { return std::wstring(a_str.begin(), a_str.end()); };
+  std::vector<wchar_t> vecWide(sizetOut, L'Z');
+  COsXml::GetContent(widen(strDoc).c_str(), widen(strStart).c_str(), widen(strEnd).c_str(), vecWide.data(),
+                     u32Size, blCdata);
+  CHECK(wcsnlen(vecWide.data(), sizetOut) < sizetOut);
+  std::vector<char> vecBuffer(strDoc.begin(), strDoc.end());
+  vecBuffer.resize(strDoc.size() + 1 + u32Size, 0);
+  const EOSSTS eossts = COsXml::ReplaceContent(vecBuffer.data(), static_cast<uint32_t>(vecBuffer.size()),
+                                               strStart.c_str(), strEnd.c_str(), "new");
+  CHECK(strnlen(vecBuffer.data(), vecBuffer.size()) < vecBuffer.size());
+  CHECK(eossts != EOSSTS_OK || strstr(vecBuffer.data(), (strStart + "new" + strEnd).c_str()));
   return 0;
 }

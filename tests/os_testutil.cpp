@@ -18,25 +18,17 @@ TempDir::TempDir()
 {
   const char *szTmp = getenv("TMPDIR");
   std::string strTemplate = std::string(szTmp && *szTmp ? szTmp : "/tmp") + "/ostest.XXXXXX";
-  std::vector<char> vec(strTemplate.begin(), strTemplate.end());
-  vec.push_back('\0');
-  if (mkdtemp(vec.data()))
-  {
-    m_strPath = vec.data();
-  }
-}
-
-static int RemoveEntry(const char *a_szPath, const struct stat *, int, struct FTW *)
-{
-  return remove(a_szPath);
+  m_strPath = mkdtemp(&strTemplate[0]) ? strTemplate : "";
 }
 
 TempDir::~TempDir()
 {
+  // Depth first, never through a symbolic link.
+  auto fnRemove = [](const char *a_szPath, const struct stat *, int, struct FTW *)
+  { return remove(a_szPath); };
   if (!m_strPath.empty())
   {
-    // Depth first, never through a symbolic link.
-    nftw(m_strPath.c_str(), RemoveEntry, 16, FTW_DEPTH | FTW_PHYS);
+    nftw(m_strPath.c_str(), fnRemove, 16, FTW_DEPTH | FTW_PHYS);
   }
 }
 
@@ -98,34 +90,20 @@ bool RunAsNobody(const std::function<bool()> &a_fn)
   return pid > 0 && waitpid(pid, &iStatus, 0) == pid && WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 0;
 }
 
-ScopedEnv::ScopedEnv(const char *a_szName, const char *a_szValue) : m_strName(a_szName), m_blHadOld(false)
+static void SetEnv(const char *a_szName, const char *a_szValue)
 {
-  const char *szOld = getenv(a_szName);
-  if (szOld)
-  {
-    m_blHadOld = true;
-    m_strOld = szOld;
-  }
-  if (a_szValue)
-  {
-    setenv(a_szName, a_szValue, 1);
-  }
-  else
-  {
-    unsetenv(a_szName);
-  }
+  a_szValue ? setenv(a_szName, a_szValue, 1) : unsetenv(a_szName);
+}
+
+ScopedEnv::ScopedEnv(const char *a_szName, const char *a_szValue)
+    : m_strName(a_szName), m_strOld(getenv(a_szName) ? getenv(a_szName) : ""), m_blHadOld(getenv(a_szName))
+{
+  SetEnv(a_szName, a_szValue);
 }
 
 ScopedEnv::~ScopedEnv()
 {
-  if (m_blHadOld)
-  {
-    setenv(m_strName.c_str(), m_strOld.c_str(), 1);
-  }
-  else
-  {
-    unsetenv(m_strName.c_str());
-  }
+  SetEnv(m_strName.c_str(), m_blHadOld ? m_strOld.c_str() : nullptr);
 }
 
 }  // namespace ostest

@@ -78,7 +78,6 @@ public:
     return Make();
   }
   std::string Get(uint32_t a_u32Section, uint32_t a_u32Tag) { return m_poscfg->Get(a_u32Section, a_u32Tag); }
-  std::string Main(uint32_t a_u32Tag) { return Get(OS_CFGSECTION_MAIN, a_u32Tag); }
   template <size_t N>
   void Expect(const CfgWant (&a_awant)[N])
   {

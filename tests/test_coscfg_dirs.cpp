@@ -7,18 +7,13 @@
 #include <memory>
 #include <string>
 
+#include "cosfile_testutil.h"
 #include "os_coscfg.h"
 #include "os_coscfgimpl.h"
 #include "test_coscfg.h"
 
 namespace
 {
-
-mode_t Mode(const std::string &a_strPath)
-{
-  struct stat statPath;
-  return stat(a_strPath.c_str(), &statPath) == 0 ? statPath.st_mode : 0;
-}
 
 std::unique_ptr<COsCfgImpl> UtilityImpl(const CfgHome &a_home)
 {
@@ -46,7 +41,7 @@ TEST(CfgDirectories, RootFromTheEnvironment)
                {OS_CFGTAG_TMPDIRECTORY, "/var/tmpx"}, {OS_CFGTAG_SHAREDDESKTOPDIRECTORY, "/home/someone/Desktop"},
                {OS_CFGTAG_CONST_INI_SHARED, home.Home() + "/const.ini"}});
   // Only the log directory is made.
-  EXPECT_TRUE(S_ISDIR(Mode(strRoot + "/log")));
+  EXPECT_TRUE(ostest::IsDirectory(strRoot + "/log"));
   EXPECT_FALSE(ostest::FileExists(strRoot + "/user"));
 }
 
@@ -69,7 +64,7 @@ TEST(CfgDirectories, RootDefaultsToHomeAndBinIsSkippedOnlyWhenNamedBin)
                {OS_CFGTAG_CONST_INI, home.Home() + "/lib/const.ini"}});
   // A relative program path falls back to the running program.
   home.Make(EOSCFGENTITY_DRIVER, nullptr, "relative/name");
-  const std::string strDriverPath = home.Main(OS_CFGTAG_DRIVERPATH);
+  const std::string strDriverPath = home.Get(OS_CFGSECTION_MAIN, OS_CFGTAG_DRIVERPATH);
   EXPECT_EQ(0u, strDriverPath.find('/'));
   EXPECT_NE(std::string::npos, strDriverPath.find("test_coscfg_dirs"));
 }
@@ -143,8 +138,8 @@ TEST(CfgDirectories, ForceSetAccessOpensTheLogDirectoryToTheGroup)
   mkdir(strLog.c_str(), 0700);
   chmod(strLog.c_str(), 0700);
   home.Make();
-  EXPECT_EQ(0700u, Mode(strLog) & 0777u);
+  EXPECT_EQ(0700, ostest::ModeOf(strLog));
   ostest::ScopedEnv envForce("QRB_FORCESETACCESS", "true");
   home.Make();
-  EXPECT_EQ(0760u, Mode(strLog) & 0777u);
+  EXPECT_EQ(0760, ostest::ModeOf(strLog));
 }

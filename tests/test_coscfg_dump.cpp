@@ -113,6 +113,10 @@ TEST(CfgDump, FileNamesByEntityFolderAndEnvironment)
   home.Make(EOSCFGENTITY_UTILITY);
   ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));
   EXPECT_TRUE(ostest::FileExists(home.Root() + "/log/qrboscfg_scanmodel.txt"));
+  // A folder that cannot be made.
+  ostest::WriteFile(home.Tmp() / "plain", "x");
+  EXPECT_EQ(EOSSTS_IOERROR, COsCfg::Dump((home.Tmp() / "plain/sub").c_str()));
+  EXPECT_EQ(EOSSTS_IOERROR, COsCfg::Dump((home.Tmp() / "plain").c_str()));
   // With QRB_OSCFGDIR the name carries the time as 17 digits.
   const std::string strDir = home.Tmp() / "oscfgdir";
   mkdir(strDir.c_str(), 0777);
@@ -125,15 +129,6 @@ TEST(CfgDump, FileNamesByEntityFolderAndEnvironment)
   EXPECT_EQ(0u, strName.find("qrboscfg_"));
   EXPECT_EQ(strlen("qrboscfg_") + 17 + strlen(".txt"), strName.size());
   EXPECT_EQ(".txt", strName.substr(strName.size() - 4));
-}
-
-TEST(CfgDump, FolderThatCannotBeMade)
-{
-  CfgHome home;
-  home.Make();
-  ostest::WriteFile(home.Tmp() / "plain", "x");
-  EXPECT_EQ(EOSSTS_IOERROR, COsCfg::Dump((home.Tmp() / "plain/sub").c_str()));
-  EXPECT_EQ(EOSSTS_IOERROR, COsCfg::Dump((home.Tmp() / "plain").c_str()));
 }
 
 // The report gets the file object's modes: the configured creation mask in
@@ -156,7 +151,7 @@ TEST(CfgDump, ModesOfTheReport)
 
 // A link, a dangling link, a FIFO or a second hard link planted at the
 // report's name in the (world-writable) log directory: the dump is refused
-// with 259 and an error line, the target keeps its text and mode, nothing
+// with 259, the target keeps its text and mode, nothing
 // is created and nothing blocks.
 TEST(CfgDump, PlantedNamesAreRefused)
 {
@@ -187,7 +182,5 @@ TEST(CfgDump, PlantedNamesAreRefused)
     EXPECT_EQ(0600u, statVictim.st_mode & 07777);
     EXPECT_EQ("secret", ostest::ReadFile(strVictim));
     EXPECT_FALSE(ostest::FileExists(strVictim + ".new"));
-    EXPECT_NE(std::string::npos,
-              ostest::ReadFile(home.Root() + "/log/pnphelper.log").find("Error creating...<" + strDump + ">"));
   }
 }

@@ -112,11 +112,7 @@ TEST(CfgSystemInfo, RunningMachine)
   const long lOnline = sysconf(_SC_NPROCESSORS_ONLN);
   EXPECT_EQ(lOnline > 0 ? lOnline : 1, COsCfg::InfoGetLong(OS_CFGINFO_CPU_TOTAL));
   EXPECT_EQ(8u, strlen(COsCfg::InfoGetString(OS_CFGINFO_OS_KERNELVERSION)));
-  EXPECT_STREQ(COsCfg::InfoGetString(OS_CFGINFO_OS_KERNELVERSION),
-               COsCfg::InfoGetString(OS_CFGINFO_OS_VERSION));
-  EXPECT_NE(0u, strlen(COsCfg::InfoGetString(OS_CFGINFO_OS_NAME)));
   EXPECT_GT(COsCfg::InfoGetLongLong(OS_CFGINFO_MEM_TOTALPHYSICAL), 0);
-  EXPECT_LE(COsCfg::InfoGetLong(OS_CFGINFO_MEM_LOAD), 100);
 #if defined(__i386__) || defined(__x86_64__)
   EXPECT_EQ(12u, strlen(COsCfg::InfoGetString(OS_CFGINFO_CPU_VENDORSTRING)));
   EXPECT_TRUE(COsCfg::InfoGetBool(OS_CFGINFO_CPU_FLAG_FPU));

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "cosfile_testutil.h"
 #include "os_coslog.h"
 #include "os_cosmem.h"
 #include "os_testlog.h"
@@ -42,46 +43,24 @@ std::string Pointer(const void *a_pv)
 class MemTest : public ::testing::Test
 {
 protected:
-  void SetUp() override
-  {
-    m_posmemSaved = g_posmem;
-    g_poslog->EnableAssert(0);
-    m_posmem = new COsMem(OS_MEM_METHOD_MALLOC, 1);
-  }
-
+  void SetUp() override { g_poslog->EnableAssert(0); }
   void TearDown() override
   {
     delete m_posmem;
     g_posmem = m_posmemSaved;
-    if (!m_strOldCwd.empty())
-    {
-      EXPECT_EQ(0, chdir(m_strOldCwd.c_str()));
-    }
   }
-
   // Each message as its letter, a space and the text.
   std::vector<std::string> Texts() const { return m_logcapture.Messages(); }
-
   bool Logged(const std::string &a_strText) const
   {
     std::vector<std::string> vec = Texts();
     return std::find(vec.begin(), vec.end(), a_strText) != vec.end();
   }
 
-  // Runs in the temporary directory (crash dumps land there) until the test ends.
-  void EnterTempDir()
-  {
-    char szOld[4096];
-    ASSERT_NE(nullptr, getcwd(szOld, sizeof(szOld)));
-    m_strOldCwd = szOld;
-    ASSERT_EQ(0, chdir(m_tempdir.Path().c_str()));
-  }
-
   ostest::LogCapture m_logcapture{1};
-  ostest::TempDir m_tempdir;
-  std::string m_strOldCwd;
-  COsMem *m_posmem = nullptr;
-  COsMem *m_posmemSaved = nullptr;
+  ostest::TempDir m_tempdir;  // crash dumps land here (see ScopedCwd)
+  COsMem *m_posmemSaved = g_posmem;
+  COsMem *m_posmem = new COsMem(OS_MEM_METHOD_MALLOC, 1);
 };
 
 TEST_F(MemTest, TenBytesCountSeventyFourAndReleaseRestoresTheTotals)
@@ -270,7 +249,7 @@ TEST_F(MemTest, DumpListsTheRecordsInUse)
 
 TEST_F(MemTest, DumpSystemNamesTheFileAfterTheTime)
 {
-  EnterTempDir();
+  ostest::ScopedCwd cwd(m_tempdir.Path());
   g_posmem->DumpSystem("crash.txt");
   g_posmem->DumpSystem(nullptr);
   std::vector<std::string> vec = Texts();
@@ -287,7 +266,9 @@ TEST_F(MemTest, DumpSystemNamesTheFileAfterTheTime)
   }
 }
 
-TEST_F(MemTest, NotOwningObjectLeavesItsImplementationButClearsTheGlobal)
+// A not-owning object leaves its implementation but clears the global; an
+// unknown method gives no block.
+TEST_F(MemTest, NotOwningObjectAndUnknownMethod)
 {
   OSTEST_LEAK_ALLOWED();
   COsMem *posmem = new COsMem(OS_MEM_METHOD_MALLOC, 0);
@@ -296,15 +277,8 @@ TEST_F(MemTest, NotOwningObjectLeavesItsImplementationButClearsTheGlobal)
   delete posmem;
   EXPECT_EQ(nullptr, g_posmem);
   free(pv);
-}
-
-TEST_F(MemTest, UnknownMethodGivesNoBlock)
-{
-  EnterTempDir();  // the crash dump lands here
-  {
-    COsMem osmem(7, 1);
-    EXPECT_EQ(nullptr, osmem.Alloc(10, "c.cpp", 1, EOSLOGFLAG_MEM, true, nullptr));
-  }
+  ostest::ScopedCwd cwd(m_tempdir.Path());  // the crash dump lands here
+  EXPECT_EQ(nullptr, COsMem(7, 1).Alloc(10, "c.cpp", 1, EOSLOGFLAG_MEM, true, nullptr));
   EXPECT_TRUE(Logged("A mem>>> Unrecognized method...7"));
   EXPECT_TRUE(Logged("A mem>>> Error occurred here..."));
 }

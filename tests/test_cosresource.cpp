@@ -161,7 +161,7 @@ TEST_F(Resource, UpdateLaysOutImageBlocksAndTable)
   EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "PNPHELPE"));
 }
 
-TEST_F(Resource, ReplaceKeepsTheOthersAndTheirOrder)
+TEST_F(Resource, ReplaceKeepsTheOthersAndTheirOrderAndObjectsAreReusable)
 {
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "A", "first"));
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "B", "second"));
@@ -181,6 +181,19 @@ TEST_F(Resource, ReplaceKeepsTheOthersAndTheirOrder)
   std::string str = ostest::ReadFile(m_strFile);
   EXPECT_EQ(m_strImage.size() + 26 + 5 + OS_RESOURCE_TABLESIZE, str.size());
   EXPECT_EQ(m_strImage, str.substr(0, m_strImage.size()));
+  // An object is reusable but not open twice.
+  COsResource osresource;
+  ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "C", EOSRESOURCETYPE_DATA));
+  EXPECT_EQ(EOSSTS_FAIL, osresource.Open(m_strFile.c_str(), "B", EOSRESOURCETYPE_DATA));
+  EXPECT_EQ(0, memcmp("third", osresource.GetPointer(), 5));
+  OsResourceInfo osresourceinfo;
+  EXPECT_EQ(EOSSTS_FAIL, osresource.FindFirst(m_strFile.c_str(), &osresourceinfo));
+  osresource.Close();
+  EXPECT_EQ(nullptr, osresource.GetPointer());
+  // A failed open leaves the object closed and usable.
+  EXPECT_EQ(EOSSTS_NOTFOUND, osresource.Open(m_strFile.c_str(), "D", EOSRESOURCETYPE_DATA));
+  ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "B", EOSRESOURCETYPE_DATA));
+  EXPECT_EQ(26u, osresource.GetSize());
 }
 
 TEST_F(Resource, UpdateRefusesBadArgumentsLinksAndCorruptTables)
@@ -230,30 +243,13 @@ TEST_F(Resource, FullTableRefusesANewNameAndFallsBackToEntryZero)
   EXPECT_EQ(0u, vec.back().u32Index);
 }
 
-TEST_F(Resource, ObjectIsReusableButNotOpenTwice)
-{
-  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "A", "alpha"));
-  ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "B", "beta"));
-  COsResource osresource;
-  ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "A", EOSRESOURCETYPE_DATA));
-  EXPECT_EQ(EOSSTS_FAIL, osresource.Open(m_strFile.c_str(), "B", EOSRESOURCETYPE_DATA));
-  EXPECT_EQ(0, memcmp("alpha", osresource.GetPointer(), 5));
-  OsResourceInfo osresourceinfo;
-  EXPECT_EQ(EOSSTS_FAIL, osresource.FindFirst(m_strFile.c_str(), &osresourceinfo));
-  osresource.Close();
-  EXPECT_EQ(nullptr, osresource.GetPointer());
-  EXPECT_EQ(0u, osresource.GetSize());
-  // A failed open leaves the object closed and usable.
-  EXPECT_EQ(EOSSTS_NOTFOUND, osresource.Open(m_strFile.c_str(), "C", EOSRESOURCETYPE_DATA));
-  ASSERT_EQ(EOSSTS_OK, osresource.Open(m_strFile.c_str(), "B", EOSRESOURCETYPE_DATA));
-  EXPECT_EQ(4u, osresource.GetSize());
-}
-
 TEST_F(Resource, FileWithoutTableOrTooShort)
 {
+  ostest::LogCapture logcapture(0);  // information stays silent at level zero
   EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "A"));
   EXPECT_TRUE(Walk(m_strFile, EOSSTS_NOTFOUND).empty());
   EXPECT_TRUE(Walk(m_tempdir / "missing", EOSSTS_FAIL).empty());
+  EXPECT_TRUE(logcapture.Messages().empty());
   // No marker in entry 63, although entry 62 looks fine.
   ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + RawTable(false).Entry(62, "A", 0, 4).Bytes()));
   EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "A"));
@@ -322,29 +318,31 @@ TEST_F(Resource, GetVersionConvertsTheTextAndDumpPrintsIt)
 {
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "VERSION", "00020000"));
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "VERSIONSIMPLE", "01020304"));
-  char szVersion[64];
-  EXPECT_EQ(EOSSTS_OK,
-            COsResource::GetVersion(m_strFile.c_str(), szVersion, sizeof(szVersion), "VERSION", true));
-  EXPECT_STREQ("0.2", szVersion);
-  EXPECT_EQ(EOSSTS_OK,
-            COsResource::GetVersion(m_strFile.c_str(), szVersion, sizeof(szVersion), "versionsimple", true));
-  EXPECT_STREQ("1.2.3.4", szVersion);
   // Four bytes of room: "000" is copied and converts to 0.0.
-  char szSmall[4];
-  EXPECT_EQ(EOSSTS_OK, COsResource::GetVersion(m_strFile.c_str(), szSmall, sizeof(szSmall), "VERSION", true));
-  EXPECT_STREQ("0.0", szSmall);
-  memset(szVersion, 'x', sizeof(szVersion));
-  EXPECT_EQ(EOSSTS_NOTFOUND,
-            COsResource::GetVersion(m_strFile.c_str(), szVersion, sizeof(szVersion), "NOVERSION", true));
-  EXPECT_STREQ("", szVersion);
+  const struct
+  {
+    const char *szName;
+    uint32_t u32Size;
+    EOSSTS eossts;
+    const char *szVersion;
+  } acase[] = {{"VERSION", 64, EOSSTS_OK, "0.2"},
+               {"versionsimple", 64, EOSSTS_OK, "1.2.3.4"},
+               {"VERSION", 4, EOSSTS_OK, "0.0"},
+               {"NOVERSION", 64, EOSSTS_NOTFOUND, ""}};
+  char szVersion[64];
+  for (const auto &c : acase)
+  {
+    memset(szVersion, 'x', sizeof(szVersion));
+    EXPECT_EQ(c.eossts, COsResource::GetVersion(m_strFile.c_str(), szVersion, c.u32Size, c.szName, true));
+    EXPECT_STREQ(c.szVersion, szVersion) << c.szName << " " << c.u32Size;
+  }
   EXPECT_EQ(EOSSTS_BADARG, COsResource::GetVersion(m_strFile.c_str(), nullptr, 8, "VERSION", true));
   EXPECT_EQ(EOSSTS_BADARG, COsResource::GetVersion(m_strFile.c_str(), szVersion, 0, "VERSION", true));
   // Dump handles only versions.
   EXPECT_EQ(EOSSTS_BADARG, COsResource::Dump(m_strFile.c_str(), "PNPHELPER"));
   testing::internal::CaptureStdout();
-  EOSSTS eossts = COsResource::Dump(m_strFile.c_str(), "VERSION");
+  EXPECT_EQ(EOSSTS_OK, COsResource::Dump(m_strFile.c_str(), "VERSION"));
   EXPECT_EQ("VERSION: 0.2\n", testing::internal::GetCapturedStdout());
-  EXPECT_EQ(EOSSTS_OK, eossts);
 }
 
 // GetVersionInfo asks the "file" and "monodis" programs; fake ones on PATH
@@ -393,12 +391,4 @@ TEST_F(VersionInfo, RefusesPathsThatCouldBreakTheCommandLine)
     ASSERT_TRUE(ostest::WriteFile(strFile, "x"));
     EXPECT_EQ(EOSSTS_BADARG, Info(strFile)) << szName;
   }
-}
-
-TEST_F(Resource, InformationIsSilentAtLevelZero)
-{
-  ostest::LogCapture logcapture(0);
-  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "PNPHELPER"));
-  EXPECT_EQ(EOSSTS_FAIL, OpenStatus(m_tempdir / "missing", "PNPHELPER"));
-  EXPECT_TRUE(logcapture.Messages().empty());
 }

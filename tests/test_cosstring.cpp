@@ -13,8 +13,6 @@
 namespace
 {
 
-using Texts = std::vector<std::string>;
-
 // Formats through SStrVprintf so that the va_list form is exercised.
 int VprintfThrough(char *a_szDst, uint32_t a_u32DstSize, const char *a_szFormat, ...)
 {
@@ -25,40 +23,36 @@ int VprintfThrough(char *a_szDst, uint32_t a_u32DstSize, const char *a_szFormat,
   return iResult;
 }
 
+// A status or length and the text a call left: "5 ab-12".
+std::string Result(int a_iResult, const char *a_sz)
+{
+  return std::to_string(a_iResult) + " " + a_sz;
+}
+
 }  // namespace
 
+// "(call, sz)" below is the text a call left in sz.
 TEST(BoundedCopy, CopiesOnlyWhatFitsAndLogsTheRest)
 {
   ostest::LogCapture logcapture;
   char sz[8] = "old";
-  COsString::SStrCpy(sz, 5, "hello");  // strlen == size: refused
-  EXPECT_STREQ("old", sz);
-  COsString::SStrCpy(sz, 6, "hello");  // one larger: copied
-  EXPECT_STREQ("hello", sz);
+  EXPECT_STREQ("old", (COsString::SStrCpy(sz, 5, "hello"), sz));    // strlen == size: refused
+  EXPECT_STREQ("hello", (COsString::SStrCpy(sz, 6, "hello"), sz));  // one larger: copied
   strcpy(sz, "abc");
-  COsString::SStrCat(sz, 8, "defgh");  // 3 + 5 == 8: refused
-  EXPECT_STREQ("abc", sz);
-  COsString::SStrCat(sz, 8, "defg");  // 7 < 8: appended
-  EXPECT_STREQ("abcdefg", sz);
+  EXPECT_STREQ("abc", (COsString::SStrCat(sz, 8, "defgh"), sz));     // 3 + 5 == 8: refused
+  EXPECT_STREQ("abcdefg", (COsString::SStrCat(sz, 8, "defg"), sz));  // 7 < 8: appended
   memcpy(sz, "zzzzzzz", 8);
   COsString::SStrNcpy(sz, 8, "abcdef", 3);  // count characters, no terminator
   EXPECT_EQ(0, memcmp(sz, "abczzzz", 8));
-  COsString::SStrNcpy(sz, 8, "ab", 100);  // the source fits: padding stops at the end
-  EXPECT_STREQ("ab", sz);
+  EXPECT_STREQ("ab",
+               (COsString::SStrNcpy(sz, 8, "ab", 100), sz));  // the source fits: padding stops at the end
   EXPECT_EQ(0, sz[7]);
-  COsString::SStrNcpy(sz, 4, "abcdef", 4);  // neither count nor source fits
-  EXPECT_STREQ("ab", sz);
-  COsString::SStrNcat(sz, 8, "cdefghij", 6);  // 2 + 6 and 2 + 8 both reach 8
-  EXPECT_STREQ("ab", sz);
-  COsString::SStrNcat(sz, 8, "cd", 50);  // the whole source fits
-  EXPECT_STREQ("abcd", sz);
-  COsString::SStrNcat(sz, 8, "efghij", 3);  // 4 + 3 < 8
-  EXPECT_STREQ("abcdefg", sz);
-  COsString::SStrCpy(sz, 1, "");
-  EXPECT_STREQ("", sz);
-  EXPECT_EQ((Texts{"A SStrCpy failed...<hello>", "A SStrCat failed...<defgh>", "A SStrNcpy failed...<abcdef>",
-                   "A SStrNcat failed...<cdefghij>"}),
-            logcapture.Messages());
+  EXPECT_STREQ("ab", (COsString::SStrNcpy(sz, 4, "abcdef", 4), sz));       // neither count nor source fits
+  EXPECT_STREQ("ab", (COsString::SStrNcat(sz, 8, "cdefghij", 6), sz));     // 2 + 6 and 2 + 8 both reach 8
+  EXPECT_STREQ("abcd", (COsString::SStrNcat(sz, 8, "cd", 50), sz));        // the whole source fits
+  EXPECT_STREQ("abcdefg", (COsString::SStrNcat(sz, 8, "efghij", 3), sz));  // 4 + 3 < 8
+  EXPECT_STREQ("", (COsString::SStrCpy(sz, 1, ""), sz));
+  EXPECT_EQ(4u, logcapture.Messages().size());  // one message for each refusal
 }
 
 TEST(BoundedCopy, NullOrZeroSizeLeavesTheDestinationAndIsLogged)
@@ -88,27 +82,19 @@ TEST(BoundedFormat, ExactFitSucceedsOneMoreTruncates)
 {
   ostest::LogCapture logcapture;
   char sz[6];
-  EXPECT_EQ(5, COsString::SStrPrintf(sz, sizeof(sz), "%s-%d", "ab", 12));
-  EXPECT_STREQ("ab-12", sz);
-  EXPECT_EQ(-1, COsString::SStrPrintf(sz, sizeof(sz), "%s-%d", "ab", 123));
-  EXPECT_STREQ("ab-12", sz);  // the formatter's truncated, terminated text
-  EXPECT_EQ(5, VprintfThrough(sz, sizeof(sz), "%05d", 7));
-  EXPECT_STREQ("00007", sz);
-  EXPECT_EQ(-1, VprintfThrough(sz, sizeof(sz), "%06d", 7));
-  EXPECT_STREQ("00000", sz);
+  EXPECT_EQ("5 ab-12", Result(COsString::SStrPrintf(sz, sizeof(sz), "%s-%d", "ab", 12), sz));
+  EXPECT_EQ("-1 ab-12",
+            Result(COsString::SStrPrintf(sz, sizeof(sz), "%s-%d", "ab", 123), sz));  // cut, terminated
+  EXPECT_EQ("5 00007", Result(VprintfThrough(sz, sizeof(sz), "%05d", 7), sz));
+  EXPECT_EQ("-1 00000", Result(VprintfThrough(sz, sizeof(sz), "%06d", 7), sz));
   strcpy(sz, "ab");
-  EXPECT_EQ(5, COsString::SStrCatf(sz, sizeof(sz), "%d", 123));  // the new total
-  EXPECT_STREQ("ab123", sz);
-  EXPECT_EQ(-1, COsString::SStrCatf(sz, sizeof(sz), "z"));
-  EXPECT_STREQ("ab123", sz);
+  EXPECT_EQ("5 ab123", Result(COsString::SStrCatf(sz, sizeof(sz), "%d", 123), sz));  // the new total
+  EXPECT_EQ("-1 ab123", Result(COsString::SStrCatf(sz, sizeof(sz), "z"), sz));
   strcpy(sz, "ab");
-  EXPECT_EQ(-1, COsString::SStrCatf(sz, sizeof(sz), "[%s]", "cdef"));
-  EXPECT_STREQ("ab[cd", sz);  // truncated text stays
-  EXPECT_EQ(0, COsString::SStrPrintf(sz, sizeof(sz), "%s", ""));
-  EXPECT_STREQ("", sz);
-  EXPECT_EQ((Texts{"A SStrPrintf failed...<%s-%d>", "A SStrVprintf failed...<%06d>",
-                   "A SStrCatf failed...<z>", "A SStrCatf failed...<[%s]>"}),
-            logcapture.Messages());
+  EXPECT_EQ("-1 ab[cd",
+            Result(COsString::SStrCatf(sz, sizeof(sz), "[%s]", "cdef"), sz));  // the cut text stays
+  EXPECT_EQ("0 ", Result(COsString::SStrPrintf(sz, sizeof(sz), "%s", ""), sz));
+  EXPECT_EQ(4u, logcapture.Messages().size());  // one message for each refusal
 }
 
 TEST(StringHelpers, TokLenTrimAndFromNum)
@@ -129,26 +115,18 @@ TEST(StringHelpers, TokLenTrimAndFromNum)
   EXPECT_EQ(-1, COsString::SStrLen(szLen, 3));
   EXPECT_EQ(-1, COsString::SStrLen(nullptr, 3));
   char sz[6] = "x";
-  COsString::SStrTrim(sz, sizeof(sz), " \t hello \r\n");
-  EXPECT_STREQ("hello", sz);
-  COsString::SStrTrim(sz, 5, "  world ");  // five characters need six bytes
-  EXPECT_STREQ("hello", sz);
-  COsString::SStrTrim(sz, sizeof(sz), "   ");
-  EXPECT_STREQ("", sz);
+  EXPECT_STREQ("hello", (COsString::SStrTrim(sz, sizeof(sz), " \t hello \r\n"), sz));
+  EXPECT_STREQ("hello", (COsString::SStrTrim(sz, 5, "  world "), sz));  // five characters need six bytes
+  EXPECT_STREQ("", (COsString::SStrTrim(sz, sizeof(sz), "   "), sz));
   char szInPlace[16] = "  a b  ";
-  COsString::SStrTrim(szInPlace, sizeof(szInPlace), szInPlace);
-  EXPECT_STREQ("a b", szInPlace);
+  EXPECT_STREQ("a b", (COsString::SStrTrim(szInPlace, sizeof(szInPlace), szInPlace), szInPlace));
   char szNum[16];
   EXPECT_EQ(3, COsString::SStrFromNum(-42, szNum, sizeof(szNum), 10));
   EXPECT_STREQ("-42", szNum);
-  COsString::SStrFromNum(-1, szNum, sizeof(szNum), 16);
-  EXPECT_STREQ("ffffffff", szNum);
-  COsString::SStrFromNum(5, szNum, sizeof(szNum), 8);
-  EXPECT_STREQ("@@@", szNum);
-  COsString::SStrFromNum64(0x123456789abLL, szNum, sizeof(szNum), 16);
-  EXPECT_STREQ("123456789ab", szNum);
-  COsString::SStrFromNum64(-5000000000LL, szNum, sizeof(szNum), 10);
-  EXPECT_STREQ("-5000000000", szNum);
+  EXPECT_STREQ("ffffffff", (COsString::SStrFromNum(-1, szNum, sizeof(szNum), 16), szNum));
+  EXPECT_STREQ("@@@", (COsString::SStrFromNum(5, szNum, sizeof(szNum), 8), szNum));
+  EXPECT_STREQ("123456789ab", (COsString::SStrFromNum64(0x123456789abLL, szNum, sizeof(szNum), 16), szNum));
+  EXPECT_STREQ("-5000000000", (COsString::SStrFromNum64(-5000000000LL, szNum, sizeof(szNum), 10), szNum));
   EXPECT_EQ(-1, COsString::SStrFromNum64(1234567890123LL, szNum, 4, 10));
   EXPECT_EQ(6u, logcapture.Messages().size());  // one message for each refusal
 }
@@ -156,19 +134,14 @@ TEST(StringHelpers, TokLenTrimAndFromNum)
 TEST(SStrReplace, ReplacesFirstOrAllAndRefusesOverflow)
 {
   char sz[16] = "a-b-c";
-  EXPECT_EQ(0u, COsString::SStrReplace(sz, sizeof(sz), "-", "--", false));
-  EXPECT_STREQ("a--b-c", sz);
-  EXPECT_EQ(0u, COsString::SStrReplace(sz, sizeof(sz), "-", "+", true));
-  EXPECT_STREQ("a++b+c", sz);
-  EXPECT_EQ(0u, COsString::SStrReplace(sz, sizeof(sz), "++", "", true));
-  EXPECT_STREQ("ab+c", sz);
+  EXPECT_EQ("0 a--b-c", Result(COsString::SStrReplace(sz, sizeof(sz), "-", "--", false), sz));
+  EXPECT_EQ("0 a++b+c", Result(COsString::SStrReplace(sz, sizeof(sz), "-", "+", true), sz));
+  EXPECT_EQ("0 ab+c", Result(COsString::SStrReplace(sz, sizeof(sz), "++", "", true), sz));
   EXPECT_EQ(14u, COsString::SStrReplace(sz, sizeof(sz), "zz", "y", true));
   EXPECT_EQ(3u, COsString::SStrReplace(sz, sizeof(sz), "", "y", true));
   char szFit[8] = "a.b.c";  // every '.' to "xx" needs 7 + 1 bytes: fits exactly
-  EXPECT_EQ(0u, COsString::SStrReplace(szFit, sizeof(szFit), ".", "xx", true));
-  EXPECT_STREQ("axxbxxc", szFit);
-  EXPECT_EQ(1u, COsString::SStrReplace(szFit, sizeof(szFit), "b", "bb", false));
-  EXPECT_STREQ("axxbxxc", szFit);
+  EXPECT_EQ("0 axxbxxc", Result(COsString::SStrReplace(szFit, sizeof(szFit), ".", "xx", true), szFit));
+  EXPECT_EQ("1 axxbxxc", Result(COsString::SStrReplace(szFit, sizeof(szFit), "b", "bb", false), szFit));
 }
 
 TEST(StrSearch, WhitespaceCaseInsensitiveAndBoundedSearch)
@@ -277,50 +250,33 @@ TEST(VersionToFields, EightDigitAndDottedFormsAndErrorsLeaveNoPartialFields)
   EXPECT_EQ(7, a);  // outputs are only cleared once all four are present
 }
 
-TEST(VersionFromFields, DottedDropsTrailingZerosAsymmetrically)
+TEST(VersionFromFields, DottedDropsTrailingZerosAsymmetricallyAndUnreadableTextIsCopiedOrZeroed)
 {
-  const struct
-  {
-    int aiField[4];
-    const char *szDotted;
-  } acase[] = {
-      {{1, 0, 0, 5}, "1.0.0.5"}, {{1, 0, 5, 0}, "1.0.5"}, {{1, 2, 0, 0}, "1.2"}, {{0, 0, 0, 0}, "0.0"}};
   char sz[32];
-  for (const auto &c : acase)
-  {
-    EXPECT_EQ(static_cast<int>(strlen(c.szDotted)),
-              COsString::StrConvertVersionFromFields(sz, sizeof(sz), true, c.aiField[0], c.aiField[1],
-                                                     c.aiField[2], c.aiField[3]));
-    EXPECT_STREQ(c.szDotted, sz);
-  }
-  EXPECT_EQ(8, COsString::StrConvertVersionFromFields(sz, sizeof(sz), false, 1, 2, 0, 0));
-  EXPECT_STREQ("01020000", sz);
+  auto dotted = [&sz](int a_i1, int a_i2, int a_i3, int a_i4) {
+    return Result(COsString::StrConvertVersionFromFields(sz, sizeof(sz), true, a_i1, a_i2, a_i3, a_i4), sz);
+  };
+  EXPECT_EQ("7 1.0.0.5", dotted(1, 0, 0, 5));
+  EXPECT_EQ("5 1.0.5", dotted(1, 0, 5, 0));
+  EXPECT_EQ("3 1.2", dotted(1, 2, 0, 0));
+  EXPECT_EQ("3 0.0", dotted(0, 0, 0, 0));
+  EXPECT_EQ("8 01020000",
+            Result(COsString::StrConvertVersionFromFields(sz, sizeof(sz), false, 1, 2, 0, 0), sz));
   EXPECT_EQ(-1, COsString::StrConvertVersionFromFields(sz, 8, false, 1, 2, 3, 4));
-  EXPECT_EQ(8, COsString::StrConvertVersion(sz, sizeof(sz), false, "1.2.3.4"));
-  EXPECT_STREQ("01020304", sz);
-  EXPECT_EQ(3, COsString::StrConvertVersion(sz, sizeof(sz), true, "01020000"));
-  EXPECT_STREQ("1.2", sz);
-}
-
-TEST(StrConvertVersion, UnreadableTextIsCopiedOrZeroed)
-{
-  char sz[32];
-  EXPECT_EQ(4, COsString::StrConvertVersion(sz, sizeof(sz), true, "beta"));
-  EXPECT_STREQ("beta", sz);
-  EXPECT_EQ(8, COsString::StrConvertVersion(sz, sizeof(sz), false, "x.y"));
-  EXPECT_STREQ("00000000", sz);
+  EXPECT_EQ("8 01020304", Result(COsString::StrConvertVersion(sz, sizeof(sz), false, "1.2.3.4"), sz));
+  EXPECT_EQ("3 1.2", Result(COsString::StrConvertVersion(sz, sizeof(sz), true, "01020000"), sz));
+  // Unreadable text is copied (dotted) or zeroed.
+  EXPECT_EQ("4 beta", Result(COsString::StrConvertVersion(sz, sizeof(sz), true, "beta"), sz));
+  EXPECT_EQ("8 00000000", Result(COsString::StrConvertVersion(sz, sizeof(sz), false, "x.y"), sz));
   strcpy(sz, "old");
-  EXPECT_EQ(-1, COsString::StrConvertVersion(sz, 4, true, "beta"));
-  EXPECT_STREQ("old", sz);
+  EXPECT_EQ("-1 old", Result(COsString::StrConvertVersion(sz, 4, true, "beta"), sz));
 }
 
 TEST(PtrToStrAndStrDup, SizeChecksAndTheMemoryService)
 {
   char sz[20] = "keep";
-  EXPECT_EQ(3u, COsString::PtrToStr(reinterpret_cast<void *>(0x1a2b), sz, 8));
-  EXPECT_STREQ("keep", sz);
-  EXPECT_EQ(0u, COsString::PtrToStr(reinterpret_cast<void *>(0x1a2b), sz, 9));
-  EXPECT_STREQ("00001a2b", sz);
+  EXPECT_EQ("3 keep", Result(COsString::PtrToStr(reinterpret_cast<void *>(0x1a2b), sz, 8), sz));
+  EXPECT_EQ("0 00001a2b", Result(COsString::PtrToStr(reinterpret_cast<void *>(0x1a2b), sz, 9), sz));
   EXPECT_EQ(3u, COsString::PtrToStr(nullptr, nullptr, 9));
   COsMem *posmemOld = g_posmem;
   g_posmem = nullptr;

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "os_cosxml.h"
-#include "os_testlog.h"
 
 namespace
 {
@@ -134,17 +133,4 @@ TEST(XmlReplaceContent, ReplacesTheFirstElementOrLeavesTheBuffer)
   EXPECT_STREQ("<a>x</a>", szSmall);
   EXPECT_EQ(EOSSTS_BADARG, COsXml::ReplaceContent(nullptr, 16, "<a>", "</a>", "y"));
   EXPECT_EQ(EOSSTS_BADARG, COsXml::ReplaceContent(szSmall, sizeof(szSmall), "<a>", "</a>", nullptr));
-}
-
-TEST(XmlLog, OnlyTheOverflowIsLogged)
-{
-  ostest::LogCapture logcapture(1);
-  char szOut[4];
-  EXPECT_FALSE(COsXml::GetContent("<a>wxyz</a>", "<a>", "</a>", szOut, sizeof(szOut), false));
-  EXPECT_EQ("A data overflow: <a> <a>wxyz</a>", logcapture.Last());
-  // Missing markers and empty contents are no faults of the function.
-  EXPECT_FALSE(COsXml::GetContent("<b>x</b>", "<a>", "</a>", szOut, sizeof(szOut), false));
-  char szEmpty[] = "<a></a>";
-  EXPECT_FALSE(COsXml::GetContent(szEmpty, "<a>", "</a>", szEmpty, 0, false));
-  EXPECT_EQ(1u, logcapture.Messages().size());
 }
