@@ -618,52 +618,36 @@ TEST_F(LogTest, NoPathMeansHopelessUntilSetupGivesOne)
   EXPECT_EQ(m_strLog, vec.data());
 }
 
-TEST_F(LogTest, UnopenablePathMakesBackslashDirectoriesThenTurnsHopeless)
+// A path that does not open (here a directory) makes each of its prefixes,
+// joined by backslashes, relative to the working directory, and is retried
+// formatted with itself as the format and "/tmp/qrb.log" as the argument,
+// but only when "%%" and one "%s" are its only conversions: a "%n" or "%d"
+// must never reach the formatter. Then the log turns hopeless.
+TEST_F(LogTest, UnopenablePathMakesBackslashDirectoriesAndIsRetriedOnlyWithALoneS)
 {
-  std::string strWork = EnterWorkDirectory();
-  std::string strPath = m_tempdir / "adir";  // the log "file" is a directory: every open fails
-  ASSERT_EQ(0, mkdir(strPath.c_str(), 0777));
+  const std::string strWork = EnterWorkDirectory();
+  for (const char *szDir : {"x%n%d%s", "x%s", "x", "x/tmp"})
+  {
+    ASSERT_EQ(0, mkdir((m_tempdir / szDir).c_str(), 0777));
+  }
+  const std::string strPath = m_tempdir / "x%n%d%s";
   Make(1, nullptr, strPath.c_str());
   Msg(EOSLOGFLAG_INFO, "lost");
-  EXPECT_EQ(1, g_poslog->SetHopeless(1));
-  // Each prefix was made relative to the working directory, joined by
-  // backslashes.
+  EXPECT_EQ(1, g_poslog->SetHopeless(0));
+  EXPECT_EQ(strPath, Filename());
   for (size_t sizeEnd = 0; sizeEnd != std::string::npos;)
   {
     sizeEnd = strPath.find('/', sizeEnd + 1);
     std::string strPrefix = strPath.substr(1, sizeEnd == std::string::npos ? sizeEnd : sizeEnd - 1);
     std::replace(strPrefix.begin(), strPrefix.end(), '/', '\\');
-    struct stat st;
-    EXPECT_EQ(0, stat((strWork + "/" + strPrefix).c_str(), &st)) << strPrefix;
-  }
-  EXPECT_EQ(strPath, Filename());
-}
-
-TEST_F(LogTest, PathWithConversionsIsRetriedWithoutFormattingAnythingButALoneS)
-{
-  EnterWorkDirectory();
-  // A "%n" or "%d" in the path must never reach the formatter as a format.
-  std::string strPath = m_tempdir / "x%n%d%s";
-  ASSERT_EQ(0, mkdir(strPath.c_str(), 0777));
-  Make(1, nullptr, strPath.c_str());
-  Msg(EOSLOGFLAG_INFO, "lost");
-  EXPECT_EQ(1, g_poslog->SetHopeless(0));
-  EXPECT_EQ(strPath, Filename());
-  // "<dir>/x%s" cannot be opened (it is a directory); formatted with the
-  // fallback name it becomes "<dir>/x/tmp/qrb.log", which can.
-  for (const char *szDir : {"x%s", "x", "x/tmp"})
-  {
-    ASSERT_EQ(0, mkdir((m_tempdir / szDir).c_str(), 0777));
+    EXPECT_TRUE(std::filesystem::is_directory(strWork + "/" + strPrefix)) << strPrefix;
   }
   Make(1, nullptr, (m_tempdir / "x%s").c_str());
   Msg(EOSLOGFLAG_INFO, "fallback");
-  std::string strFallback = m_tempdir / "x/tmp/qrb.log";
+  const std::string strFallback = m_tempdir / "x/tmp/qrb.log";
   EXPECT_EQ(strFallback, Filename());
   EXPECT_EQ((Texts{"fallback"}), Messages(strFallback));
-  // Without a configuration the file is opened up to everyone.
-  struct stat st;
-  ASSERT_EQ(0, stat(strFallback.c_str(), &st));
-  EXPECT_EQ(0666u, st.st_mode & 0777u);
+  EXPECT_EQ(0666u, ModeOf(strFallback));  // without a configuration: open to everyone
   EXPECT_EQ(0, g_poslog->SetHopeless(0));
 }
 
