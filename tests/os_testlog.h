@@ -54,9 +54,6 @@ public:
     return vecMessages.empty() ? std::string() : vecMessages.back();
   }
 
-  // Whole lines, headers included.
-  std::vector<std::string> Lines() const { return SplitLines(ReadFile(m_strPath)); }
-
 private:
   COsLog *m_poslogOld;
   TempDir m_tempdir;
