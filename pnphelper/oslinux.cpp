@@ -64,6 +64,7 @@ int RunBounded(const char *a_szCommand, int a_iSeconds)
   struct timespec tsStart;
   clock_gettime(CLOCK_MONOTONIC, &tsStart);
   int iStatus = 0;
+  unsigned uSleep = 100;  // microseconds
   for (;;)
   {
     const pid_t pidDone = waitpid(pid, &iStatus, WNOHANG);
@@ -82,7 +83,9 @@ int RunBounded(const char *a_szCommand, int a_iSeconds)
       }
       return -1;
     }
-    usleep(20000);
+    // Short probes end within milliseconds: look again soon, then less often.
+    usleep(static_cast<useconds_t>(uSleep));
+    uSleep = (uSleep < 20000) ? uSleep * 2 : uSleep;
   }
 }
 
