@@ -95,12 +95,10 @@ int OsFileOpenWriteAt(int a_fdDirectory, const char *a_szName, int a_iFlags, mod
   {
     return -1;
   }
+  // A file this call created is a new regular file of the caller's.
   struct stat statFile;
-  if (fstat(fd, &statFile) || !S_ISREG(statFile.st_mode))
-  {
-    return Refuse(fd);
-  }
-  if (!blCreated && SharedDirectory(a_fdDirectory) && !WriterAccepts(statFile, a_ewriter))
+  if (!blCreated && (fstat(fd, &statFile) || !S_ISREG(statFile.st_mode) ||
+                     (SharedDirectory(a_fdDirectory) && !WriterAccepts(statFile, a_ewriter))))
   {
     return Refuse(fd);
   }

@@ -233,27 +233,43 @@ ECopyStretch BufferCopyStretch(int a_fdSource, int a_fdTarget, off_t a_offStart,
   return COPY_DONE;
 }
 
-// The copy loop: the data of a_fdSource goes to the empty file a_fdTarget in
-// blocks of up to 2 MiB, inside the kernel where it can, else through the
-// buffer (*a_ppchBuffer, see CopyBuffer). Each stretch of data goes to its
-// own offset, so that holes stay holes; a trailing hole becomes the
-// target's size. 0; 1 when a read, a write or a seek fails. A write the
+// Copies one stretch inside the kernel where it can, else through the
+// buffer (*a_ppchBuffer, see CopyBuffer).
+ECopyStretch CopyStretch(int a_fdSource, int a_fdTarget, off_t a_offStart, off_t a_offEnd, char **a_ppchBuffer,
+                         off_t *a_poffWritten)
+{
+  const ECopyStretch ecopy = KernelCopyStretch(a_fdSource, a_fdTarget, a_offStart, a_offEnd, a_poffWritten);
+  if (ecopy != COPY_UNSUPPORTED)
+  {
+    return ecopy;
+  }
+  return CopyBuffer(a_ppchBuffer)
+             ? BufferCopyStretch(a_fdSource, a_fdTarget, a_offStart, a_offEnd, *a_ppchBuffer, a_poffWritten)
+             : COPY_FAILED;
+}
+
+// The copy loop: the data of a_fdSource (a_statSource) goes to the empty
+// file a_fdTarget in blocks of up to 2 MiB. A file whose blocks cover its
+// size has no holes and is one stretch; otherwise each stretch of data goes
+// to its own offset, so that holes stay holes, and a trailing hole becomes
+// the target's size. 0; 1 when a read, a write or a seek fails. A write the
 // kernel cuts short without an error ends the copy silently with 0.
-EOSSTS CopyData(int a_fdSource, int a_fdTarget, char **a_ppchBuffer)
+EOSSTS CopyData(int a_fdSource, const struct stat &a_statSource, int a_fdTarget, char **a_ppchBuffer)
 {
   off_t offWritten = 0;  // end of the data written so far
+  if (static_cast<off_t>(a_statSource.st_blocks) * 512 >= a_statSource.st_size)
+  {
+    return (CopyStretch(a_fdSource, a_fdTarget, 0, a_statSource.st_size, a_ppchBuffer, &offWritten) ==
+            COPY_FAILED)
+               ? EOSSTS_FAIL
+               : EOSSTS_OK;
+  }
   off_t offStart = 0;
   off_t offEnd = 0;
   int iData = 0;
   while ((iData = NextData(a_fdSource, offWritten, &offStart, &offEnd)) > 0)
   {
-    ECopyStretch ecopy = KernelCopyStretch(a_fdSource, a_fdTarget, offStart, offEnd, &offWritten);
-    if (ecopy == COPY_UNSUPPORTED)
-    {
-      ecopy = CopyBuffer(a_ppchBuffer)
-                  ? BufferCopyStretch(a_fdSource, a_fdTarget, offStart, offEnd, *a_ppchBuffer, &offWritten)
-                  : COPY_FAILED;
-    }
+    const ECopyStretch ecopy = CopyStretch(a_fdSource, a_fdTarget, offStart, offEnd, a_ppchBuffer, &offWritten);
     if (ecopy == COPY_FAILED)
     {
       return EOSSTS_FAIL;
@@ -294,7 +310,7 @@ EOSSTS CopyToTarget(int a_fdSource, int a_fdDirectory, const char *a_szName, con
     }
     return EOSSTS_FAIL;
   }
-  EOSSTS eosstsResult = CopyData(a_fdSource, fdTarget, a_ppchBuffer);
+  EOSSTS eosstsResult = CopyData(a_fdSource, statSource, fdTarget, a_ppchBuffer);
   if (close(fdTarget) && !eosstsResult)
   {
     eosstsResult = EOSSTS_FAIL;

@@ -72,9 +72,7 @@ int RunBounded(const char *a_szCommand, int a_iSeconds)
     {
       return (pidDone == pid) ? iStatus : -1;
     }
-    struct timespec tsNow;
-    clock_gettime(CLOCK_MONOTONIC, &tsNow);
-    if (tsNow.tv_sec - tsStart.tv_sec >= a_iSeconds)
+    if (PnpHelperWaitOver(tsStart, a_iSeconds))
     {
       OSLOG(EOSLOGFLAG_ERROR, "deviceprobe killed after %d seconds...<%s>", a_iSeconds, a_szCommand);
       (void)kill(-pid, SIGKILL);

@@ -135,9 +135,7 @@ private:
       {
         return true;
       }
-      struct timespec tsNow;
-      clock_gettime(CLOCK_MONOTONIC, &tsNow);
-      if (((errno != EWOULDBLOCK) && (errno != EINTR)) || (tsNow.tv_sec - tsStart.tv_sec >= a_iSeconds))
+      if (((errno != EWOULDBLOCK) && (errno != EINTR)) || PnpHelperWaitOver(tsStart, a_iSeconds))
       {
         return false;
       }
@@ -211,6 +209,15 @@ int PnpHelperWaitSeconds()
   const char *szWait = std::getenv("QRB_PNPHELPERWAIT");
   const long lWait = szWait ? std::strtol(szWait, nullptr, 10) : 0;
   return (lWait >= 1 && lWait < kWaitSeconds) ? static_cast<int>(lWait) : kWaitSeconds;
+}
+
+bool PnpHelperWaitOver(const struct timespec &a_tsStart, int a_iSeconds)
+{
+  struct timespec tsNow;
+  clock_gettime(CLOCK_MONOTONIC, &tsNow);
+  const long long llElapsedMs =
+      (tsNow.tv_sec - a_tsStart.tv_sec) * 1000LL + (tsNow.tv_nsec - a_tsStart.tv_nsec) / 1000000;
+  return llElapsedMs >= a_iSeconds * 1000LL;
 }
 
 CPnpHelper::CPnpHelper()

@@ -25,6 +25,7 @@
 #define PNPHELPER_H
 
 #include <cstdint>
+#include <ctime>
 
 #include "os_cosfile.h"
 #include "os_types.h"
@@ -84,6 +85,8 @@ private:
 // run before it is killed: 60, or QRB_PNPHELPERWAIT when that holds a number
 // from 1 to 59 (a knob for tests; it can only shorten the waits).
 int PnpHelperWaitSeconds();
+// True once a_iSeconds have passed since a_tsStart (CLOCK_MONOTONIC).
+bool PnpHelperWaitOver(const struct timespec &a_tsStart, int a_iSeconds);
 
 // Copy rule of the mirror, handed to COsFile::CopyDirectory: the whole
 // "profiles" directory (6), every ".ini" file and every "usb*.lock" file (0,
