@@ -289,15 +289,6 @@ void LoadVirtualInfo()
       u64Used < s_oscfgsysteminfo.u64TotalVirtual ? s_oscfgsysteminfo.u64TotalVirtual - u64Used : 0;
 }
 
-// The process's file-creation mask, read without changing it.
-mode_t CreationMask()
-{
-  char szText[8192];
-  const char *szLine = ReadText("/proc/self/status", szText, sizeof(szText)) ? FindLine(szText, "Umask") : nullptr;
-  const char *szColon = szLine ? strchr(szLine, ':') : nullptr;
-  return szColon ? static_cast<mode_t>(strtoul(szColon + 1, nullptr, 8) & 0777) : 022;
-}
-
 void LoadUserAndHost()
 {
   struct passwd passwdEntry;
@@ -761,7 +752,7 @@ mode_t OsCfgFileCreationMode(const char *a_szPath, bool *a_pblRootPath)
   }
   if (!blRootPath)
   {
-    return 0666 & ~CreationMask();
+    return 0666 & ~OsFileCreationMask();
   }
   const char *szMask = g_poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_FORCEFILECREATIONMASK);
   return static_cast<mode_t>(strtol((szMask && szMask[0]) ? szMask : "511", nullptr, 0)) & 07777;

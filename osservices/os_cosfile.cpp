@@ -15,6 +15,7 @@
 #include <cstring>
 
 #include "os_coscfg.h"
+#include "os_coscfgimpl.h"
 #include "os_cosfilesafe.h"
 #include "os_coslog.h"
 #include "os_cosmem.h"
@@ -26,11 +27,6 @@ namespace
 
 const uint32_t kPrintBufferSize = 65536;
 const int kMaxComponents = 64;
-
-// Configuration section and tags read by Open.
-const uint32_t kCfgSection = 1;
-const uint32_t kCfgTagRootPath = 10;
-const uint32_t kCfgTagFileCreationMask = 99;
 
 // Set by the first COsFileImpl constructed (under s_spinlockFirst).
 OSSPINLOCK s_spinlockFirst = 0;
@@ -346,17 +342,12 @@ EOSSTS COsFileImpl::OpenStream(const char *a_szFilename, EOSFILEACCESS a_eosfile
 // refused file is left alone.
 void COsFileImpl::ApplyRootPathMode(const char *a_szFilename)
 {
-  if (!g_poscfg || m_blRefused)
+  bool blRootPath = false;
+  const mode_t mode = OsCfgFileCreationMode(a_szFilename, &blRootPath);
+  if (m_blRefused || !blRootPath)
   {
     return;
   }
-  const char *szRootPath = g_poscfg->Get(kCfgSection, kCfgTagRootPath);
-  if (!szRootPath || !szRootPath[0] || !strstr(a_szFilename, szRootPath))
-  {
-    return;
-  }
-  const char *szMask = g_poscfg->Get(kCfgSection, kCfgTagFileCreationMask);
-  mode_t mode = static_cast<mode_t>(strtol((szMask && szMask[0]) ? szMask : "511", nullptr, 0)) & 07777;
   if (m_pfile)
   {
     (void)fchmod(fileno(m_pfile), mode);
