@@ -1,5 +1,6 @@
 // oslinux.cpp: the two actions of the hot-plug helper on this platform and
 // the device presence probe, which runs <lib>/deviceprobe once per process.
+#include <pthread.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -39,10 +40,9 @@ void AppendShellWord(char *a_szCommand, uint32_t a_u32Size, const char *a_szWord
   COsString::SStrCat(a_szCommand, a_u32Size, "'");
 }
 
-// Runs a_szCommand with "/bin/sh -c" in a process group of its own, like
-// system(), but kills the group when it is still running after a_iSeconds.
-// The result is 0 only for a command that exited with 0.
-int RunBounded(const char *a_szCommand, int a_iSeconds)
+// Starts "/bin/sh -c a_szCommand" in a process group of its own, with the
+// signal mask a_psetMask; returns its pid, or -1.
+pid_t SpawnShell(const char *a_szCommand, const sigset_t *a_psetMask)
 {
   char szShell[] = "/bin/sh";
   char szOption[] = "-c";
@@ -53,38 +53,62 @@ int RunBounded(const char *a_szCommand, int a_iSeconds)
     return -1;
   }
   pid_t pid = -1;
-  const bool blStarted = posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP) == 0 &&
+  const bool blStarted = posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK) == 0 &&
                          posix_spawnattr_setpgroup(&attr, 0) == 0 &&
+                         posix_spawnattr_setsigmask(&attr, a_psetMask) == 0 &&
                          posix_spawn(&pid, szShell, nullptr, &attr, apszArgv, environ) == 0;
   posix_spawnattr_destroy(&attr);
-  if (!blStarted)
-  {
-    return -1;
-  }
+  return blStarted ? pid : -1;
+}
+
+// Waits for a_pid, with SIGCHLD blocked in a_setChild: a child's end wakes
+// the wait at once. Each wait lasts at most 20 ms, so an exit whose signal
+// never comes (SIGCHLD ignored) is still seen. After a_iSeconds the process
+// group is killed. The result is the wait status, or -1.
+int WaitBounded(pid_t a_pid, const sigset_t &a_setChild, int a_iSeconds, const char *a_szCommand)
+{
   struct timespec tsStart;
   clock_gettime(CLOCK_MONOTONIC, &tsStart);
   int iStatus = 0;
-  unsigned uSleep = 100;  // microseconds
   for (;;)
   {
-    const pid_t pidDone = waitpid(pid, &iStatus, WNOHANG);
-    if (pidDone == pid || (pidDone < 0 && errno != EINTR))
+    const pid_t pidDone = waitpid(a_pid, &iStatus, WNOHANG);
+    if (pidDone == a_pid || (pidDone < 0 && errno != EINTR))
     {
-      return (pidDone == pid) ? iStatus : -1;
+      return (pidDone == a_pid) ? iStatus : -1;
     }
     if (PnpHelperWaitOver(tsStart, a_iSeconds))
     {
       OSLOG(EOSLOGFLAG_ERROR, "deviceprobe killed after %d seconds...<%s>", a_iSeconds, a_szCommand);
-      (void)kill(-pid, SIGKILL);
-      while (waitpid(pid, &iStatus, 0) < 0 && errno == EINTR)
+      (void)kill(-a_pid, SIGKILL);
+      while (waitpid(a_pid, &iStatus, 0) < 0 && errno == EINTR)
       {
       }
       return -1;
     }
-    // Short probes end within milliseconds: look again soon, then less often.
-    usleep(static_cast<useconds_t>(uSleep));
-    uSleep = (uSleep < 20000) ? uSleep * 2 : uSleep;
+    const struct timespec tsSlice = {0, 20 * 1000 * 1000};
+    (void)sigtimedwait(&a_setChild, nullptr, &tsSlice);
   }
+}
+
+// Runs a_szCommand with "/bin/sh -c" in a process group of its own, like
+// system(), but kills the group when it is still running after a_iSeconds.
+// The shell gets the caller's signal mask. The result is 0 only for a
+// command that exited with 0.
+int RunBounded(const char *a_szCommand, int a_iSeconds)
+{
+  sigset_t setChild;
+  sigset_t setOld;
+  sigemptyset(&setChild);
+  sigaddset(&setChild, SIGCHLD);
+  if (pthread_sigmask(SIG_BLOCK, &setChild, &setOld) != 0)
+  {
+    return -1;
+  }
+  const pid_t pid = SpawnShell(a_szCommand, &setOld);
+  const int iStatus = (pid < 0) ? -1 : WaitBounded(pid, setChild, a_iSeconds, a_szCommand);
+  (void)pthread_sigmask(SIG_SETMASK, &setOld, nullptr);
+  return iStatus;
 }
 
 }  // namespace
