@@ -463,8 +463,6 @@ uintptr_t ArgumentPointer(const char *a_szArguments, const char *a_szTag)
 
 COsCfgImpl::COsCfgImpl(const char *a_szUniqueName, EOSCFGENTITY a_eoscfgentity)
 {
-  // Every member is plain data: start from all zeros.
-  std::memset(static_cast<void *>(this), 0, sizeof(*this));
   m_eoscfgentity = a_eoscfgentity;
   m_eosstsCreate = EOSSTS_NOTATTEMPTED;
   if (a_szUniqueName)

@@ -18,6 +18,7 @@
 
 #include "os_coscfg.h"
 #include "os_coslog.h"
+#include "os_coszerofilled.h"
 #include "os_types.h"
 
 // Every part of the configuration logs under the one source name
@@ -116,10 +117,10 @@ struct OsCfgBrand
   const char *szServiceName;
 };
 
-class COsCfgImpl
+class COsCfgImpl : public COsZeroFilled
 {
 public:
-  // Zero-filled; records the entity and the unique name (128 bytes).
+  // Zero-filled (COsZeroFilled); records the entity and the unique name (128 bytes).
   COsCfgImpl(const char *a_szUniqueName, EOSCFGENTITY a_eoscfgentity);
   ~COsCfgImpl() = default;
   COsCfgImpl(const COsCfgImpl &) = delete;

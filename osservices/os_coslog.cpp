@@ -32,6 +32,7 @@
 #include "os_cossync.h"
 #include "os_costhread.h"
 #include "os_costime.h"
+#include "os_coszerofilled.h"
 
 namespace
 {
@@ -339,7 +340,8 @@ struct OsLogSlot
   char szScratch[OS_SIZE_PATH];
 };
 
-class COsLogImpl
+// Zero-filled (COsZeroFilled): every member is plain data.
+class COsLogImpl : public COsZeroFilled
 {
 public:
   COsLogImpl(const char *a_szName, const char *a_szLogFile, int a_iLevel, const char *a_szFilter);
@@ -430,7 +432,6 @@ private:
 
 COsLogImpl::COsLogImpl(const char *a_szName, const char *a_szLogFile, int a_iLevel, const char *a_szFilter)
 {
-  memset(static_cast<void *>(this), 0, sizeof(*this));
   m_u8DsState = OSLOG_STATEINITIAL;
   m_pu8DsState = &m_u8DsState;
   LogCopy(m_szName, sizeof(m_szName), a_szName ? a_szName : "");

@@ -23,6 +23,7 @@
 #include "os_cosfilesafe.h"
 #include "os_coslog.h"
 #include "os_cossync.h"
+#include "os_coszerofilled.h"
 
 extern char **environ;
 
@@ -104,15 +105,11 @@ struct OsMemRecord
   char szPath[OS_SIZE_PATH];
 };
 
-class COsMemImpl
+// Zero-filled: the record table is over a megabyte and mostly unused.
+class COsMemImpl : public COsZeroFilled
 {
 public:
   COsMemImpl(EOSMEMMETHOD a_eosmemmethod, int a_iOwner);
-  // The object comes zero-filled from calloc: its record table is over a
-  // megabyte and mostly unused, and calloc hands out fresh zero pages from
-  // the kernel instead of writing zeros into them at every start.
-  static void *operator new(size_t a_sizet, const std::nothrow_t &) noexcept { return calloc(1, a_sizet); }
-  static void operator delete(void *a_pv) noexcept { free(a_pv); }
 
   void *Alloc(size_t a_sizetBytes, const char *a_szFile, int a_iLine, EOSLOGFLAG a_eoslogflag, bool a_blLock,
               const char *a_szName);

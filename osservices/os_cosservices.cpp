@@ -278,7 +278,11 @@ EOSSTS UtilityDirectories(const char *a_szUniqueName, char *a_szLogDirectory, ch
                           uint32_t a_u32NameSize, char *a_szCompany, uint32_t a_u32CompanySize,
                           char *a_szRootPath)
 {
-  COsCfgImpl *poscfgimpl = new COsCfgImpl(a_szUniqueName, EOSCFGENTITY_UTILITY);
+  COsCfgImpl *poscfgimpl = new (std::nothrow) COsCfgImpl(a_szUniqueName, EOSCFGENTITY_UTILITY);
+  if (!poscfgimpl)
+  {
+    return EOSSTS_FAIL;
+  }
   const EOSSTS eossts = poscfgimpl->SetDirectories(a_szLogDirectory, a_szLogDirectory ? OS_SIZE_PATH : 0,
                                                    a_szName, a_u32NameSize, a_szCompany, a_u32CompanySize,
                                                    a_szRootPath, a_szRootPath ? OS_SIZE_PATH : 0);

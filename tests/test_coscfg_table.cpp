@@ -145,7 +145,7 @@ TEST(CfgTable, KeyTableFirstMatchWins)
   }
   EXPECT_EQ(358, iNamed);
   // The file sets only the first of the two desktop tags.
-  std::unique_ptr<COsCfgImpl> poscfgimpl(new COsCfgImpl("x", EOSCFGENTITY_DRIVER));
+  std::unique_ptr<COsCfgImpl> poscfgimpl(new (std::nothrow) COsCfgImpl("x", EOSCFGENTITY_DRIVER));
   char szText[] = "[dsIdentity]\nDesktopDirectory=/only6\n";
   poscfgimpl->ParseText(szText);
   EXPECT_STREQ("/only6", poscfgimpl->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_DESKTOPDIRECTORY));
