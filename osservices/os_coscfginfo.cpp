@@ -140,7 +140,7 @@ const char *const s_aszReleaseFiles[] = {
 
 void LoadDistribution()
 {
-  char *szText = static_cast<char *>(calloc(s_sizetReleaseBuffer + 1, 1));
+  char *szText = static_cast<char *>(malloc(s_sizetReleaseBuffer + 1));
   if (!szText)
   {
     OSCFGLOG(EOSLOGFLAG_ASSERT, "calloc failed...");
@@ -250,7 +250,7 @@ void LoadProcessors()
   {
     return;
   }
-  char *szText = static_cast<char *>(calloc(static_cast<size_t>(iBytes), 1));
+  char *szText = static_cast<char *>(malloc(static_cast<size_t>(iBytes)));
   if (!szText)
   {
     return;
@@ -541,7 +541,7 @@ void COsCfgImpl::LoadSystemInfo()
 
 void COsCfgImpl::LoadMemoryInfo()
 {
-  char *szText = static_cast<char *>(calloc(65536, 1));
+  char *szText = static_cast<char *>(malloc(65536));
   if (!szText)
   {
     return;

@@ -811,7 +811,7 @@ void COsCfgImpl::Load()
   }
   OSCFGLOGDBG("Setting configuration defaults...");
   memset(static_cast<void *>(m_aszTable), 0, sizeof(m_aszTable));
-  memset(m_szFileData, 0, sizeof(m_szFileData));
+  m_szFileData[0] = '\0';  // a file read later is terminated after its last byte
   SetDefaults();
 
   const long lMajor = ReadNumber(Get(OS_CFGSECTION_MAIN, OS_CFGTAG_VERSION_MAJORNUM));
