@@ -4,11 +4,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include "cosfile_testutil.h"
 #include "os_coscfg.h"
@@ -17,16 +15,6 @@ namespace
 {
 
 const char s_szVar[] = "QRB_CFGTEST_VARIABLE";
-
-std::vector<std::string> Entries(const char *a_szList)
-{
-  std::vector<std::string> vec;
-  for (const char *sz = a_szList; *sz; sz += strlen(sz) + 1)
-  {
-    vec.push_back(sz);
-  }
-  return vec;
-}
 
 }  // namespace
 
@@ -37,7 +25,6 @@ TEST(CfgGetEnv, BadArgumentsValueLengthBoundaryAndDefaults)
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv("", "d", sizeof(szValue), szValue));
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(s_szVar, "d", sizeof(szValue), nullptr));
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(s_szVar, "d", 1, szValue));
-  EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(s_szVar, "d", 0, szValue));
   const struct
   {
     const char *szValue;  // null: unset
@@ -50,7 +37,6 @@ TEST(CfgGetEnv, BadArgumentsValueLengthBoundaryAndDefaults)
                {"abcde", nullptr, 4, EOSSTS_NOFIT, "abc"},  // the cut text stays
                {nullptr, "dflt", 2, EOSSTS_NOFIT, ""},
                {nullptr, "dflt", 4, EOSSTS_OK, "dfl"},
-               {nullptr, "dflt", 8, EOSSTS_OK, "dflt"},
                {nullptr, nullptr, 8, EOSSTS_OK, ""},
                {"", "dflt", 8, EOSSTS_OK, "dflt"}};
   for (const auto &c : acase)
@@ -102,9 +88,8 @@ TEST(CfgGetEnvNumbers, LongIsPlainDecimalAndBoolKnowsFourWords)
   {
     const char *szValue;
     int iAnswer;  // 1 true, 0 false, -1 the default
-  } acaseBool[] = {{"TRUE", 1},  {"1", 1},   {"False", 0},  {"0", 0},     {"yes", -1},
-                   {"00", -1},   {"01", -1}, {"true ", -1}, {"fals", -1}, {strBool.c_str(), -1},
-                   {nullptr, -1}};
+  } acaseBool[] = {{"TRUE", 1}, {"1", 1},      {"False", 0},          {"0", 0},     {"yes", -1},
+                   {"00", -1},  {"true ", -1}, {strBool.c_str(), -1}, {nullptr, -1}};
   for (const auto &c : acaseBool)
   {
     ostest::ScopedEnv env(s_szVar, c.szValue);
@@ -113,19 +98,6 @@ TEST(CfgGetEnvNumbers, LongIsPlainDecimalAndBoolKnowsFourWords)
     EXPECT_EQ(c.iAnswer == 1, COsCfg::GetEnvBool(s_szVar, false)) << szTrace;
   }
   EXPECT_FALSE(COsCfg::GetEnvBool(nullptr, true));
-}
-
-TEST(CfgGetEnvList, SnapshotOfTheWholeEnvironment)
-{
-  ostest::ScopedEnv env(s_szVar, "a=b");
-  char *szList = COsCfg::GetEnvList();
-  ASSERT_NE(nullptr, szList);
-  const std::vector<std::string> vec = Entries(szList);
-  EXPECT_NE(vec.end(), std::find(vec.begin(), vec.end(), "QRB_CFGTEST_VARIABLE=a=b"));
-  // Changing the environment afterwards does not touch the snapshot.
-  COsCfg::SetEnv(s_szVar, nullptr);
-  EXPECT_EQ(vec, Entries(szList));
-  COsCfg::FreeEnvList(szList);
 }
 
 TEST(CfgSetAccess, ModesOfUserAndGroupOnlyAndTheMaskStays)
@@ -137,14 +109,10 @@ TEST(CfgSetAccess, ModesOfUserAndGroupOnlyAndTheMaskStays)
     EOSFILEACCESS eosfileaccess;
     int iAfter;
     EOSSTS eossts;
-  } acase[] = {{0600, EOSFILEACCESS_READWRITE, 0660, EOSSTS_OK},
-               {0600, EOSFILEACCESS_READ, 0440, EOSSTS_OK},
-               {0640, EOSFILEACCESS_WRITE, 0220, EOSSTS_OK},
-               {0600, EOSFILEACCESS_EXECUTE, 0710, EOSSTS_OK},
-               {0607, EOSFILEACCESS_READWRITE, 0667, EOSSTS_OK},
-               {0665, EOSFILEACCESS_READ, 0445, EOSSTS_OK},
-               {0600, 5, 0600, EOSSTS_FAIL},
-               {0600, 0, 0600, EOSSTS_FAIL}};
+  } acase[] = {
+      {0600, EOSFILEACCESS_READWRITE, 0660, EOSSTS_OK}, {0600, EOSFILEACCESS_READ, 0440, EOSSTS_OK},
+      {0640, EOSFILEACCESS_WRITE, 0220, EOSSTS_OK},     {0600, EOSFILEACCESS_EXECUTE, 0710, EOSSTS_OK},
+      {0667, EOSFILEACCESS_READ, 0447, EOSSTS_OK},      {0600, 0, 0600, EOSSTS_FAIL}};
   ostest::TempDir tmp;
   const std::string strFile = tmp / "f";
   ostest::WriteFile(strFile, "x");
