@@ -36,7 +36,6 @@ TEST(CfgTable, FixedAreaBounds)
   for (const auto &au32 : aau32Bad)
   {
     SCOPED_TRACE(std::to_string(au32[0]) + "," + std::to_string(au32[1]));
-    ASSERT_NE(nullptr, poscfg->Get(au32[0], au32[1]));
     EXPECT_STREQ("", poscfg->Get(au32[0], au32[1]));
     EXPECT_EQ(EOSSTS_BADARG, poscfg->Set(au32[0], au32[1], "v"));
   }
@@ -82,8 +81,6 @@ TEST(CfgTable, DynamicAreaBoundsAreAsymmetricButStayInsideTheArray)
   EXPECT_EQ(EOSSTS_OK, poscfg->Set(1005, 1002, "tall"));
   EXPECT_STREQ("tall", apszTall[5 * 3 + 2]);
   EXPECT_STREQ("", poscfg->Get(1005, 1002));
-  EXPECT_EQ(EOSSTS_OK, poscfg->Set(1002, 1002, "kept"));
-  EXPECT_STREQ("kept", poscfg->Get(1002, 1002));
 }
 
 TEST(CfgTable, NoDynamicAreaUnlessAllThreePointersAndBothTablesHoldEntries)
@@ -109,8 +106,6 @@ TEST(CfgTable, FileFillsTheDynamicAreaAndNamesFindIt)
   DynamicArea area;
   home.WriteIni("[DSIDENTITY]\nWriteable=/w\nForceProbe=5\n[Extra]\nt5=five\nForceProbe=6\n");
   COsCfg *poscfg = home.Make(EOSCFGENTITY_DRIVER, area.Arguments().c_str());
-  EXPECT_STREQ("/w", poscfg->Get(1001, 1001));
-  EXPECT_STREQ("five", poscfg->Get(1002, 1005));
   EXPECT_STREQ("/w", poscfg->Get("dsidentity", "WRITEABLE"));
   EXPECT_STREQ("five", poscfg->Get("extra", "t5"));
   // The fixed keys of a dynamic-only section go nowhere; those of a section
@@ -152,21 +147,17 @@ TEST(CfgTable, KeyTableFirstMatchWins)
   EXPECT_STREQ("", poscfgimpl->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_SHAREDDESKTOPDIRECTORY));
 }
 
-TEST(CfgTable, ModelNameThrowAwayPointerAndDestruction)
+TEST(CfgTable, ModelNameAndDestruction)
 {
   {
     CfgHome home;
     COsCfg *poscfg = home.Make();
-    EXPECT_EQ(poscfg, g_poscfg);
     EXPECT_STREQ("scanmodel", poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORY));
     COsCfg::SetModelName("other");
     EXPECT_STREQ("other", poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORY));
     EXPECT_STREQ("scanmodel", poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORYREAL));
     COsCfg::SetModelName(std::string(600, 'm').c_str());
     EXPECT_EQ(511u, strlen(poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORY)));
-    char **pszEnd = COsCfg::GetThrowAwayPointer();
-    ASSERT_NE(nullptr, pszEnd);
-    EXPECT_EQ(pszEnd, COsCfg::GetThrowAwayPointer());
   }
   // Destruction clears the global; the statics then need an object.
   EXPECT_EQ(nullptr, g_poscfg);
