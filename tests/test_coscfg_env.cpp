@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "cosfile_testutil.h"
 #include "os_coscfg.h"
@@ -25,26 +26,21 @@ TEST(CfgGetEnv, BadArgumentsValueLengthBoundaryAndDefaults)
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv("", "d", sizeof(szValue), szValue));
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(s_szVar, "d", sizeof(szValue), nullptr));
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::GetEnv(s_szVar, "d", 1, szValue));
-  const struct
+  // The variable (null: unset), the default, the size, the status and the text.
+  const std::tuple<const char *, const char *, uint32_t, EOSSTS, const char *> acase[] = {
+      {"abcd", nullptr, 4, EOSSTS_OK, "abc"},  // exactly the size: silently cut by one
+      {"abcd", nullptr, 5, EOSSTS_OK, "abcd"},
+      {"abcde", nullptr, 4, EOSSTS_NOFIT, "abc"},  // the cut text stays
+      {nullptr, "dflt", 2, EOSSTS_NOFIT, ""},
+      {nullptr, "dflt", 4, EOSSTS_OK, "dfl"},
+      {nullptr, nullptr, 8, EOSSTS_OK, ""},
+      {"", "dflt", 8, EOSSTS_OK, "dflt"}};
+  for (const auto &[szEnv, szDefault, u32Size, eossts, szOut] : acase)
   {
-    const char *szValue;  // null: unset
-    const char *szDefault;
-    uint32_t u32Size;
-    EOSSTS eossts;
-    const char *szOut;
-  } acase[] = {{"abcd", nullptr, 4, EOSSTS_OK, "abc"},  // exactly the size: silently cut by one
-               {"abcd", nullptr, 5, EOSSTS_OK, "abcd"},
-               {"abcde", nullptr, 4, EOSSTS_NOFIT, "abc"},  // the cut text stays
-               {nullptr, "dflt", 2, EOSSTS_NOFIT, ""},
-               {nullptr, "dflt", 4, EOSSTS_OK, "dfl"},
-               {nullptr, nullptr, 8, EOSSTS_OK, ""},
-               {"", "dflt", 8, EOSSTS_OK, "dflt"}};
-  for (const auto &c : acase)
-  {
-    ostest::ScopedEnv env(s_szVar, c.szValue);
+    ostest::ScopedEnv env(s_szVar, szEnv);
     strcpy(szValue, "junk");
-    EXPECT_EQ(c.eossts, COsCfg::GetEnv(s_szVar, c.szDefault, c.u32Size, szValue)) << c.szOut;
-    EXPECT_STREQ(c.szOut, szValue);
+    EXPECT_EQ(eossts, COsCfg::GetEnv(s_szVar, szDefault, u32Size, szValue)) << szOut;
+    EXPECT_STREQ(szOut, szValue);
   }
 }
 
@@ -69,33 +65,26 @@ TEST(CfgSetEnv, SetReplaceRemove)
 TEST(CfgGetEnvNumbers, LongIsPlainDecimalAndBoolKnowsFourWords)
 {
   const std::string strLong(40, '1');  // too long for the 32-byte buffer
-  const struct
-  {
-    const char *szValue;
-    long lDefault;
-    long lExpected;
-  } acaseLong[] = {
+  // The variable (null: unset), the default and the answer.
+  const std::tuple<const char *, long, long> acaseLong[] = {
       {"0x10", 5, 0}, {"12abc", 5, 12}, {"-7", 5, -7}, {strLong.c_str(), 5, 5}, {nullptr, -3, -3}};
-  for (const auto &c : acaseLong)
+  for (const auto &[szEnv, lDefault, lExpected] : acaseLong)
   {
-    ostest::ScopedEnv env(s_szVar, c.szValue);
-    EXPECT_EQ(c.lExpected, COsCfg::GetEnvLong(s_szVar, c.lDefault)) << (c.szValue ? c.szValue : "unset");
+    ostest::ScopedEnv env(s_szVar, szEnv);
+    EXPECT_EQ(lExpected, COsCfg::GetEnvLong(s_szVar, lDefault)) << (szEnv ? szEnv : "unset");
   }
   EXPECT_EQ(0, COsCfg::GetEnvLong(nullptr, 9));
 
   const std::string strBool(20, 't');  // does not fit: the default
-  const struct
+  // The variable and the answer: 1 true, 0 false, -1 the default.
+  const std::pair<const char *, int> acaseBool[] = {
+      {"TRUE", 1}, {"1", 1},      {"False", 0},          {"0", 0},     {"yes", -1},
+      {"00", -1},  {"true ", -1}, {strBool.c_str(), -1}, {nullptr, -1}};
+  for (const auto &[szEnv, iAnswer] : acaseBool)
   {
-    const char *szValue;
-    int iAnswer;  // 1 true, 0 false, -1 the default
-  } acaseBool[] = {{"TRUE", 1}, {"1", 1},      {"False", 0},          {"0", 0},     {"yes", -1},
-                   {"00", -1},  {"true ", -1}, {strBool.c_str(), -1}, {nullptr, -1}};
-  for (const auto &c : acaseBool)
-  {
-    ostest::ScopedEnv env(s_szVar, c.szValue);
-    const char *szTrace = c.szValue ? c.szValue : "unset";
-    EXPECT_EQ(c.iAnswer != 0, COsCfg::GetEnvBool(s_szVar, true)) << szTrace;
-    EXPECT_EQ(c.iAnswer == 1, COsCfg::GetEnvBool(s_szVar, false)) << szTrace;
+    ostest::ScopedEnv env(s_szVar, szEnv);
+    EXPECT_EQ(iAnswer != 0, COsCfg::GetEnvBool(s_szVar, true)) << (szEnv ? szEnv : "unset");
+    EXPECT_EQ(iAnswer == 1, COsCfg::GetEnvBool(s_szVar, false)) << (szEnv ? szEnv : "unset");
   }
   EXPECT_FALSE(COsCfg::GetEnvBool(nullptr, true));
 }
@@ -103,13 +92,8 @@ TEST(CfgGetEnvNumbers, LongIsPlainDecimalAndBoolKnowsFourWords)
 TEST(CfgSetAccess, ModesOfUserAndGroupOnlyAndTheMaskStays)
 {
   // Others keep their bits whatever the access; unknown accesses change nothing.
-  const struct
-  {
-    int iBefore;
-    EOSFILEACCESS eosfileaccess;
-    int iAfter;
-    EOSSTS eossts;
-  } acase[] = {
+  // The mode before, the access, the mode after and the status.
+  const std::tuple<int, EOSFILEACCESS, int, EOSSTS> acase[] = {
       {0600, EOSFILEACCESS_READWRITE, 0660, EOSSTS_OK}, {0600, EOSFILEACCESS_READ, 0440, EOSSTS_OK},
       {0640, EOSFILEACCESS_WRITE, 0220, EOSSTS_OK},     {0600, EOSFILEACCESS_EXECUTE, 0710, EOSSTS_OK},
       {0667, EOSFILEACCESS_READ, 0447, EOSSTS_OK},      {0600, 0, 0600, EOSSTS_FAIL}};
@@ -117,11 +101,11 @@ TEST(CfgSetAccess, ModesOfUserAndGroupOnlyAndTheMaskStays)
   const std::string strFile = tmp / "f";
   ostest::WriteFile(strFile, "x");
   const mode_t modeOld = umask(022);
-  for (const auto &c : acase)
+  for (const auto &[iBefore, eosfileaccess, iAfter, eossts] : acase)
   {
-    chmod(strFile.c_str(), c.iBefore);
-    EXPECT_EQ(c.eossts, COsCfg::SetAccess(strFile.c_str(), c.eosfileaccess)) << std::oct << c.iBefore;
-    EXPECT_EQ(c.iAfter, ostest::ModeOf(strFile)) << std::oct << c.iBefore;
+    chmod(strFile.c_str(), iBefore);
+    EXPECT_EQ(eossts, COsCfg::SetAccess(strFile.c_str(), eosfileaccess)) << std::oct << iBefore;
+    EXPECT_EQ(iAfter, ostest::ModeOf(strFile)) << std::oct << iBefore;
   }
   EXPECT_EQ(022u, umask(modeOld));
   EXPECT_EQ(EOSSTS_FAIL, COsCfg::SetAccess((tmp / "missing").c_str(), EOSFILEACCESS_READ));

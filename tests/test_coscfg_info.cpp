@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include "os_coscfg.h"
 #include "os_coscfgimpl.h"
@@ -34,13 +35,8 @@ TEST(CfgKernelVersion, EightDigitsFromTheRelease)
 TEST(CfgDistribution, ReleaseFiles)
 {
   // The name starts as "LINUX"; files without a version leave it.
-  const struct
-  {
-    const char *szFile;
-    const char *szText;
-    uint32_t u32Code;
-    const char *szName;
-  } acase[] = {
+  // The file, its text, the code and the name.
+  const std::tuple<const char *, const char *, uint32_t, const char *> acase[] = {
       {"/etc/SuSE-release", "openSUSE 10.3 (i586)\nversion = 10.3\nCODENAME = x\n", 8, "suse1003"},
       {"/etc/SuSE-release", "no version here\n", 8, "suse0000"},
       {"/etc/mandrake-release", "Release 10.1\n", 5, "mandrake1001"},
@@ -51,11 +47,11 @@ TEST(CfgDistribution, ReleaseFiles)
       {"/etc/debian-release", "12", 2, "LINUX"},
       {"/etc/lsb-release", "DISTRIB_ID=LinuxMint\nDISTRIB_RELEASE=21.1\n", 0, "LINUX"},
       {"/etc/other-release", "Ubuntu", 0, "LINUX"}};
-  for (const auto &c : acase)
+  for (const auto &[szFile, szText, u32Code, szExpected] : acase)
   {
     char szName[512] = "LINUX";
-    EXPECT_EQ(c.u32Code, COsCfgImpl::Distribution(c.szFile, c.szText, szName, sizeof(szName))) << c.szText;
-    EXPECT_STREQ(c.szName, szName) << c.szText;
+    EXPECT_EQ(u32Code, COsCfgImpl::Distribution(szFile, szText, szName, sizeof(szName))) << szText;
+    EXPECT_STREQ(szExpected, szName) << szText;
   }
 }
 

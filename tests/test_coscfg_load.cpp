@@ -6,6 +6,7 @@
 
 #include <regex>
 #include <string>
+#include <tuple>
 
 #include "os_coscfg.h"
 #include "test_coscfg.h"
@@ -144,21 +145,18 @@ TEST(CfgLoad, PerInstallationFilesFollowTheEntity)
 TEST(CfgLoad, ProgramIdentification)
 {
   CfgHome home;
-  const struct
+  // The program, a tag and its value.
+  const std::tuple<std::string, uint32_t, const char *> acase[] = {
+      {home.Home() + "/bin/DriverMotorExe", OS_CFGTAG_APPLICATIONDRIVERMOTOREXE, "1"},
+      {home.Home() + "/bin/DriverMotorExe", OS_CFGTAG_APPLICATIONMOTOREXE, ""},
+      {home.Home() + "/bin/motorexe", OS_CFGTAG_APPLICATIONMOTOREXE, "1"},
+      {home.Home() + "/bin/motorexe", OS_CFGTAG_APPLICATIONDRIVERMOTOREXE, ""},
+      {"/opt/LANTERN", OS_CFGTAG_APPLICATIONLANTERN, "1"},
+      {"/opt/Osprey", OS_CFGTAG_APPLICATIONOSPREY, "0"}};  // "osprey" is compared exactly
+  for (const auto &[strProgram, u32Tag, szValue] : acase)
   {
-    std::string strProgram;
-    uint32_t u32Tag;
-    const char *szValue;
-  } acase[] = {{home.Home() + "/bin/DriverMotorExe", OS_CFGTAG_APPLICATIONDRIVERMOTOREXE, "1"},
-               {home.Home() + "/bin/DriverMotorExe", OS_CFGTAG_APPLICATIONMOTOREXE, ""},
-               {home.Home() + "/bin/motorexe", OS_CFGTAG_APPLICATIONMOTOREXE, "1"},
-               {home.Home() + "/bin/motorexe", OS_CFGTAG_APPLICATIONDRIVERMOTOREXE, ""},
-               {"/opt/LANTERN", OS_CFGTAG_APPLICATIONLANTERN, "1"},
-               {"/opt/Osprey", OS_CFGTAG_APPLICATIONOSPREY, "0"}};  // "osprey" is compared exactly
-  for (const auto &c : acase)
-  {
-    home.Make(EOSCFGENTITY_DRIVER, nullptr, c.strProgram);
-    home.Expect({{OS_CFGTAG_APPLICATION, c.strProgram}, {c.u32Tag, c.szValue}});
+    home.Make(EOSCFGENTITY_DRIVER, nullptr, strProgram);
+    home.Expect({{OS_CFGTAG_APPLICATION, strProgram}, {u32Tag, szValue}});
   }
   home.MakeWith("[dsIdentity]\nForceProgramName=/opt/osprey\n");
   home.Expect({{OS_CFGTAG_APPLICATION, "/opt/osprey"}, {OS_CFGTAG_APPLICATIONOSPREY, "1"}});
