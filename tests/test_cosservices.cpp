@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -29,9 +30,9 @@ namespace
 {
 
 const char s_szUnset[] = "<unset>";
-const std::string s_strArgs = "QRB_OSSERVICESARGUMENTS";
-const std::string s_strUnicode = "QRB_OSSERVICESARGUMENTSUNICODE";
-const std::string s_strDisabled = "QRB_OSSERVICESARGUMENTSDISABLED";
+const char s_szArgs[] = "QRB_OSSERVICESARGUMENTS";
+const char s_szUnicode[] = "QRB_OSSERVICESARGUMENTSUNICODE";
+const char s_szDisabled[] = "QRB_OSSERVICESARGUMENTSDISABLED";
 
 std::string Env(const std::string &a_strName)
 {
@@ -102,8 +103,8 @@ std::string Published()
 {
   COsCfg::OsCfgServicesArgumentsSetAndLock(true);
   COsCfg::OsCfgServicesArgumentsSetAndLock(false);
-  EXPECT_EQ(Env(s_strArgs), Env(s_strUnicode));
-  return Env(s_strArgs);
+  EXPECT_EQ(Env(s_szArgs), Env(s_szUnicode));
+  return Env(s_szArgs);
 }
 
 // Every test runs in a fresh root, with the services' environment cleared
@@ -114,12 +115,10 @@ protected:
   ServicesTest() : m_szOsXmlOld(g_szOsXml)
   {
     SetEnv("QRB_SHGETFOLDERPATH", m_tempdir.Path().c_str());
-    for (const std::string &strName :
-         {std::string("QRB_DEBUG"), std::string("QRB_LOGDIR"), std::string("QRB_DEBUGDIR"),
-          std::string("QRB_OSCFGDIR"), std::string("QRB_OVERRIDEINI"), s_strArgs, s_strUnicode,
-          s_strDisabled})
+    for (const char *szName : {"QRB_DEBUG", "QRB_LOGDIR", "QRB_DEBUGDIR", "QRB_OSCFGDIR", "QRB_OVERRIDEINI",
+                               s_szArgs, s_szUnicode, s_szDisabled})
     {
-      SetEnv(strName, nullptr);
+      SetEnv(szName, nullptr);
     }
     SetEnv(ProcessThreadName(), nullptr);
   }
@@ -138,7 +137,7 @@ protected:
   {
     m_vecEnv.emplace_back(new ostest::ScopedEnv(a_strName.c_str(), a_szValue));
   }
-  void SetParent() { SetEnv(s_strArgs, ParentBlock().c_str()); }
+  void SetParent() { SetEnv(s_szArgs, ParentBlock().c_str()); }
   void StartXml(const std::string &a_strXml)
   {
     m_strXml = a_strXml;
@@ -178,21 +177,21 @@ TEST_F(ServicesTest, DriverFillsItsBlockWithoutPublishingAndStopWithdrawsEveryth
   SetParent();
   SetEnv("QRB_OSSERVICESARGUMENTS_1a2b_3c4d", "x");
   SetEnv("qrb_osservicesarguments", "y");
-  SetEnv(s_strDisabled, "0");
+  SetEnv(s_szDisabled, "0");
   SetEnv("QRB_OSSERVICESARGUMENT", "kept");
   SetEnv("QRB_OVERRIDEINI", Path("none.ini").c_str());
   Start("svcdriver", "driver");
   EXPECT_FALSE(std::filesystem::is_directory(Path("parentlogs")));
   EXPECT_EQ(HomeName(), CfgGet(OS_CFGTAG_MODELDIRECTORY));
-  EXPECT_EQ(ParentBlock(), Env(s_strArgs));  // neither taken nor replaced
-  ExpectUnset({ProcessThreadName(), s_strUnicode});
+  EXPECT_EQ(ParentBlock(), Env(s_szArgs));  // neither taken nor replaced
+  ExpectUnset({ProcessThreadName(), s_szUnicode});
   EXPECT_FALSE(ostest::FileExists(LogDirectory() + "/qrboscfg.txt"));  // no dump at level 0
   ASSERT_TRUE(std::filesystem::is_directory(LogDirectory()));
 
   OsServicesStop();
   EXPECT_EQ(0, LiveServices());
-  ExpectUnset({s_strArgs, ProcessThreadName(), s_strUnicode, "QRB_OSSERVICESARGUMENTS_1a2b_3c4d",
-               "qrb_osservicesarguments", s_strDisabled});
+  ExpectUnset({s_szArgs, ProcessThreadName(), s_szUnicode, "QRB_OSSERVICESARGUMENTS_1a2b_3c4d",
+               "qrb_osservicesarguments", s_szDisabled});
   EXPECT_EQ("kept", Env("QRB_OSSERVICESARGUMENT"));
   EXPECT_EQ(Path("none.ini"), Env("QRB_OVERRIDEINI"));
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
@@ -219,7 +218,7 @@ TEST_F(ServicesTest, TopMostEntitiesComposeTheirOwnBlockAndStartAgain)
               Published());
     OsServicesStop();
     EXPECT_EQ(0, LiveServices());
-    ExpectUnset({s_strArgs});
+    ExpectUnset({s_szArgs});
   }
 }
 
@@ -236,10 +235,10 @@ TEST_F(ServicesTest, AppUtilityInheritsTheParentsBlock)
   // keep-old-contents switch, so 3 leaves 1.
   EXPECT_EQ(1, g_poslog->GetDebugLevel());
   EXPECT_EQ("/opt/parent/bin/parentapp", CfgGet(OS_CFGTAG_APPLICATION));
-  EXPECT_EQ(ParentBlock(), Env(s_strArgs));  // not published again
+  EXPECT_EQ(ParentBlock(), Env(s_szArgs));  // not published again
   OsServicesStop();
   EXPECT_TRUE(std::filesystem::is_directory(LogDirectory()));  // not the owner: it stays
-  ExpectUnset({s_strArgs});
+  ExpectUnset({s_szArgs});
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
   EXPECT_STREQ("", OsServicesGetWriteableRootPath());
 }
@@ -247,22 +246,22 @@ TEST_F(ServicesTest, AppUtilityInheritsTheParentsBlock)
 TEST_F(ServicesTest, DisabledSwitchDropsTheInheritedBlockBeforeReading)
 {
   SetParent();
-  SetEnv(s_strDisabled, "1");
+  SetEnv(s_szDisabled, "1");
   Start("svcapputil", "apputility");
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  ExpectUnset({s_strDisabled});
+  ExpectUnset({s_szDisabled});
   // Without a parent the utility is top-most and publishes its own block,
   // composed before the configuration existed: the arguments themselves.
   EXPECT_EQ(Block("", LogDirectory() + "/" + HomeName() + "/isis/log", HomeName(), 0, "svcapputil", false,
                   false, "(null oscfg)"),
-            Env(s_strArgs));
+            Env(s_szArgs));
 }
 
 TEST_F(ServicesTest, UnknownEntityStartsTheServicesButPublishesNothing)
 {
   Start("svcunknown", "Driver");
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
-  ExpectUnset({s_strArgs});
+  ExpectUnset({s_szArgs});
   OsServicesStop();
   // QRB_DEBUG is OR-ed with the module's level; Debug "0" becomes "1".
   SetEnv("QRB_DEBUG", "16");
@@ -353,12 +352,12 @@ TEST_F(ServicesTest, ArgumentsGetTakesTheFirstCompleteBlock)
 {
   // The process-thread variable, then the plain one, then the wide one.
   char szBlock[64];
-  SetEnv(s_strUnicode, "<arguments>wide</arguments>");
+  SetEnv(s_szUnicode, "<arguments>wide</arguments>");
   SetEnv(ProcessThreadName(), "<arguments>no end");
-  SetEnv(s_strArgs, "no start</arguments>");
+  SetEnv(s_szArgs, "no start</arguments>");
   EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
   EXPECT_STREQ("<arguments>wide</arguments>", szBlock);
-  SetEnv(s_strArgs, "<arguments>plain</arguments>");
+  SetEnv(s_szArgs, "<arguments>plain</arguments>");
   EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
   EXPECT_STREQ("<arguments>plain</arguments>", szBlock);
   SetEnv(ProcessThreadName(), "<arguments>own</arguments>");
@@ -370,12 +369,12 @@ TEST_F(ServicesTest, ArgumentsGetTakesTheFirstCompleteBlock)
   EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szSmall, sizeof(szSmall)));
   EXPECT_STREQ("", szSmall);
   // "0" leaves the blocks; a value that begins with "1" removes them all.
-  SetEnv(s_strDisabled, "0");
+  SetEnv(s_szDisabled, "0");
   EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
-  SetEnv(s_strDisabled, "1yes");
+  SetEnv(s_szDisabled, "1yes");
   EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
   EXPECT_STREQ("", szBlock);
-  ExpectUnset({s_strArgs, s_strUnicode, ProcessThreadName(), s_strDisabled});
+  ExpectUnset({s_szArgs, s_szUnicode, ProcessThreadName(), s_szDisabled});
 }
 
 // --- OsServicesSetArguments ----------------------------------------------------
@@ -441,21 +440,20 @@ protected:
   // The published block's log path, with its time stamp checked and cut.
   std::string PublishedLogPath()
   {
-    const std::string strBlock = Env(s_strArgs);
-    const size_t sizetStart = strBlock.find("<logpath>") + 9;
-    const std::string strLogPath = strBlock.substr(sizetStart, strBlock.find("</logpath>") - sizetStart);
-    const size_t sizetStamp = strLogPath.rfind("/log.");
-    EXPECT_EQ(17u, strLogPath.size() - sizetStamp - 5) << strLogPath;
-    return strLogPath.substr(0, sizetStamp);
+    std::smatch match;
+    const std::string strBlock = Env(s_szArgs);
+    EXPECT_TRUE(std::regex_search(strBlock, match, std::regex("<logpath>(.*)/log\\.[0-9]{17}</logpath>")))
+        << strBlock;
+    return match[1];
   }
   // Opens with a fresh environment and returns the published level.
   int LevelAfterOpen(const char *a_szText)
   {
-    unsetenv(s_strArgs.c_str());  // else the last open's block counts as inherited
+    unsetenv(s_szArgs);  // else the last open's block counts as inherited
     OsServicesProcessInterfaceOpen(a_szText);
-    const std::string strBlock = Env(s_strArgs);
-    const size_t sizetStart = strBlock.find("<loglevel>");
-    return sizetStart == std::string::npos ? -1 : atoi(strBlock.c_str() + sizetStart + 10);
+    std::smatch match;
+    const std::string strBlock = Env(s_szArgs);
+    return std::regex_search(strBlock, match, std::regex("<loglevel>([0-9]+)<")) ? std::stoi(match[1]) : -1;
   }
 };
 
@@ -469,7 +467,7 @@ TEST_F(InterfaceOpenTest, CallerWithoutConfigurationGetsALogBesideIt)
   EXPECT_EQ(1, LevelAfterOpen("<interfaceopen><callername>scanapp</callername><logging>on</logging>"));
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
-  const std::string strBlock = Env(s_strArgs);
+  const std::string strBlock = Env(s_szArgs);
   EXPECT_EQ(0u, strBlock.find("<arguments>\n\t<rootpath>" + Root() + "</rootpath>\n\t<logpath>"));
   EXPECT_TRUE(Has(strBlock, "<callersuniquename>scanapp</callersuniquename>\n\t<frominterfaceopen>true<"));
   EXPECT_EQ(strBlock, Env(ProcessThreadName()));
@@ -491,7 +489,7 @@ TEST_F(InterfaceOpenTest, LevelFromTheLoggingTagsAndTheCallersConstIni)
   EXPECT_EQ(0, LevelAfterOpen("<interfaceopen><logging>maybe</logging>"));
   EXPECT_EQ(4, LevelAfterOpen(
                    "<interfaceopen><logginglevel>4</logginglevel><forcesetaccess>true</forcesetaccess>"));
-  EXPECT_TRUE(Has(Env(s_strArgs), "<forcesetaccess>true</forcesetaccess>"));
+  EXPECT_TRUE(Has(Env(s_szArgs), "<forcesetaccess>true</forcesetaccess>"));
   ASSERT_EQ(0, system(("mkdir -p '" + CallerDirectory("scanapp") + "'").c_str()));
   ASSERT_TRUE(ostest::WriteFile(CallerDirectory("scanapp") + "/const.ini", "[dsIdentity]\r\nDEBUG=6\r\n"));
   EXPECT_EQ(6, LevelAfterOpen("<interfaceopen><callername>scanapp</callername><logging>off</logging>"));
@@ -502,7 +500,7 @@ TEST_F(InterfaceOpenTest, DriverLeavesTheEnvironmentToALaterOpen)
   // The driver's own block is not published, so the open does not take it
   // for an inherited one: it takes over and publishes the caller's.
   Start("svcdriver", "driver");
-  ExpectUnset({s_strArgs});
+  ExpectUnset({s_szArgs});
   OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername>");
   EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
 }
@@ -511,11 +509,11 @@ TEST_F(InterfaceOpenTest, InheritedBlockStaysUnlessInheritanceIsOff)
 {
   SetParent();
   OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><inherit>no</inherit>");
-  EXPECT_EQ(ParentBlock(), Env(s_strArgs));
+  EXPECT_EQ(ParentBlock(), Env(s_szArgs));
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
   OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><inherit>FALSE</inherit>");
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  EXPECT_TRUE(Has(Env(s_strArgs), "<callersuniquename>scanapp<"));
+  EXPECT_TRUE(Has(Env(s_szArgs), "<callersuniquename>scanapp<"));
 }
 
 }  // namespace
