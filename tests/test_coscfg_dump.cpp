@@ -60,8 +60,8 @@ TEST(CfgDump, SectionsInOrderWithCrLf)
         std::string("*** CFG Info *********************************************"),
         "OS_CFGINFO_CPU_TOTAL.................." + std::to_string(COsCfg::NumberOfProcessors()),
         std::string("OS_CFGSECTION_MAIN"), Value("HomeDirectory", home.Home()), Value("0x00003e", "0"),
-        Value("CompanyName", ""), std::string("OS_CFGSECTION_SUPPORTEDSIZES"), Value("N07", "A5"),
-        std::string("OS_CFGSECTION_QRB_ALL"), Value("OS_CFGTAG_JPEGQUANTIZATION_CBCR_05", ""),
+        std::string("OS_CFGSECTION_SUPPORTEDSIZES"), Value("N07", "A5"),
+        Value("OS_CFGTAG_JPEGQUANTIZATION_CBCR_05", ""),
         std::string("*** There are no local items ************************"),
         std::string("*** Directories *************************************"),
         "m_szLogDirectory                    = <" + home.Root() + "/log>"})
