@@ -72,9 +72,8 @@ TEST(CfgDirectories, OverrideFileChoice)
   ostest::WriteFile(home.Home() + "/const_override.ini", "[dsIdentity]\nForceProbe=2\n");
   ostest::WriteFile(home.Home() + "/mine.ini", "[dsIdentity]\nForceProbe=3\n");
   ostest::WriteFile(home.Tmp() / "abs.ini", "[dsIdentity]\nForceProbe=4\n");
-  home.Make();
-  home.Expect({{OS_CFGTAG_CONST_INI, home.Home() + "/const_override.ini"}, {OS_CFGTAG_FORCEPROBE, "2"}});
-  // QRB_OVERRIDEINI: relative to home, absolute, and empty as if unset.
+  // QRB_OVERRIDEINI: relative to home, absolute, and empty as if unset (the
+  // override file beside const.ini wins).
   const std::string strAbsolute = home.Tmp() / "abs.ini";
   const char *aszCases[][2] = {{"mine.ini", "3"}, {strAbsolute.c_str(), "4"}, {"", "2"}};
   for (const auto &aszCase : aszCases)
@@ -83,6 +82,7 @@ TEST(CfgDirectories, OverrideFileChoice)
     home.Make();
     home.Expect({{OS_CFGTAG_FORCEPROBE, aszCase[1]}});
   }
+  home.Expect({{OS_CFGTAG_CONST_INI, home.Home() + "/const_override.ini"}});
   ostest::ScopedEnv env("QRB_OVERRIDEINI", "mine.ini");
   home.Make();
   home.Expect({{OS_CFGTAG_CONST_INI_SHARED, home.Home() + "/mine.ini"}});
