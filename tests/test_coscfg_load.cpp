@@ -1,58 +1,66 @@
 // test_coscfg_load.cpp: loading a real const.ini from a temporary home: the
 // file syntax, the defaults, the brand texts, the version flag and the
-// identification of the running program.
+// identification of the running program; the directory computation: home
+// and root, the directories below the root, the configuration file with its
+// override mechanism, the log directory and the outputs asked for by start-up.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <memory>
+#include <regex>
 #include <string>
+#include <tuple>
 
+#include "cosfile_testutil.h"
 #include "os_coscfg.h"
+#include "os_coscfgimpl.h"
 #include "test_coscfg.h"
 
-TEST(CfgIniSyntax, KeysAndValues)
+namespace
+{
+
+std::unique_ptr<COsCfgImpl> UtilityImpl(const CfgHome &a_home)
+{
+  std::unique_ptr<COsCfgImpl> poscfgimpl(new COsCfgImpl("isis", EOSCFGENTITY_UTILITY));
+  poscfgimpl->SetProgramPath(a_home.Program().c_str());
+  return poscfgimpl;
+}
+
+}  // namespace
+
+// Section names ignore case; values keep their text; keys count only in
+// the section they stand in.
+TEST(CfgIniSyntax, KeysValuesAndSections)
 {
   CfgHome home;
-  // Section names ignore case; values keep their text.
-  home.MakeWith("[DSIDENTITY]\ndebug=0x3\n");
-  home.Expect({{OS_CFGTAG_DEBUG, "0x3"}});
-  home.MakeWith(
-      "[dsIdentity]\n"
-      "Debug =1\n"                 // blank before '=': unknown key
-      "ForceMaxMsg=  \t7 \n"       // leading blanks and tab dropped, trailing kept
-      "ForceSpawnRetry=1 ;note\n"  // no trailing comments
-      ";ForceProbe=9\n"            // a comment
-      " ForceNetRetry=8\n");       // a leading blank makes the key unknown too
-  home.Expect({{OS_CFGTAG_DEBUG, "0"},
-               {OS_CFGTAG_FORCEMAXMSG, "7 "},
-               {OS_CFGTAG_FORCESPAWNRETRY, "1 ;note"},
-               {OS_CFGTAG_FORCEPROBE, "3"},
-               {OS_CFGTAG_FORCENETRETRY, "2"}});
   home.MakeWith(
       "ForceNetRetry=5\n"  // before any section
       "[Unknown]\nForceMonitorMask=1\n"
       "[dsIdentity]\nForceTiffVersion\n"  // no '='
-      "NotAKey=1\nForceUsbWire=\n");
-  home.Expect({{OS_CFGTAG_FORCENETRETRY, "2"},
+      "NotAKey=1\nForceUsbWire=\n"
+      "Debug =1\n"                 // blank before '=': unknown key
+      "ForceMaxMsg=  \t7 \n"       // leading blanks and tab dropped, trailing kept
+      "ForceSpawnRetry=1 ;note\n"  // no trailing comments
+      ";ForceProbe=9\n"            // a comment
+      " ForceNetRetry=8\n"         // a leading blank makes the key unknown too
+      "[SIMULATION]\nsimmodel=5\n[SupportedSizes]\nN3=A4\n"
+      "[qrb_all.ds]\nJpegQuantization_Y_5=0102\n[Brand]\nDebug=9\n");
+  home.Expect({{OS_CFGTAG_DEBUG, "0"},
+               {OS_CFGTAG_FORCEMAXMSG, "7 "},
+               {OS_CFGTAG_FORCESPAWNRETRY, "1 ;note"},
+               {OS_CFGTAG_FORCEPROBE, "3"},
+               {OS_CFGTAG_FORCENETRETRY, "2"},
                {OS_CFGTAG_FORCEMONITORMASK, "7"},
                {OS_CFGTAG_FORCETIFFVERSION, "7"},
-               {OS_CFGTAG_FORCEUSBWIRE, ""}});
+               {OS_CFGTAG_FORCEUSBWIRE, ""},
+               {OS_CFGTAG_SIMMODEL, "5", OS_CFGSECTION_SIMULATION},
+               {OS_CFGTAG_N3, "A4", OS_CFGSECTION_SUPPORTEDSIZES},
+               {OS_CFGTAG_JPEGQUANTIZATION_Y_5, "0102", OS_CFGSECTION_QRB_ALL},
+               {OS_CFGTAG_DEBUG, "9", OS_CFGSECTION_BRAND}});
   // Carriage returns end lines; a later duplicate wins.
   home.MakeWith("[dsIdentity\r\r\nForceTiffVersion=5\rForceProbe=1\r\nforceprobe=4\r\n\r\n");
   home.Expect({{OS_CFGTAG_FORCETIFFVERSION, "5"}, {OS_CFGTAG_FORCEPROBE, "4"}});
-}
-
-TEST(CfgIniSyntax, KeysLandInTheSectionTheyStandIn)
-{
-  CfgHome home;
-  home.MakeWith(
-      "[Simulation]\nsimmodel=5\n[SupportedSizes]\nN3=A4\nN50=Letter\n"
-      "[qrb_all.ds]\nJpegQuantization_Y_5=0102\n[Brand]\nDebug=9\n");
-  home.Expect({{OS_CFGTAG_SIMMODEL, "5", OS_CFGSECTION_SIMULATION},
-               {OS_CFGTAG_N3, "A4", OS_CFGSECTION_SUPPORTEDSIZES},
-               {OS_CFGTAG_N50, "Letter", OS_CFGSECTION_SUPPORTEDSIZES},
-               {OS_CFGTAG_JPEGQUANTIZATION_Y_5, "0102", OS_CFGSECTION_QRB_ALL},
-               {OS_CFGTAG_DEBUG, "9", OS_CFGSECTION_BRAND},
-               {OS_CFGTAG_DEBUG, "0"}});
 }
 
 TEST(CfgIniSyntax, FileIsCutAt64KiB)
@@ -67,38 +75,26 @@ TEST(CfgIniSyntax, FileIsCutAt64KiB)
       {{OS_CFGTAG_FORCEPROBE, "6"}, {OS_CFGTAG_FORCESPAWNRETRY, "12"}, {OS_CFGTAG_FORCENETRETRY, "2"}});
 }
 
-TEST(CfgDefaults, WithoutOrWithAnEmptyFile)
+TEST(CfgDefaults, EmptyOrMissingFileAndTheJpegTables)
 {
   CfgHome home;
-  home.Make();
-  home.Expect({{OS_CFGTAG_FORCEPROBE, "3"}});
   home.MakeWith("");
-  home.Expect({{OS_CFGTAG_FORCEPROBE, "3"}, {OS_CFGTAG_CONST_INI, home.Home() + "/const.ini"},
-               {OS_CFGTAG_EVENTSRELATIVETIME, "-1"}, {OS_CFGTAG_FORCEDESKTOP, "WinSta0\\Default"},
-               // Empty defaults and tags without a default both read as empty.
-               {OS_CFGTAG_VERSION_INFO, ""}, {OS_CFGTAG_DRIVERDIRECTORY, ""},
-               // The numeric buffers of the constructor.
-               {OS_CFGTAG_DEBUGDISPLAYLENGTH, "512"}, {OS_CFGTAG_FORCEUSBMONITORTIMEOUT, "10"},
-               {OS_CFGTAG_SIMULATION, "false", OS_CFGSECTION_SIMULATION},
-               {OS_CFGTAG_COMPANYNAMESHORT, "qrb", OS_CFGSECTION_BRAND}});
+  // A tag without a default reads as empty; numeric defaults are the
+  // constructor's buffers.
+  home.Expect({{OS_CFGTAG_FORCEPROBE, "3"},
+               {OS_CFGTAG_CONST_INI, home.Home() + "/const.ini"},
+               {OS_CFGTAG_DRIVERDIRECTORY, ""},
+               {OS_CFGTAG_DEBUGDISPLAYLENGTH, "512"}});
   // Anything but a regular file counts as missing; a FIFO does not block.
   ASSERT_EQ(0, unlink((home.Home() + "/const.ini").c_str()));
   ASSERT_EQ(0, mkfifo((home.Home() + "/const.ini").c_str(), 0666));
   home.Make();
   home.Expect({{OS_CFGTAG_FORCEPROBE, "3"}});
-}
-
-TEST(CfgDefaults, JpegTables)
-{
-  CfgHome home;
-  home.Make();
-  std::string strOnes;
-  for (int i = 0; i < 64; i++)
+  // The JPEG tables; quality 100 divides by one.
+  for (uint32_t u32Tag : {OS_CFGTAG_JPEGQUANTIZATION_Y_100, OS_CFGTAG_JPEGQUANTIZATION_CBCR_100})
   {
-    strOnes += "01";
+    EXPECT_TRUE(std::regex_match(home.Get(OS_CFGSECTION_QRB_ALL, u32Tag), std::regex("(01){64}")));
   }
-  home.Expect({{OS_CFGTAG_JPEGQUANTIZATION_Y_100, strOnes, OS_CFGSECTION_QRB_ALL},
-               {OS_CFGTAG_JPEGQUANTIZATION_CBCR_100, strOnes, OS_CFGSECTION_QRB_ALL}});
   // Quality 50 is the base table itself: 16 11 10 16 24 40 51 61 ... 99.
   const std::string strY50 = home.Get(OS_CFGSECTION_QRB_ALL, OS_CFGTAG_JPEGQUANTIZATION_Y_50);
   EXPECT_EQ(0u, strY50.find("100B0A101828333D"));
@@ -151,9 +147,7 @@ TEST(CfgLoad, PerInstallationFilesFollowTheEntity)
   home.Expect({{OS_CFGTAG_SETUP001_INI, home.Root() + "/common/setup001.ini"}});
   home.Make(EOSCFGENTITY_DRIVER);
   home.Expect({{OS_CFGTAG_SETUP001_INI, home.Root() + "/user/setup001.ini"},
-               {OS_CFGTAG_OKAPI_LOGPATH, home.Root() + "/log/okapi"}});
-  home.Make(EOSCFGENTITY_UNKNOWN);
-  home.Expect({{OS_CFGTAG_SETUP001_INI, home.Root() + "/user/setup001.ini"},
+               {OS_CFGTAG_OKAPI_LOGPATH, home.Root() + "/log/okapi"},
                {OS_CFGTAG_RAMSCAN_TXT, home.Home() + "/ramscan.txt"}});  // unless it exists below the root
   home.Make(EOSCFGENTITY_APPLICATION);
   home.Expect({{OS_CFGTAG_OKAPI_LOGPATH, ""}});  // only a driver gets one
@@ -169,23 +163,121 @@ TEST(CfgLoad, PerInstallationFilesFollowTheEntity)
 TEST(CfgLoad, ProgramIdentification)
 {
   CfgHome home;
-  const struct
+  // The program, a tag and its value.
+  const std::tuple<std::string, uint32_t, const char *> acase[] = {
+      {home.Home() + "/bin/DriverMotorExe", OS_CFGTAG_APPLICATIONDRIVERMOTOREXE, "1"},
+      {home.Home() + "/bin/DriverMotorExe", OS_CFGTAG_APPLICATIONMOTOREXE, ""},
+      {home.Home() + "/bin/motorexe", OS_CFGTAG_APPLICATIONMOTOREXE, "1"},
+      {home.Home() + "/bin/motorexe", OS_CFGTAG_APPLICATIONDRIVERMOTOREXE, ""},
+      {"/opt/LANTERN", OS_CFGTAG_APPLICATIONLANTERN, "1"},
+      {"/opt/Osprey", OS_CFGTAG_APPLICATIONOSPREY, "0"}};  // "osprey" is compared exactly
+  for (const auto &[strProgram, u32Tag, szValue] : acase)
   {
-    std::string strProgram;
-    uint32_t u32Tag;
-    const char *szValue;
-  } acase[] = {{home.Home() + "/bin/DriverMotorExe", OS_CFGTAG_APPLICATIONDRIVERMOTOREXE, "1"},
-               {home.Home() + "/bin/DriverMotorExe", OS_CFGTAG_APPLICATIONMOTOREXE, ""},
-               {home.Home() + "/bin/motorexe", OS_CFGTAG_APPLICATIONMOTOREXE, "1"},
-               {home.Home() + "/bin/motorexe", OS_CFGTAG_APPLICATIONDRIVERMOTOREXE, ""},
-               {"/usr/bin/xsane", OS_CFGTAG_APPLICATIONXSANE, "1"},
-               {"/opt/LANTERN", OS_CFGTAG_APPLICATIONLANTERN, "1"},
-               {"/opt/Osprey", OS_CFGTAG_APPLICATIONOSPREY, "0"}};  // "osprey" is compared exactly
-  for (const auto &c : acase)
-  {
-    home.Make(EOSCFGENTITY_DRIVER, nullptr, c.strProgram);
-    home.Expect({{OS_CFGTAG_APPLICATION, c.strProgram}, {c.u32Tag, c.szValue}});
+    home.Make(EOSCFGENTITY_DRIVER, nullptr, strProgram);
+    home.Expect({{OS_CFGTAG_APPLICATION, strProgram}, {u32Tag, szValue}});
   }
   home.MakeWith("[dsIdentity]\nForceProgramName=/opt/osprey\n");
   home.Expect({{OS_CFGTAG_APPLICATION, "/opt/osprey"}, {OS_CFGTAG_APPLICATIONOSPREY, "1"}});
+}
+
+TEST(CfgDirectories, RootFromTheEnvironment)
+{
+  CfgHome home;
+  ostest::ScopedEnv envHome("HOME", "/home/someone");
+  ostest::ScopedEnv envTmp("TMPDIR", "/var/tmpx");
+  home.Make();
+  const std::string strRoot = home.Root();
+  home.Expect({{OS_CFGTAG_DRIVERPATH, home.Program()},
+               {OS_CFGTAG_ROOTPATH, strRoot},
+               {OS_CFGTAG_COMMONDIRECTORY, strRoot + "/common"},
+               {OS_CFGTAG_TMPDIRECTORY, "/var/tmpx"},
+               {OS_CFGTAG_SHAREDDESKTOPDIRECTORY, "/home/someone/Desktop"},
+               {OS_CFGTAG_CONST_INI_SHARED, home.Home() + "/const.ini"}});
+  // Only the log directory is made.
+  EXPECT_TRUE(ostest::IsDirectory(strRoot + "/log"));
+  EXPECT_FALSE(ostest::FileExists(strRoot + "/user"));
+}
+
+TEST(CfgDirectories, RootDefaultsToHomeAndBinIsSkippedOnlyWhenNamedBin)
+{
+  CfgHome home;
+  ostest::ScopedEnv envRoot("QRB_SHGETFOLDERPATH", "");
+  ostest::ScopedEnv envHome("HOME", nullptr);
+  ostest::ScopedEnv envTmp("TMPDIR", nullptr);
+  home.Make();
+  home.Expect({{OS_CFGTAG_ROOTPATH, home.Home()},
+               {OS_CFGTAG_LOGDIRECTORY, home.Home() + "/log"},
+               {OS_CFGTAG_TMPDIRECTORY, "/tmp"},
+               {OS_CFGTAG_DESKTOPDIRECTORY, ""}});
+  // A program that is not in a "bin" directory: its own directory is home.
+  home.Make(EOSCFGENTITY_DRIVER, nullptr, home.Home() + "/lib/tool");
+  home.Expect({{OS_CFGTAG_HOMEDIRECTORY, home.Home() + "/lib"},
+               {OS_CFGTAG_HOMENAME, "lib"},
+               {OS_CFGTAG_CONST_INI, home.Home() + "/lib/const.ini"}});
+  // A relative program path falls back to the running program.
+  home.Make(EOSCFGENTITY_DRIVER, nullptr, "relative/name");
+  const std::string strDriverPath = home.Get(OS_CFGSECTION_MAIN, OS_CFGTAG_DRIVERPATH);
+  EXPECT_EQ(0u, strDriverPath.find('/'));
+  EXPECT_NE(std::string::npos, strDriverPath.find("test_coscfg_load"));
+}
+
+TEST(CfgDirectories, OverrideFileChoice)
+{
+  CfgHome home;
+  home.WriteIni("[dsIdentity]\nForceProbe=1\n");
+  ostest::WriteFile(home.Home() + "/const_override.ini", "[dsIdentity]\nForceProbe=2\n");
+  ostest::WriteFile(home.Home() + "/mine.ini", "[dsIdentity]\nForceProbe=3\n");
+  ostest::WriteFile(home.Tmp() / "abs.ini", "[dsIdentity]\nForceProbe=4\n");
+  // QRB_OVERRIDEINI: relative to home, absolute, and empty as if unset (the
+  // override file beside const.ini wins).
+  const std::string strAbsolute = home.Tmp() / "abs.ini";
+  const char *aszCases[][2] = {{"mine.ini", "3"}, {strAbsolute.c_str(), "4"}, {"", "2"}};
+  for (const auto &aszCase : aszCases)
+  {
+    ostest::ScopedEnv env("QRB_OVERRIDEINI", aszCase[0]);
+    home.Make();
+    home.Expect({{OS_CFGTAG_FORCEPROBE, aszCase[1]}});
+  }
+  home.Expect({{OS_CFGTAG_CONST_INI, home.Home() + "/const_override.ini"}});
+  ostest::ScopedEnv env("QRB_OVERRIDEINI", "mine.ini");
+  home.Make();
+  home.Expect({{OS_CFGTAG_CONST_INI_SHARED, home.Home() + "/mine.ini"}});
+}
+
+TEST(CfgDirectories, OutputsForStartUpAndALogDirectoryThatCannotBeMade)
+{
+  CfgHome home;
+  std::unique_ptr<COsCfgImpl> poscfgimpl = UtilityImpl(home);
+  EXPECT_EQ(EOSSTS_NOTATTEMPTED, poscfgimpl->GetCreateStatus());
+  char szLog[512];
+  char szName[64];
+  char szCompany[64];
+  char szRoot[512];
+  ASSERT_EQ(EOSSTS_OK, poscfgimpl->SetDirectories(szLog, sizeof(szLog), szName, sizeof(szName), szCompany,
+                                                  sizeof(szCompany), szRoot, sizeof(szRoot)));
+  EXPECT_EQ(home.Root() + "/log", szLog);
+  EXPECT_STREQ("scanmodel", szName);
+  EXPECT_EQ(home.Root(), szRoot);
+  EXPECT_EQ(EOSSTS_OK, poscfgimpl->GetCreateStatus());
+  EXPECT_EQ(home.Root() + "/log/isis.log", poscfgimpl->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_QRB_LOG));
+  // A log directory that cannot be made does not fail the computation.
+  ostest::WriteFile(home.Tmp() / "afile", "x");
+  ostest::ScopedEnv envRoot("QRB_SHGETFOLDERPATH", (home.Tmp() / "afile").c_str());
+  poscfgimpl = UtilityImpl(home);
+  EXPECT_EQ(EOSSTS_OK, poscfgimpl->SetDirectories(szLog, sizeof(szLog), nullptr, 0, nullptr, 0, nullptr, 0));
+  EXPECT_NE(EOSSTS_OK, poscfgimpl->GetCreateStatus());
+  EXPECT_NE(EOSSTS_NOTATTEMPTED, poscfgimpl->GetCreateStatus());
+}
+
+TEST(CfgDirectories, ForceSetAccessOpensTheLogDirectoryToTheGroup)
+{
+  CfgHome home;
+  const std::string strLog = home.Root() + "/log";
+  mkdir(home.Root().c_str(), 0700);
+  mkdir(strLog.c_str(), 0700);
+  home.Make();
+  EXPECT_EQ(0700, ostest::ModeOf(strLog));
+  ostest::ScopedEnv envForce("QRB_FORCESETACCESS", "true");
+  home.Make();
+  EXPECT_EQ(0760, ostest::ModeOf(strLog));
 }

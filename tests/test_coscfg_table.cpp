@@ -1,14 +1,24 @@
 // test_coscfg_table.cpp: addressing the table: bounds of the fixed area, the
 // caller's dynamic area with its asymmetric bounds, lookups by name and the
-// key table's first-match rule.
+// key table's first-match rule; the configuration report: its file name, its
+// sections in order, the names of unnamed tags, the dynamic area, its modes
+// and the names it refuses to write through.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <memory>
+#include <regex>
 #include <string>
+#include <vector>
 
+#include "cosfile_testutil.h"
 #include "os_coscfg.h"
 #include "os_coscfgimpl.h"
+#include "os_testlog.h"
 #include "test_coscfg.h"
 
 namespace
@@ -26,6 +36,28 @@ struct DynamicArea
   std::string Arguments() { return CfgDynamicArguments(aoscfglookupSection, aoscfglookupTag, apszData); }
 };
 
+// Index of the first line equal to a_strLine, or -1.
+int FindLine(const std::vector<std::string> &a_vecLines, const std::string &a_strLine)
+{
+  const auto it = std::find(a_vecLines.begin(), a_vecLines.end(), a_strLine);
+  return it == a_vecLines.end() ? -1 : static_cast<int>(it - a_vecLines.begin());
+}
+
+std::string Value(const char *a_szName, const std::string &a_strValue)
+{
+  char szLine[256];
+  snprintf(szLine, sizeof(szLine), "%-48s <%s>", a_szName, a_strValue.c_str());
+  return szLine;
+}
+
+// Dumps into a folder below the home's temporary directory; gives the text.
+std::string DumpText(const CfgHome &a_home, const std::string &a_strFolder)
+{
+  const std::string strFolder = a_home.Tmp() / a_strFolder;
+  EXPECT_EQ(EOSSTS_OK, COsCfg::Dump(strFolder.c_str()));
+  return ostest::ReadFile(strFolder + "/qrboscfg.txt");
+}
+
 }  // namespace
 
 TEST(CfgTable, FixedAreaBounds)
@@ -36,7 +68,6 @@ TEST(CfgTable, FixedAreaBounds)
   for (const auto &au32 : aau32Bad)
   {
     SCOPED_TRACE(std::to_string(au32[0]) + "," + std::to_string(au32[1]));
-    ASSERT_NE(nullptr, poscfg->Get(au32[0], au32[1]));
     EXPECT_STREQ("", poscfg->Get(au32[0], au32[1]));
     EXPECT_EQ(EOSSTS_BADARG, poscfg->Set(au32[0], au32[1], "v"));
   }
@@ -82,20 +113,15 @@ TEST(CfgTable, DynamicAreaBoundsAreAsymmetricButStayInsideTheArray)
   EXPECT_EQ(EOSSTS_OK, poscfg->Set(1005, 1002, "tall"));
   EXPECT_STREQ("tall", apszTall[5 * 3 + 2]);
   EXPECT_STREQ("", poscfg->Get(1005, 1002));
-  EXPECT_EQ(EOSSTS_OK, poscfg->Set(1002, 1002, "kept"));
-  EXPECT_STREQ("kept", poscfg->Get(1002, 1002));
 }
 
 TEST(CfgTable, NoDynamicAreaUnlessAllThreePointersAndBothTablesHoldEntries)
 {
   CfgHome home;
-  COsCfg *poscfg = home.Make(EOSCFGENTITY_DRIVER, "<arguments></arguments>");
-  EXPECT_STREQ("", poscfg->Get(1000, 1001));
-  EXPECT_EQ(EOSSTS_BADARG, poscfg->Set(1000, 1001, "v"));
   DynamicArea area;
   std::string strArguments = area.Arguments();
   strArguments.replace(strArguments.find("<cfgdataptr>"), strlen("<cfgdataptr>"), "<nodataptr>");
-  poscfg = home.Make(EOSCFGENTITY_DRIVER, strArguments.c_str());
+  COsCfg *poscfg = home.Make(EOSCFGENTITY_DRIVER, strArguments.c_str());
   EXPECT_EQ(EOSSTS_BADARG, poscfg->Set(1001, 1001, "v"));
   area.aoscfglookupTag[0].szName = nullptr;  // an empty tag table
   poscfg = home.Make(EOSCFGENTITY_DRIVER, area.Arguments().c_str());
@@ -109,15 +135,12 @@ TEST(CfgTable, FileFillsTheDynamicAreaAndNamesFindIt)
   DynamicArea area;
   home.WriteIni("[DSIDENTITY]\nWriteable=/w\nForceProbe=5\n[Extra]\nt5=five\nForceProbe=6\n");
   COsCfg *poscfg = home.Make(EOSCFGENTITY_DRIVER, area.Arguments().c_str());
-  EXPECT_STREQ("/w", poscfg->Get(1001, 1001));
-  EXPECT_STREQ("five", poscfg->Get(1002, 1005));
   EXPECT_STREQ("/w", poscfg->Get("dsidentity", "WRITEABLE"));
   EXPECT_STREQ("five", poscfg->Get("extra", "t5"));
   // The fixed keys of a dynamic-only section go nowhere; those of a section
   // that is both are stored in the fixed area.
   EXPECT_STREQ("5", poscfg->Get("dsIdentity", "ForceProbe"));
   EXPECT_STREQ("", poscfg->Get("Extra", "ForceProbe"));
-  EXPECT_STREQ("", poscfg->Get("Extra", "nothing"));
   // Names of the fixed area.
   EXPECT_STREQ("false", poscfg->Get("simulation", "SIMULATION"));
   EXPECT_STREQ("", poscfg->Get("Nowhere", "ForceProbe"));
@@ -127,10 +150,8 @@ TEST(CfgTable, FileFillsTheDynamicAreaAndNamesFindIt)
 
 TEST(CfgTable, KeyTableFirstMatchWins)
 {
-  EXPECT_EQ(OS_CFGTAG_DESKTOPDIRECTORY, COsCfgImpl::TagFromName("desktopdirectory"));
   EXPECT_STREQ("DesktopDirectory", COsCfgImpl::TagName(OS_CFGTAG_SHAREDDESKTOPDIRECTORY));
   EXPECT_EQ(0u, COsCfgImpl::TagFromName("N51"));
-  EXPECT_EQ(OS_CFGSECTION_QRB_ALL, COsCfgImpl::SectionFromName("qrb_all.ds"));
   EXPECT_EQ(0u, COsCfgImpl::SectionFromName("qrb_all"));
   // 358 named tags: all of 1..362 but 62, 257, 258 and 269.
   int iNamed = 0;
@@ -152,24 +173,122 @@ TEST(CfgTable, KeyTableFirstMatchWins)
   EXPECT_STREQ("", poscfgimpl->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_SHAREDDESKTOPDIRECTORY));
 }
 
-TEST(CfgTable, ModelNameThrowAwayPointerAndDestruction)
+TEST(CfgTable, ModelNameAndDestruction)
 {
   {
     CfgHome home;
     COsCfg *poscfg = home.Make();
-    EXPECT_EQ(poscfg, g_poscfg);
     EXPECT_STREQ("scanmodel", poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORY));
     COsCfg::SetModelName("other");
     EXPECT_STREQ("other", poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORY));
     EXPECT_STREQ("scanmodel", poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORYREAL));
     COsCfg::SetModelName(std::string(600, 'm').c_str());
     EXPECT_EQ(511u, strlen(poscfg->Get(OS_CFGSECTION_MAIN, OS_CFGTAG_MODELDIRECTORY)));
-    char **pszEnd = COsCfg::GetThrowAwayPointer();
-    ASSERT_NE(nullptr, pszEnd);
-    EXPECT_EQ(pszEnd, COsCfg::GetThrowAwayPointer());
   }
   // Destruction clears the global; the statics then need an object.
   EXPECT_EQ(nullptr, g_poscfg);
   EXPECT_EQ(EOSSTS_FAIL, COsCfg::Dump("/nonexistent"));
   COsCfg::SetModelName("ignored");  // nothing to change, no crash
+}
+
+TEST(CfgDump, SectionsInOrderWithCrLf)
+{
+  CfgHome home;
+  ostest::ScopedEnv env("QRB_CFGDUMP_MARK", "here");
+  home.MakeWith("[SupportedSizes]\nN7=A5\n");
+  const std::string strText = DumpText(home, "dump/deeper");
+  EXPECT_EQ(std::string::npos, std::regex_replace(strText, std::regex("\r\n"), "").find_first_of("\r\n"));
+  EXPECT_EQ(0u, strText.find("\r\n*** Environmentals ***************************************\r\n\r\n"));
+  const std::vector<std::string> vecLines = ostest::SplitLines(strText);
+  // Each line below comes after the one before it.
+  int iPrevious = 0;
+  for (const std::string &strLine :
+       {std::string("QRB_CFGDUMP_MARK=here"),
+        std::string("*** CFG Info *********************************************"),
+        "OS_CFGINFO_CPU_TOTAL.................." + std::to_string(COsCfg::NumberOfProcessors()),
+        std::string("OS_CFGSECTION_MAIN"), Value("HomeDirectory", home.Home()), Value("0x00003e", "0"),
+        std::string("OS_CFGSECTION_SUPPORTEDSIZES"), Value("N07", "A5"),
+        Value("OS_CFGTAG_JPEGQUANTIZATION_CBCR_05", ""),
+        std::string("*** There are no local items ************************"),
+        std::string("*** Directories *************************************"),
+        "m_szLogDirectory                    = <" + home.Root() + "/log>"})
+  {
+    const int iLine = FindLine(vecLines, strLine);
+    EXPECT_LT(iPrevious, iLine) << strLine;
+    iPrevious = std::max(iPrevious, iLine);
+  }
+  EXPECT_EQ(strText.find("*** There are no local items"), strText.rfind("*** There are no local items"));
+  EXPECT_EQ(std::string::npos, strText.find("\r\n["));
+}
+
+TEST(CfgDump, DynamicAreaAndNamesCut)
+{
+  CfgHome home;
+  DynamicArea area;
+  const std::string strLong(60, 'k');
+  area.aoscfglookupTag[1].szName = strLong.c_str();
+  home.WriteIni("[dsIdentity]\nwriteable=/srv/w\n");
+  home.Make(EOSCFGENTITY_DRIVER, area.Arguments().c_str());
+  const std::vector<std::string> vecLines = ostest::SplitLines(DumpText(home, "dump"));
+  const int iLocal = FindLine(vecLines, "*** Local Items *************************************");
+  ASSERT_LT(0, iLocal);
+  ASSERT_LT(static_cast<size_t>(iLocal + 4), vecLines.size());
+  EXPECT_EQ("[dsIdentity]", vecLines[iLocal + 2]);
+  EXPECT_EQ(Value("writeable", "/srv/w"), vecLines[iLocal + 3]);
+  EXPECT_EQ(strLong.substr(0, 48) + " <>", vecLines[iLocal + 4]);
+}
+
+TEST(CfgDump, FileNamesByEntityFolderAndEnvironment)
+{
+  CfgHome home;
+  home.Make(EOSCFGENTITY_APPLICATION);
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));  // the log directory
+  EXPECT_TRUE(ostest::FileExists(home.Root() + "/log/qrboscfg.txt"));
+  home.Make(EOSCFGENTITY_UTILITY);
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));
+  EXPECT_TRUE(ostest::FileExists(home.Root() + "/log/qrboscfg_scanmodel.txt"));
+  // A folder that cannot be made.
+  ostest::WriteFile(home.Tmp() / "plain", "x");
+  EXPECT_EQ(EOSSTS_IOERROR, COsCfg::Dump((home.Tmp() / "plain/sub").c_str()));
+  EXPECT_EQ(EOSSTS_IOERROR, COsCfg::Dump((home.Tmp() / "plain").c_str()));
+  // With QRB_OSCFGDIR the name carries the time as 17 digits.
+  const std::string strDir = home.Tmp() / "oscfgdir";
+  mkdir(strDir.c_str(), 0777);
+  ostest::ScopedEnv env("QRB_OSCFGDIR", strDir.c_str());
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));
+  const std::vector<std::string> vecNames = ostest::Listing(strDir);
+  ASSERT_EQ(1u, vecNames.size());
+  EXPECT_TRUE(std::regex_match(vecNames[0], std::regex("qrboscfg_[0-9]{17}\\.txt"))) << vecNames[0];
+}
+
+// The report gets the file object's modes: the configured creation mask in
+// the log directory (below the root path), 0666 less the creation mask
+// elsewhere, which the dump itself never changes.
+TEST(CfgDump, ModesOfTheReport)
+{
+  CfgHome home;
+  home.MakeWith("[dsIdentity]\nForceFileCreationMask=0604\n");
+  const mode_t modeMask = umask(027);
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump(nullptr));
+  ASSERT_EQ(EOSSTS_OK, COsCfg::Dump((home.Tmp() / "elsewhere").c_str()));
+  EXPECT_EQ(027, umask(modeMask));
+  EXPECT_EQ(0604, ostest::ModeOf(home.Root() + "/log/qrboscfg.txt"));
+  EXPECT_EQ(0640, ostest::ModeOf(home.Tmp() / "elsewhere/qrboscfg.txt"));
+}
+
+// A second hard link to the caller's own file, planted at the report's name
+// in the (world-writable) log directory: the dump is refused, the file keeps
+// its text and mode. (Links and FIFOs are refused by the same safe open.)
+TEST(CfgDump, PlantedHardLinkIsRefused)
+{
+  CfgHome home;
+  ostest::LogCapture capture;
+  home.Make();
+  const std::string strVictim = home.Root() + "/log/victim";
+  ASSERT_TRUE(ostest::WriteFile(strVictim, "secret"));
+  ASSERT_EQ(0, chmod(strVictim.c_str(), 0600));
+  ASSERT_EQ(0, link(strVictim.c_str(), (home.Root() + "/log/qrboscfg.txt").c_str()));
+  EXPECT_EQ(EOSSTS_IOERROR, COsCfg::Dump(nullptr));
+  EXPECT_EQ(0600, ostest::ModeOf(strVictim));
+  EXPECT_EQ("secret", ostest::ReadFile(strVictim));
 }

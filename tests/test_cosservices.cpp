@@ -9,11 +9,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -30,9 +30,9 @@ namespace
 {
 
 const char s_szUnset[] = "<unset>";
-const std::string s_strArgs = "QRB_OSSERVICESARGUMENTS";
-const std::string s_strUnicode = "QRB_OSSERVICESARGUMENTSUNICODE";
-const std::string s_strDisabled = "QRB_OSSERVICESARGUMENTSDISABLED";
+const char s_szArgs[] = "QRB_OSSERVICESARGUMENTS";
+const char s_szUnicode[] = "QRB_OSSERVICESARGUMENTSUNICODE";
+const char s_szDisabled[] = "QRB_OSSERVICESARGUMENTSDISABLED";
 
 std::string Env(const std::string &a_strName)
 {
@@ -42,11 +42,6 @@ std::string Env(const std::string &a_strName)
 bool Has(const std::string &a_strText, const std::string &a_strPart)
 {
   return a_strText.find(a_strPart) != std::string::npos;
-}
-
-bool IsDirectory(const std::string &a_strPath)
-{
-  return std::filesystem::is_directory(a_strPath);  // follows links
 }
 
 int LiveServices()
@@ -74,16 +69,13 @@ void ExpectUnset(std::initializer_list<std::string> a_listNames)
 
 std::string ExecutablePath()
 {
-  char szPath[512];
-  const ssize_t sszLength = readlink("/proc/self/exe", szPath, sizeof(szPath) - 1);
-  return std::string(szPath, static_cast<size_t>(std::max<ssize_t>(sszLength, 0)));
+  return std::filesystem::read_symlink("/proc/self/exe");
 }
 
 // The home name is the name of the executable's directory.
 std::string HomeName()
 {
-  const std::string strDirectory = ExecutablePath().substr(0, ExecutablePath().rfind('/'));
-  return strDirectory.substr(strDirectory.rfind('/') + 1);
+  return std::filesystem::path(ExecutablePath()).parent_path().filename();
 }
 
 std::string CfgGet(uint32_t a_u32Tag)
@@ -105,12 +97,14 @@ std::string Block(const std::string &a_strRoot, const std::string &a_strLogPath,
          "]]></app>\n</arguments>";
 }
 
-// Publishes the runtime's block and returns what QRB_OSSERVICESARGUMENTS holds.
+// Publishes the runtime's block and returns what QRB_OSSERVICESARGUMENTS
+// holds; the wide variable holds the same.
 std::string Published()
 {
   COsCfg::OsCfgServicesArgumentsSetAndLock(true);
   COsCfg::OsCfgServicesArgumentsSetAndLock(false);
-  return Env(s_strArgs);
+  EXPECT_EQ(Env(s_szArgs), Env(s_szUnicode));
+  return Env(s_szArgs);
 }
 
 // Every test runs in a fresh root, with the services' environment cleared
@@ -121,12 +115,10 @@ protected:
   ServicesTest() : m_szOsXmlOld(g_szOsXml)
   {
     SetEnv("QRB_SHGETFOLDERPATH", m_tempdir.Path().c_str());
-    for (const std::string &strName :
-         {std::string("QRB_DEBUG"), std::string("QRB_LOGDIR"), std::string("QRB_DEBUGDIR"),
-          std::string("QRB_OSCFGDIR"), std::string("QRB_OVERRIDEINI"), s_strArgs, s_strUnicode,
-          s_strDisabled})
+    for (const char *szName : {"QRB_DEBUG", "QRB_LOGDIR", "QRB_DEBUGDIR", "QRB_OSCFGDIR", "QRB_OVERRIDEINI",
+                               s_szArgs, s_szUnicode, s_szDisabled})
     {
-      SetEnv(strName, nullptr);
+      SetEnv(szName, nullptr);
     }
     SetEnv(ProcessThreadName(), nullptr);
   }
@@ -145,12 +137,13 @@ protected:
   {
     m_vecEnv.emplace_back(new ostest::ScopedEnv(a_strName.c_str(), a_szValue));
   }
-  void SetParent() { SetEnv(s_strArgs, ParentBlock().c_str()); }
+  void SetParent() { SetEnv(s_szArgs, ParentBlock().c_str()); }
   void StartXml(const std::string &a_strXml)
   {
     m_strXml = a_strXml;
     g_szOsXml = m_strXml.c_str();
     OsServicesStart(nullptr);
+    EXPECT_EQ(5, LiveServices());
   }
   // Entity names are case-sensitive: "Driver" is not a driver.
   void Start(const char *a_szName, const char *a_szEntity, const char *a_szMore = "<loglevel>0</loglevel>")
@@ -184,29 +177,24 @@ TEST_F(ServicesTest, DriverFillsItsBlockWithoutPublishingAndStopWithdrawsEveryth
   SetParent();
   SetEnv("QRB_OSSERVICESARGUMENTS_1a2b_3c4d", "x");
   SetEnv("qrb_osservicesarguments", "y");
-  SetEnv(s_strDisabled, "0");
+  SetEnv(s_szDisabled, "0");
   SetEnv("QRB_OSSERVICESARGUMENT", "kept");
   SetEnv("QRB_OVERRIDEINI", Path("none.ini").c_str());
   Start("svcdriver", "driver");
-  ASSERT_EQ(5, LiveServices());
-  EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
-  EXPECT_STREQ("", OsServicesGetWriteableRootPath());
-  EXPECT_FALSE(IsDirectory(Path("parentlogs")));
-  EXPECT_EQ(HomeName(), CfgGet(OS_CFGTAG_MODELDIRECTORY));
-  EXPECT_EQ(ParentBlock(), Env(s_strArgs));  // neither taken nor replaced
-  ExpectUnset({ProcessThreadName(), s_strUnicode});
+  EXPECT_FALSE(std::filesystem::is_directory(Path("parentlogs")));
+  EXPECT_EQ(ParentBlock(), Env(s_szArgs));  // neither taken nor replaced
+  ExpectUnset({ProcessThreadName(), s_szUnicode});
   EXPECT_FALSE(ostest::FileExists(LogDirectory() + "/qrboscfg.txt"));  // no dump at level 0
-  ASSERT_TRUE(IsDirectory(LogDirectory()));
+  ASSERT_TRUE(std::filesystem::is_directory(LogDirectory()));
 
   OsServicesStop();
   EXPECT_EQ(0, LiveServices());
-  ExpectUnset({s_strArgs, ProcessThreadName(), s_strUnicode, "QRB_OSSERVICESARGUMENTS_1a2b_3c4d",
-               "qrb_osservicesarguments", s_strDisabled});
+  ExpectUnset({s_szArgs, ProcessThreadName(), s_szUnicode, "QRB_OSSERVICESARGUMENTS_1a2b_3c4d",
+               "qrb_osservicesarguments", s_szDisabled});
   EXPECT_EQ("kept", Env("QRB_OSSERVICESARGUMENT"));
   EXPECT_EQ(Path("none.ini"), Env("QRB_OVERRIDEINI"));
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
-  EXPECT_FALSE(IsDirectory(LogDirectory()));  // the top-most owner removes it when empty
+  EXPECT_FALSE(std::filesystem::is_directory(LogDirectory()));  // the top-most owner removes it when empty
 }
 
 // Drivers, applications and libraries are top-most whatever they inherit
@@ -223,46 +211,31 @@ TEST_F(ServicesTest, TopMostEntitiesComposeTheirOwnBlockAndStartAgain)
     SCOPED_TRACE(pair.second);
     SetParent();
     Start(pair.first, pair.second);
-    ASSERT_EQ(5, LiveServices());
     EXPECT_TRUE(OsServicesIsTopMostInvocation());
     const std::string strModel = std::string(pair.second) == "driver" ? HomeName() : "";
     EXPECT_EQ(Block(Root(), LogDirectory(), strModel, 0, pair.first, false, false, ExecutablePath()),
               Published());
     OsServicesStop();
-    EXPECT_EQ(0, LiveServices());
-    ExpectUnset({s_strArgs});
   }
-}
-
-TEST_F(ServicesTest, TopMostUtilityPublishesABlockForItsChildren)
-{
-  Start("svcutil", "utility");
-  ASSERT_EQ(5, LiveServices());
-  EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  // Composed before the configuration existed: the arguments themselves.
-  EXPECT_EQ(Block("", LogDirectory() + "/" + HomeName() + "/isis/log", HomeName(), 0, "svcutil", false, false,
-                  "(null oscfg)"),
-            Env(s_strArgs));
 }
 
 TEST_F(ServicesTest, AppUtilityInheritsTheParentsBlock)
 {
   SetParent();
   Start("svcapputil", "apputility");
-  ASSERT_EQ(5, LiveServices());
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("parentapp", OsServicesGetUniqueNameCaller());
   EXPECT_STREQ("/srv/writeable", OsServicesGetWriteableRootPath());
   // The log goes below the parent's log path, in a directory of its own.
-  EXPECT_TRUE(IsDirectory(Path("parentlogs/svcapputil")));
+  EXPECT_TRUE(std::filesystem::is_directory(Path("parentlogs/svcapputil")));
   // The parent's level applies while the own one is 0; bit 2 is the log's
   // keep-old-contents switch, so 3 leaves 1.
   EXPECT_EQ(1, g_poslog->GetDebugLevel());
   EXPECT_EQ("/opt/parent/bin/parentapp", CfgGet(OS_CFGTAG_APPLICATION));
-  EXPECT_EQ(ParentBlock(), Env(s_strArgs));  // not published again
+  EXPECT_EQ(ParentBlock(), Env(s_szArgs));  // not published again
   OsServicesStop();
-  EXPECT_TRUE(IsDirectory(LogDirectory()));  // not the owner: it stays
-  ExpectUnset({s_strArgs});
+  EXPECT_TRUE(std::filesystem::is_directory(LogDirectory()));  // not the owner: it stays
+  ExpectUnset({s_szArgs});
   EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
   EXPECT_STREQ("", OsServicesGetWriteableRootPath());
 }
@@ -270,27 +243,23 @@ TEST_F(ServicesTest, AppUtilityInheritsTheParentsBlock)
 TEST_F(ServicesTest, DisabledSwitchDropsTheInheritedBlockBeforeReading)
 {
   SetParent();
-  SetEnv(s_strDisabled, "1");
+  SetEnv(s_szDisabled, "1");
   Start("svcapputil", "apputility");
-  ASSERT_EQ(5, LiveServices());
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
-  EXPECT_FALSE(IsDirectory(Path("parentlogs")));
-  ExpectUnset({s_strDisabled});
-  // Without a parent the utility is top-most and publishes its own block.
-  EXPECT_TRUE(Has(Env(s_strArgs), "<callersuniquename>svcapputil<"));
+  ExpectUnset({s_szDisabled});
+  // Without a parent the utility is top-most and publishes its own block,
+  // composed before the configuration existed: the arguments themselves.
+  EXPECT_EQ(Block("", LogDirectory() + "/" + HomeName() + "/isis/log", HomeName(), 0, "svcapputil", false,
+                  false, "(null oscfg)"),
+            Env(s_szArgs));
 }
 
 TEST_F(ServicesTest, UnknownEntityStartsTheServicesButPublishesNothing)
 {
   Start("svcunknown", "Driver");
-  ASSERT_EQ(5, LiveServices());
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
-  ExpectUnset({s_strArgs});
-  EXPECT_EQ("0", CfgGet(OS_CFGTAG_DEBUG));
-  EXPECT_EQ(0, g_poslog->GetDebugLevel());
+  ExpectUnset({s_szArgs});
   OsServicesStop();
-  EXPECT_TRUE(IsDirectory(LogDirectory()));  // not the owner: the empty directory stays
   // QRB_DEBUG is OR-ed with the module's level; Debug "0" becomes "1".
   SetEnv("QRB_DEBUG", "16");
   StartXml("<arguments><uniquename>svcunknown</uniquename><loglevel>1</loglevel></arguments>");
@@ -301,7 +270,6 @@ TEST_F(ServicesTest, UnknownEntityStartsTheServicesButPublishesNothing)
 TEST_F(ServicesTest, StarredUniqueNameAndVersionFields)
 {
   Start("*", "driver");
-  EXPECT_TRUE(Has(Published(), "<callersuniquename>test_cosservices<"));
   EXPECT_EQ(LogDirectory() + "/test_cosservices.log", CfgGet(OS_CFGTAG_QRB_LOG));
   OsServicesStop();
   // The version fields count only with the version tag.
@@ -320,11 +288,12 @@ TEST_F(ServicesTest, CoreDumpBitAloneLiftsTheCoreLimit)
 {
   struct rlimit rlimitOld;
   ASSERT_EQ(0, getrlimit(RLIMIT_CORE, &rlimitOld));
-  // Only a privileged user can raise the hard limit.
-  const bool blCanRaise = rlimitOld.rlim_max == RLIM_INFINITY || geteuid() == 0;
+  if (rlimitOld.rlim_max != RLIM_INFINITY && geteuid() != 0)
+  {
+    GTEST_SKIP() << "only a privileged user can raise the hard limit";
+  }
   for (const char *szDebug : {"4095", "4096"})
   {
-    SCOPED_TRACE(szDebug);
     struct rlimit rlimitNow = {0, rlimitOld.rlim_max};
     ASSERT_EQ(0, setrlimit(RLIMIT_CORE, &rlimitNow));
     SetEnv("QRB_DEBUG", szDebug);
@@ -333,11 +302,8 @@ TEST_F(ServicesTest, CoreDumpBitAloneLiftsTheCoreLimit)
     OsServicesStop();
     setrlimit(RLIMIT_CORE, &rlimitOld);
     const bool blBit = std::string(szDebug) == "4096";
-    if (!blBit || blCanRaise)
-    {
-      EXPECT_EQ(blBit ? RLIM_INFINITY : rlim_t{0}, rlimitNow.rlim_cur);
-    }
-    EXPECT_EQ(blBit && blCanRaise ? RLIM_INFINITY : rlimitOld.rlim_max, rlimitNow.rlim_max);
+    EXPECT_EQ(blBit ? RLIM_INFINITY : 0, rlimitNow.rlim_cur) << szDebug;
+    EXPECT_EQ(blBit ? RLIM_INFINITY : rlimitOld.rlim_max, rlimitNow.rlim_max) << szDebug;
   }
 }
 
@@ -350,15 +316,13 @@ TEST_F(ServicesTest, NonZeroLevelDumpsAndLogsTheBlockAndBit2KeepsTheOldLog)
   ASSERT_EQ(0, mkdir(LogDirectory().c_str(), 0777));
   ASSERT_TRUE(ostest::WriteFile(LogDirectory() + "/svcdriver.log", "OLD LINE\r\n"));
   Start("svcdriver", "driver", "<loglevel>1</loglevel>");
-  const std::string strDump = ostest::ReadFile(LogDirectory() + "/qrboscfg.txt");
-  EXPECT_EQ(0u, strDump.find("\r\n*** Environmentals ***"));
-  EXPECT_TRUE(Has(strDump, "QRB_SHGETFOLDERPATH=" + Root() + "\r\n"));
+  EXPECT_TRUE(
+      Has(ostest::ReadFile(LogDirectory() + "/qrboscfg.txt"), "QRB_SHGETFOLDERPATH=" + Root() + "\r\n"));
   const std::string strLog = ostest::ReadFile(LogDirectory() + "/svcdriver.log");
   EXPECT_EQ(0u, strLog.find("OLD LINE\r\n00000 ")) << strLog.substr(0, 100);
-  EXPECT_TRUE(Has(strLog, "V. QRB_OSSERVICESARGUMENTS before...<"));
   EXPECT_TRUE(Has(strLog, "V. QRB_OSSERVICESARGUMENTS after...<<arguments>\\n\t<rootpath>"));
   OsServicesStop();
-  EXPECT_TRUE(IsDirectory(LogDirectory()));  // the log and the dump keep it
+  EXPECT_TRUE(std::filesystem::is_directory(LogDirectory()));  // the log and the dump keep it
 }
 
 TEST_F(ServicesTest, ForceThreadAffinityPinsTheThread)
@@ -377,7 +341,6 @@ TEST_F(ServicesTest, ForceThreadAffinityPinsTheThread)
   sched_setaffinity(0, sizeof(cpusetOld), &cpusetOld);
   EXPECT_EQ(1, CPU_COUNT(&cpusetNow));
   EXPECT_TRUE(CPU_ISSET(0, &cpusetNow));
-  EXPECT_TRUE(Has(ostest::ReadFile(LogDirectory() + "/svcdriver.log"), "V. ForceThreadAffinity set to 1..."));
 }
 
 // --- The block in the environment --------------------------------------------
@@ -385,15 +348,13 @@ TEST_F(ServicesTest, ForceThreadAffinityPinsTheThread)
 TEST_F(ServicesTest, ArgumentsGetTakesTheFirstCompleteBlock)
 {
   // The process-thread variable, then the plain one, then the wide one.
-  char szBlock[64] = "stale";
-  EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
-  EXPECT_STREQ("", szBlock);
-  SetEnv(s_strUnicode, "<arguments>wide</arguments>");
+  char szBlock[64];
+  SetEnv(s_szUnicode, "<arguments>wide</arguments>");
   SetEnv(ProcessThreadName(), "<arguments>no end");
-  SetEnv(s_strArgs, "no start</arguments>");
+  SetEnv(s_szArgs, "no start</arguments>");
   EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
   EXPECT_STREQ("<arguments>wide</arguments>", szBlock);
-  SetEnv(s_strArgs, "<arguments>plain</arguments>");
+  SetEnv(s_szArgs, "<arguments>plain</arguments>");
   EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
   EXPECT_STREQ("<arguments>plain</arguments>", szBlock);
   SetEnv(ProcessThreadName(), "<arguments>own</arguments>");
@@ -405,25 +366,12 @@ TEST_F(ServicesTest, ArgumentsGetTakesTheFirstCompleteBlock)
   EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szSmall, sizeof(szSmall)));
   EXPECT_STREQ("", szSmall);
   // "0" leaves the blocks; a value that begins with "1" removes them all.
-  SetEnv(s_strDisabled, "0");
+  SetEnv(s_szDisabled, "0");
   EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
-  SetEnv(s_strDisabled, "1yes");
+  SetEnv(s_szDisabled, "1yes");
   EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
   EXPECT_STREQ("", szBlock);
-  ExpectUnset({s_strArgs, s_strUnicode, ProcessThreadName(), s_strDisabled});
-}
-
-TEST_F(ServicesTest, NullBufferReadsIntoTheGlobalBlock)
-{
-  {
-    ostest::ScopedEnv envPlain(s_strArgs.c_str(), "<arguments>global</arguments>");
-    EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(nullptr, 0));
-  }
-  EXPECT_EQ("<arguments>global</arguments>", Published());
-  EXPECT_EQ("<arguments>global</arguments>", Env(ProcessThreadName()));
-  EXPECT_EQ("<arguments>global</arguments>", Env(s_strUnicode));
-  COsCfg::OsCfgServicesArgumentsClear();
-  EXPECT_EQ("", Published());
+  ExpectUnset({s_szArgs, s_szUnicode, ProcessThreadName(), s_szDisabled});
 }
 
 // --- OsServicesSetArguments ----------------------------------------------------
@@ -489,21 +437,20 @@ protected:
   // The published block's log path, with its time stamp checked and cut.
   std::string PublishedLogPath()
   {
-    const std::string strBlock = Env(s_strArgs);
-    const size_t sizetStart = strBlock.find("<logpath>") + 9;
-    const std::string strLogPath = strBlock.substr(sizetStart, strBlock.find("</logpath>") - sizetStart);
-    const size_t sizetStamp = strLogPath.rfind("/log.");
-    EXPECT_EQ(17u, strLogPath.size() - sizetStamp - 5) << strLogPath;
-    return strLogPath.substr(0, sizetStamp);
+    std::smatch match;
+    const std::string strBlock = Env(s_szArgs);
+    EXPECT_TRUE(std::regex_search(strBlock, match, std::regex("<logpath>(.*)/log\\.[0-9]{17}</logpath>")))
+        << strBlock;
+    return match[1];
   }
   // Opens with a fresh environment and returns the published level.
   int LevelAfterOpen(const char *a_szText)
   {
-    unsetenv(s_strArgs.c_str());  // else the last open's block counts as inherited
+    unsetenv(s_szArgs);  // else the last open's block counts as inherited
     OsServicesProcessInterfaceOpen(a_szText);
-    const std::string strBlock = Env(s_strArgs);
-    const size_t sizetStart = strBlock.find("<loglevel>");
-    return sizetStart == std::string::npos ? -1 : atoi(strBlock.c_str() + sizetStart + 10);
+    std::smatch match;
+    const std::string strBlock = Env(s_szArgs);
+    return std::regex_search(strBlock, match, std::regex("<loglevel>([0-9]+)<")) ? std::stoi(match[1]) : -1;
   }
 };
 
@@ -517,15 +464,9 @@ TEST_F(InterfaceOpenTest, CallerWithoutConfigurationGetsALogBesideIt)
   EXPECT_EQ(1, LevelAfterOpen("<interfaceopen><callername>scanapp</callername><logging>on</logging>"));
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
   EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
-  const std::string strBlock = Env(s_strArgs);
+  const std::string strBlock = Env(s_szArgs);
   EXPECT_EQ(0u, strBlock.find("<arguments>\n\t<rootpath>" + Root() + "</rootpath>\n\t<logpath>"));
-  for (const std::string &strPart : {"<logmodel>" + HomeName() + "</logmodel>",
-                                     std::string("<callersuniquename>scanapp</callersuniquename>"),
-                                     std::string("<frominterfaceopen>true</frominterfaceopen>"),
-                                     std::string("<forcesetaccess>false</forcesetaccess>")})
-  {
-    EXPECT_TRUE(Has(strBlock, strPart)) << strPart;
-  }
+  EXPECT_TRUE(Has(strBlock, "<callersuniquename>scanapp</callersuniquename>\n\t<frominterfaceopen>true<"));
   EXPECT_EQ(strBlock, Env(ProcessThreadName()));
 
   // A utility started for that caller works under its name and publishes
@@ -542,10 +483,9 @@ TEST_F(InterfaceOpenTest, LevelFromTheLoggingTagsAndTheCallersConstIni)
   EXPECT_EQ(0, LevelAfterOpen("<interfaceopen><logging>off</logging><logginglevel>9</logginglevel>"));
   EXPECT_EQ(CallerDirectory("isis"), PublishedLogPath());  // an unnamed caller
   EXPECT_EQ(9, LevelAfterOpen("<interfaceopen><logging>on</logging><logginglevel>9</logginglevel>"));
-  EXPECT_EQ(0, LevelAfterOpen("<interfaceopen><logging>maybe</logging>"));
   EXPECT_EQ(4, LevelAfterOpen(
                    "<interfaceopen><logginglevel>4</logginglevel><forcesetaccess>true</forcesetaccess>"));
-  EXPECT_TRUE(Has(Env(s_strArgs), "<forcesetaccess>true</forcesetaccess>"));
+  EXPECT_TRUE(Has(Env(s_szArgs), "<forcesetaccess>true</forcesetaccess>"));
   ASSERT_EQ(0, system(("mkdir -p '" + CallerDirectory("scanapp") + "'").c_str()));
   ASSERT_TRUE(ostest::WriteFile(CallerDirectory("scanapp") + "/const.ini", "[dsIdentity]\r\nDEBUG=6\r\n"));
   EXPECT_EQ(6, LevelAfterOpen("<interfaceopen><callername>scanapp</callername><logging>off</logging>"));
@@ -556,21 +496,20 @@ TEST_F(InterfaceOpenTest, DriverLeavesTheEnvironmentToALaterOpen)
   // The driver's own block is not published, so the open does not take it
   // for an inherited one: it takes over and publishes the caller's.
   Start("svcdriver", "driver");
-  ExpectUnset({s_strArgs});
+  ExpectUnset({s_szArgs});
   OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername>");
   EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
-  EXPECT_TRUE(Has(Env(ProcessThreadName()), "<callersuniquename>scanapp</callersuniquename>"));
 }
 
 TEST_F(InterfaceOpenTest, InheritedBlockStaysUnlessInheritanceIsOff)
 {
   SetParent();
   OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><inherit>no</inherit>");
-  EXPECT_EQ(ParentBlock(), Env(s_strArgs));
+  EXPECT_EQ(ParentBlock(), Env(s_szArgs));
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
   OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><inherit>FALSE</inherit>");
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  EXPECT_TRUE(Has(Env(s_strArgs), "<callersuniquename>scanapp<"));
+  EXPECT_TRUE(Has(Env(s_szArgs), "<callersuniquename>scanapp<"));
 }
 
 }  // namespace
