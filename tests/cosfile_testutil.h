@@ -1,12 +1,14 @@
 // cosfile_testutil.h: fixtures of the file-service tests: a log writing into
 // a temporary file (so a test can look for a message) and a memory service,
 // both installed in the globals for the life of the object and removed
-// again; small lstat-based queries, a tree listing, and handing a path to
-// the unprivileged user the tests run as (ostest::RunAsNobody).
+// again, also as a test fixture with a temporary directory; small
+// lstat-based queries, a tree listing, and handing a path to the
+// unprivileged user the tests run as (ostest::RunAsNobody).
 #ifndef COSFILE_TESTUTIL_H
 #define COSFILE_TESTUTIL_H
 
 #include <dirent.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -49,6 +51,14 @@ private:
   COsMem *m_posmemOld;
   COsLog *m_poslogOld;
   std::string m_strLog;
+};
+
+// A test with the file services installed and a temporary directory.
+class FileServicesTest : public ::testing::Test
+{
+protected:
+  ScopedFileServices m_services;
+  TempDir m_tempdir;
 };
 
 // The path with every link resolved; empty when it is missing.
