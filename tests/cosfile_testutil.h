@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -43,8 +44,10 @@ public:
   ScopedFileServices(const ScopedFileServices &) = delete;
   ScopedFileServices &operator=(const ScopedFileServices &) = delete;
 
-  std::string Log() const { return ReadFile(m_strLog); }
-  bool Logged(const std::string &a_strText) const { return Log().find(a_strText) != std::string::npos; }
+  bool Logged(const std::string &a_strText) const
+  {
+    return ReadFile(m_strLog).find(a_strText) != std::string::npos;
+  }
 
 private:
   TempDir m_tempdir;
@@ -94,28 +97,16 @@ inline bool IsDirectory(const std::string &a_strPath)
 
 // Every path below a_strRoot ("a/b", directories with a trailing "/"),
 // sorted; links are listed, not followed. Empty when a_strRoot is missing.
-inline std::vector<std::string> Listing(const std::string &a_strRoot, const std::string &a_strPrefix = "")
+inline std::vector<std::string> Listing(const std::string &a_strRoot)
 {
+  namespace fs = std::filesystem;
+  const std::string strRoot = a_strRoot + "/";
   std::vector<std::string> vec;
-  DIR *pdir = opendir(a_strRoot.c_str());
-  for (const dirent *pdirent = pdir ? readdir(pdir) : nullptr; pdirent; pdirent = readdir(pdir))
+  std::error_code ec;
+  for (fs::recursive_directory_iterator it(strRoot, ec), itEnd; !ec && (it != itEnd); it.increment(ec))
   {
-    const std::string strName = pdirent->d_name;
-    if (strName == "." || strName == "..")
-    {
-      continue;
-    }
-    const bool blDirectory = IsDirectory(a_strRoot + "/" + strName);
-    vec.push_back(a_strPrefix + strName + (blDirectory ? "/" : ""));
-    if (blDirectory)
-    {
-      const std::vector<std::string> vecSub = Listing(a_strRoot + "/" + strName, vec.back());
-      vec.insert(vec.end(), vecSub.begin(), vecSub.end());
-    }
-  }
-  if (pdir)
-  {
-    closedir(pdir);
+    const bool blDirectory = it->symlink_status().type() == fs::file_type::directory;
+    vec.push_back(it->path().string().substr(strRoot.size()) + (blDirectory ? "/" : ""));
   }
   std::sort(vec.begin(), vec.end());
   return vec;
@@ -126,10 +117,8 @@ class ScopedCwd
 {
 public:
   explicit ScopedCwd(const std::string &a_strDirectory)
+      : m_strOld(Physical(".")), m_blChanged(chdir(a_strDirectory.c_str()) == 0)
   {
-    char szOld[4096];
-    m_strOld = getcwd(szOld, sizeof(szOld)) ? szOld : "/";
-    m_blChanged = (chdir(a_strDirectory.c_str()) == 0);
   }
   ~ScopedCwd() { (void)!chdir(m_strOld.c_str()); }
   ScopedCwd(const ScopedCwd &) = delete;
