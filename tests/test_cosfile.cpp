@@ -1,6 +1,5 @@
 // The file object of COsFile (Open's modes, the exclusive lock, Write,
 // Printf, temporary files) and the static Create and Exists.
-#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -8,7 +7,7 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "cosfile_testutil.h"
@@ -66,11 +65,8 @@ TEST_F(CosFileOpen, ModesTable)
     const bool blOpen = (c.eosstsExpected == 0);
     EXPECT_EQ(blOpen ? 0u : 3u, osfile.Write("HE", 2, &u32Written));
     EXPECT_EQ(0u, osfile.Close());
-    // A read-only stream takes no bytes.
-    if (blOpen && (c.eosfileaccess == EOSFILEACCESS_READ) && (c.eosfileopen != EOSFILEOPEN_CREATE))
-    {
-      EXPECT_EQ(0u, u32Written);
-    }
+    const bool blReadOnly = (c.eosfileaccess == EOSFILEACCESS_READ) && (c.eosfileopen != EOSFILEOPEN_CREATE);
+    EXPECT_EQ(blOpen && !blReadOnly ? 2u : 0u, u32Written);
     EXPECT_EQ(c.szAfter ? c.szAfter : "<missing>",
               ostest::FileExists(strFile) ? ostest::ReadFile(strFile) : "<missing>");
   }
@@ -135,34 +131,22 @@ TEST_F(CosFileOpen, TemporaryFileGoesAtCloseAndAtDestruction)
     EXPECT_TRUE(ostest::FileExists(strFile));
   }
   EXPECT_FALSE(ostest::FileExists(strFile));
-  // A file opened later with another mode stays.
-  COsFile osfile;
-  ASSERT_EQ(0u, osfile.Open(strFile.c_str(), 1, 2, 2));
-  osfile.Close();
-  EXPECT_TRUE(ostest::FileExists(strFile));
 }
 
 TEST_F(CosFileOpen, StreamIsClosedOnExec)
 {
   COsFile osfile;
   ASSERT_EQ(0u, osfile.Open((m_tempdir / "cloexec").c_str(), 1, 2, 2));
-  DIR *pdir = opendir("/proc/self/fd");
-  if (!pdir)
-  {
-    GTEST_SKIP() << "no /proc";
-  }
   int iFound = 0;
-  for (struct dirent *pdirent = readdir(pdir); pdirent; pdirent = readdir(pdir))
+  std::error_code ec;
+  for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd", ec))
   {
-    char szTarget[4096] = "";
-    std::string strLink = std::string("/proc/self/fd/") + pdirent->d_name;
-    if ((readlink(strLink.c_str(), szTarget, sizeof(szTarget) - 1) > 0) && strstr(szTarget, "/cloexec"))
+    if (std::filesystem::read_symlink(entry.path(), ec).filename() == "cloexec")
     {
       iFound++;
-      EXPECT_TRUE(fcntl(atoi(pdirent->d_name), F_GETFD) & FD_CLOEXEC);
+      EXPECT_TRUE(fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC);
     }
   }
-  closedir(pdir);
   EXPECT_EQ(1, iFound);
 }
 
