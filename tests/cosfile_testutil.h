@@ -60,6 +60,9 @@ private:
 class FileServicesTest : public ::testing::Test
 {
 protected:
+  // Path of a name inside the temporary directory.
+  std::string P(const std::string &a_strName) const { return m_tempdir / a_strName; }
+
   ScopedFileServices m_services;
   TempDir m_tempdir;
 };

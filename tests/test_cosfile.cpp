@@ -57,7 +57,7 @@ TEST_F(CosFileOpen, ModesTable)
   {
     SCOPED_TRACE("open " + std::to_string(c.eosfileopen) + " access " + std::to_string(c.eosfileaccess) +
                  (c.blExisting ? " existing" : " missing"));
-    const std::string strFile = m_tempdir / std::to_string(iCase++);
+    const std::string strFile = P(std::to_string(iCase++));
     ASSERT_TRUE(!c.blExisting || ostest::WriteFile(strFile, kContent));
     COsFile osfile;
     EXPECT_EQ(c.eosstsExpected, osfile.Open(strFile.c_str(), c.eosfileopen, c.eosfileaccess, 2));
@@ -74,7 +74,7 @@ TEST_F(CosFileOpen, ModesTable)
 
 TEST_F(CosFileOpen, ArgumentChecks)
 {
-  const std::string strFile = m_tempdir / "f";
+  const std::string strFile = P("f");
   COsFile osfile;
   EXPECT_EQ(3u, osfile.Open(nullptr, 1, 2, 2));
   // Each of open, access and share just outside its range.
@@ -90,21 +90,21 @@ TEST_F(CosFileOpen, ArgumentChecks)
 // themselves are the safe open's, tested with the configuration dump).
 TEST_F(CosFileOpen, WritingIsRefusedOnLinks)
 {
-  ASSERT_TRUE(ostest::WriteFile(m_tempdir / "victim", "precious"));
-  ASSERT_EQ(0, symlink((m_tempdir / "victim").c_str(), (m_tempdir / "link").c_str()));
-  ASSERT_EQ(0, symlink((m_tempdir / "created").c_str(), (m_tempdir / "dangling").c_str()));
+  ASSERT_TRUE(ostest::WriteFile(P("victim"), "precious"));
+  ASSERT_EQ(0, symlink(P("victim").c_str(), P("link").c_str()));
+  ASSERT_EQ(0, symlink(P("created").c_str(), P("dangling").c_str()));
   for (const char *sz : {"link", "dangling"})
   {
     COsFile osfile;
-    EXPECT_EQ(258u, osfile.Open((m_tempdir / sz).c_str(), EOSFILEOPEN_CREATE, EOSFILEACCESS_WRITE, 2)) << sz;
+    EXPECT_EQ(258u, osfile.Open(P(sz).c_str(), EOSFILEOPEN_CREATE, EOSFILEACCESS_WRITE, 2)) << sz;
   }
-  EXPECT_EQ("precious", ostest::ReadFile(m_tempdir / "victim"));
-  EXPECT_FALSE(ostest::FileExists(m_tempdir / "created"));
+  EXPECT_EQ("precious", ostest::ReadFile(P("victim")));
+  EXPECT_FALSE(ostest::FileExists(P("created")));
 }
 
 TEST_F(CosFileOpen, ExclusiveShareLocksOutASecondObject)
 {
-  const std::string strFile = m_tempdir / "locked";
+  const std::string strFile = P("locked");
   COsFile osfileFirst;
   COsFile osfileSecond;
   ASSERT_EQ(0u, osfileFirst.Open(strFile.c_str(), 1, 3, 1));
@@ -120,7 +120,7 @@ TEST_F(CosFileOpen, ExclusiveShareLocksOutASecondObject)
 
 TEST_F(CosFileOpen, TemporaryFileGoesAtCloseAndAtDestruction)
 {
-  const std::string strFile = m_tempdir / "tmp";
+  const std::string strFile = P("tmp");
   {
     COsFile osfile;
     ASSERT_EQ(0u, osfile.Open(strFile.c_str(), 4, 2, 2));
@@ -136,7 +136,7 @@ TEST_F(CosFileOpen, TemporaryFileGoesAtCloseAndAtDestruction)
 TEST_F(CosFileOpen, StreamIsClosedOnExec)
 {
   COsFile osfile;
-  ASSERT_EQ(0u, osfile.Open((m_tempdir / "cloexec").c_str(), 1, 2, 2));
+  ASSERT_EQ(0u, osfile.Open(P("cloexec").c_str(), 1, 2, 2));
   int iFound = 0;
   std::error_code ec;
   for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd", ec))
@@ -156,25 +156,25 @@ TEST_F(CosFileOpen, StreamIsClosedOnExec)
 // itself is shared with the configuration dump and tested there.)
 TEST_F(CosFileOpen, NameUnderTheRootPathGetsTheConfiguredMode)
 {
-  const std::string strRoot = m_tempdir / "root";
+  const std::string strRoot = P("root");
   OsCfgVersion oscfgversion{};
   COsCfg oscfg("filetest", EOSCFGENTITY_UTILITY, "", &oscfgversion, false, nullptr);
   ASSERT_EQ(0u, oscfg.Set(1, 10, strRoot.c_str()));
   ASSERT_EQ(0u, oscfg.Set(1, 99, "511"));
   ASSERT_TRUE(ostest::MakeDirectory(strRoot));
-  ASSERT_TRUE(ostest::WriteFile(m_tempdir / "root/old", "x") && ostest::WriteFile(m_tempdir / "target", "x"));
-  ASSERT_EQ(0, chmod((m_tempdir / "root/old").c_str(), 0600) + chmod((m_tempdir / "target").c_str(), 0600));
-  ASSERT_EQ(0, symlink((m_tempdir / "target").c_str(), (m_tempdir / "root/link").c_str()));
+  ASSERT_TRUE(ostest::WriteFile(P("root/old"), "x") && ostest::WriteFile(P("target"), "x"));
+  ASSERT_EQ(0, chmod(P("root/old").c_str(), 0600) + chmod(P("target").c_str(), 0600));
+  ASSERT_EQ(0, symlink(P("target").c_str(), P("root/link").c_str()));
   const mode_t modeOld = umask(077);
   COsFile osfile;
-  EXPECT_EQ(0u, osfile.Open((m_tempdir / "root/new").c_str(), 1, 2, 2));
+  EXPECT_EQ(0u, osfile.Open(P("root/new").c_str(), 1, 2, 2));
   osfile.Close();
-  EXPECT_EQ(1u, osfile.Open((m_tempdir / "root/old").c_str(), 5, 2, 2));
-  EXPECT_EQ(1u, osfile.Open((m_tempdir / "root/link").c_str(), 5, 2, 2));
+  EXPECT_EQ(1u, osfile.Open(P("root/old").c_str(), 5, 2, 2));
+  EXPECT_EQ(1u, osfile.Open(P("root/link").c_str(), 5, 2, 2));
   umask(modeOld);
-  EXPECT_EQ(0777, ostest::ModeOf(m_tempdir / "root/new"));
-  EXPECT_EQ(0777, ostest::ModeOf(m_tempdir / "root/old"));
-  EXPECT_EQ(0600, ostest::ModeOf(m_tempdir / "target"));
+  EXPECT_EQ(0777, ostest::ModeOf(P("root/new")));
+  EXPECT_EQ(0777, ostest::ModeOf(P("root/old")));
+  EXPECT_EQ(0600, ostest::ModeOf(P("target")));
 }
 
 TEST_F(CosFileWrite, WriteAndPrintfCheckAndCount)
@@ -182,7 +182,7 @@ TEST_F(CosFileWrite, WriteAndPrintfCheckAndCount)
   COsFile osfile;
   EXPECT_EQ(3u, osfile.Write("x", 1, nullptr));
   EXPECT_EQ(-1, osfile.Printf("x"));
-  ASSERT_EQ(0u, osfile.Open((m_tempdir / "f").c_str(), 1, 2, 2));
+  ASSERT_EQ(0u, osfile.Open(P("f").c_str(), 1, 2, 2));
   EXPECT_EQ(3u, osfile.Write(nullptr, 1, nullptr));
   uint32_t u32Written = 99;
   EXPECT_EQ(0u, osfile.Write("abc", 3, &u32Written));
@@ -196,7 +196,7 @@ TEST_F(CosFileWrite, WriteAndPrintfCheckAndCount)
   EXPECT_EQ(65535, osfile.Printf("%s", strFits.c_str()));
   EXPECT_EQ(-1, osfile.Printf("%s", std::string(65536, 'b').c_str()));
   osfile.Close();
-  EXPECT_EQ("abcde42-bc\r\n" + strFits, ostest::ReadFile(m_tempdir / "f"));
+  EXPECT_EQ("abcde42-bc\r\n" + strFits, ostest::ReadFile(P("f")));
 }
 
 TEST_F(CosFileWrite, PrintfFailsWithoutTheMemoryService)
@@ -205,18 +205,18 @@ TEST_F(CosFileWrite, PrintfFailsWithoutTheMemoryService)
   g_posmem = nullptr;
   {
     COsFile osfile;
-    EXPECT_EQ(0u, osfile.Open((m_tempdir / "f").c_str(), 1, 2, 2));
+    EXPECT_EQ(0u, osfile.Open(P("f").c_str(), 1, 2, 2));
     EXPECT_EQ(-1, osfile.Printf("x"));
   }
   g_posmem = posmemOld;
-  EXPECT_EQ("", ostest::ReadFile(m_tempdir / "f"));
+  EXPECT_EQ("", ostest::ReadFile(P("f")));
 }
 
 // Missing components are made with the bits 0777 whatever the process's
 // mask, which stays; relative names and both separators are taken.
 TEST_F(CosFileCreate, MakesEveryComponentWithFullPermissions)
 {
-  ASSERT_EQ(0, mkdir((m_tempdir / "a").c_str(), 0700));
+  ASSERT_EQ(0, mkdir(P("a").c_str(), 0700));
   ostest::ScopedCwd cwd(m_tempdir.Path());
   ASSERT_TRUE(cwd.Changed());
   const mode_t modeOld = umask(077);
@@ -224,15 +224,15 @@ TEST_F(CosFileCreate, MakesEveryComponentWithFullPermissions)
   const mode_t modeDuring = umask(modeOld);
   EXPECT_EQ(0u, eossts);
   EXPECT_EQ(077u, modeDuring) << "the process's mask is restored";
-  EXPECT_EQ(0700, ostest::ModeOf(m_tempdir / "a")) << "an existing component is left alone";
-  EXPECT_EQ(0777, ostest::ModeOf(m_tempdir / "a/b"));
-  EXPECT_EQ(0777, ostest::ModeOf(m_tempdir / "a/b/c"));
+  EXPECT_EQ(0700, ostest::ModeOf(P("a"))) << "an existing component is left alone";
+  EXPECT_EQ(0777, ostest::ModeOf(P("a/b")));
+  EXPECT_EQ(0777, ostest::ModeOf(P("a/b/c")));
   for (const char *sz : {"a/b/c", ".", "/", "", "./.."})
   {
     EXPECT_EQ(261u, COsFile::Create(sz, nullptr)) << sz;
   }
   EXPECT_EQ(1u, COsFile::Create(nullptr, nullptr));
-  ASSERT_TRUE(ostest::WriteFile(m_tempdir / "file", "x"));
+  ASSERT_TRUE(ostest::WriteFile(P("file"), "x"));
   EXPECT_EQ(1u, COsFile::Create("file/sub", nullptr));
 }
 
@@ -275,12 +275,12 @@ TEST(CosFileCreateDeathTest, TraceFileLogsExistingDirectories)
 // Exists is a search (tested with FindFirst) that keeps no stream.
 TEST_F(CosFileExists, FilesDirectoriesAndPatterns)
 {
-  ASSERT_TRUE(ostest::WriteFile(m_tempdir / "a.xml", "x"));
-  ASSERT_EQ(0, symlink("nowhere", (m_tempdir / "dangling").c_str()));
+  ASSERT_TRUE(ostest::WriteFile(P("a.xml"), "x"));
+  ASSERT_EQ(0, symlink("nowhere", P("dangling").c_str()));
   EXPECT_TRUE(COsFile::Exists(m_tempdir.Path().c_str()));
-  EXPECT_TRUE(COsFile::Exists((m_tempdir / "?.xml").c_str()));
-  EXPECT_FALSE(COsFile::Exists((m_tempdir / "*.txt").c_str()));
-  EXPECT_FALSE(COsFile::Exists((m_tempdir / "dangling").c_str()));
+  EXPECT_TRUE(COsFile::Exists(P("?.xml").c_str()));
+  EXPECT_FALSE(COsFile::Exists(P("*.txt").c_str()));
+  EXPECT_FALSE(COsFile::Exists(P("dangling").c_str()));
   EXPECT_FALSE(COsFile::Exists(nullptr));
 }
 

@@ -133,12 +133,12 @@ std::string FileInTheRootDirectory()
 // is named. A result that does not fit fails rather than being cut.
 TEST_F(CosFilePath, Absolute)
 {
-  ASSERT_TRUE(ostest::MakeDirectory(m_tempdir / "real") && ostest::WriteFile(m_tempdir / "real/f", "x"));
-  ASSERT_EQ(0, symlink("real", (m_tempdir / "link").c_str()));
-  ASSERT_EQ(0, symlink("f", (m_tempdir / "real/flink").c_str()));
-  ostest::ScopedCwd cwd(m_tempdir / "real");
+  ASSERT_TRUE(ostest::MakeDirectory(P("real")) && ostest::WriteFile(P("real/f"), "x"));
+  ASSERT_EQ(0, symlink("real", P("link").c_str()));
+  ASSERT_EQ(0, symlink("f", P("real/flink").c_str()));
+  ostest::ScopedCwd cwd(P("real"));
   ASSERT_TRUE(cwd.Changed());
-  const std::string strReal = ostest::Physical(m_tempdir / "real");
+  const std::string strReal = ostest::Physical(P("real"));
   const uint32_t u32Fits = static_cast<uint32_t>(strReal.size() + 3);  // "<real>/f" and its terminator
   const std::string strRootFile = FileInTheRootDirectory();
   const struct

@@ -22,13 +22,13 @@ using Platform = ostest::FileServicesTest;
 // without large-file support sees every such directory as empty.
 TEST_F(Platform, DirectoryWalksSeeEveryEntry)
 {
-  const std::string strSource = m_tempdir / "source";
+  const std::string strSource = P("source");
   ASSERT_TRUE(ostest::MakeDirectory(strSource));
   for (int ii = 0; ii < 40; ii++)
   {
     ASSERT_TRUE(ostest::WriteFile(strSource + "/f" + std::to_string(ii) + ".ini", "x"));
   }
-  const std::string strCopy = m_tempdir / "copy";
+  const std::string strCopy = P("copy");
   ASSERT_EQ(0u, COsFile::CopyDirectory(strSource.c_str(), strCopy.c_str(), true, nullptr, nullptr));
   OsFileInfo osfileinfo{};
   int iFound = 0;
