@@ -1,13 +1,10 @@
-// cosfile_testutil.h: fixtures of the file-service tests: a log writing into
-// a temporary file (so a test can look for a message) and a memory service,
-// both installed in the globals for the life of the object and removed
-// again, also as a test fixture with a temporary directory; small
+// cosfile_testutil.h: the fixture of the file-service tests (a log and a
+// memory service installed for the test, and a temporary directory); small
 // lstat-based queries, a tree listing, and handing a path to the
 // unprivileged user the tests run as (ostest::RunAsNobody).
 #ifndef COSFILE_TESTUTIL_H
 #define COSFILE_TESTUTIL_H
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -25,46 +22,38 @@
 namespace ostest
 {
 
-class ScopedFileServices
+// A test with a log writing into a file of its own (so a test can look for
+// a message) and a memory service, both installed in the globals for the
+// life of the test and removed again, and a temporary directory.
+class FileServicesTest : public ::testing::Test
 {
-public:
-  explicit ScopedFileServices(int a_iDebugLevel = 1)
-      : m_posmemOld(g_posmem), m_poslogOld(g_poslog), m_strLog(m_tempdir / "file.log")
+protected:
+  FileServicesTest() : m_strLog(m_tempdirLog / "file.log"), m_posmemOld(g_posmem), m_poslogOld(g_poslog)
   {
-    g_poslog = new COsLog("filetest", m_strLog.c_str(), a_iDebugLevel, "");
+    g_poslog = new COsLog("filetest", m_strLog.c_str(), 1, "");
     g_posmem = new COsMem(OS_MEM_METHOD_MALLOC, 1);
   }
-  ~ScopedFileServices()
+  ~FileServicesTest() override
   {
     delete g_posmem;
     g_posmem = m_posmemOld;
     delete g_poslog;
     g_poslog = m_poslogOld;
   }
-  ScopedFileServices(const ScopedFileServices &) = delete;
-  ScopedFileServices &operator=(const ScopedFileServices &) = delete;
-
   bool Logged(const std::string &a_strText) const
   {
     return ReadFile(m_strLog).find(a_strText) != std::string::npos;
   }
-
-private:
-  TempDir m_tempdir;
-  COsMem *m_posmemOld;
-  COsLog *m_poslogOld;
-  std::string m_strLog;
-};
-
-// A test with the file services installed and a temporary directory.
-class FileServicesTest : public ::testing::Test
-{
-protected:
   // Path of a name inside the temporary directory.
   std::string P(const std::string &a_strName) const { return m_tempdir / a_strName; }
 
-  ScopedFileServices m_services;
   TempDir m_tempdir;
+
+private:
+  TempDir m_tempdirLog;
+  std::string m_strLog;
+  COsMem *m_posmemOld;
+  COsLog *m_poslogOld;
 };
 
 // The path with every link resolved; empty when it is missing.
@@ -84,12 +73,6 @@ inline int ModeOf(const std::string &a_strPath)
 {
   struct stat statPath;
   return lstat(a_strPath.c_str(), &statPath) ? -1 : static_cast<int>(statPath.st_mode & 07777);
-}
-
-inline bool IsLink(const std::string &a_strPath)
-{
-  struct stat statPath;
-  return !lstat(a_strPath.c_str(), &statPath) && S_ISLNK(statPath.st_mode);
 }
 
 inline bool IsDirectory(const std::string &a_strPath)
