@@ -243,8 +243,8 @@ protected:
 // The callback's verdicts: 8 skips an entry, 6 copies a directory whole
 // without asking about what is inside; 6 for a file is a failure that does
 // not stop the walk; another status for a directory is a failure, and the
-// directory is not entered. A destination directory is made only on the way to a
-// copied file, except without a callback, when everything is copied.
+// directory is not entered. A destination directory is made only on the way
+// to a copied file, except without a callback, when everything is copied.
 TEST_F(CosFileCopyDirectory, CallbackVerdicts)
 {
   const std::vector<std::string> vecAll{"a.ini",     "b.txt",       "empty/",          "sub/",
