@@ -1,17 +1,17 @@
-// cosfile_testutil.h: fixtures of the file-service tests: a log writing into
-// a temporary file (so a test can look for a message) and a memory service,
-// both installed in the globals for the life of the object and removed
-// again; small lstat-based queries, a tree listing, and handing a path to
-// the unprivileged user the tests run as (ostest::RunAsNobody).
+// cosfile_testutil.h: the fixture of the file-service tests (a log and a
+// memory service installed for the test, and a temporary directory); small
+// lstat-based queries, a tree listing, and handing a path to the
+// unprivileged user the tests run as (ostest::RunAsNobody).
 #ifndef COSFILE_TESTUTIL_H
 #define COSFILE_TESTUTIL_H
 
-#include <dirent.h>
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <climits>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -22,33 +22,38 @@
 namespace ostest
 {
 
-class ScopedFileServices
+// A test with a log writing into a file of its own (so a test can look for
+// a message) and a memory service, both installed in the globals for the
+// life of the test and removed again, and a temporary directory.
+class FileServicesTest : public ::testing::Test
 {
-public:
-  explicit ScopedFileServices(int a_iDebugLevel = 1)
-      : m_posmemOld(g_posmem), m_poslogOld(g_poslog), m_strLog(m_tempdir / "file.log")
+protected:
+  FileServicesTest() : m_strLog(m_tempdirLog / "file.log"), m_posmemOld(g_posmem), m_poslogOld(g_poslog)
   {
-    g_poslog = new COsLog("filetest", m_strLog.c_str(), a_iDebugLevel, "");
+    g_poslog = new COsLog("filetest", m_strLog.c_str(), 1, "");
     g_posmem = new COsMem(OS_MEM_METHOD_MALLOC, 1);
   }
-  ~ScopedFileServices()
+  ~FileServicesTest() override
   {
     delete g_posmem;
     g_posmem = m_posmemOld;
     delete g_poslog;
     g_poslog = m_poslogOld;
   }
-  ScopedFileServices(const ScopedFileServices &) = delete;
-  ScopedFileServices &operator=(const ScopedFileServices &) = delete;
+  bool Logged(const std::string &a_strText) const
+  {
+    return ReadFile(m_strLog).find(a_strText) != std::string::npos;
+  }
+  // Path of a name inside the temporary directory.
+  std::string P(const std::string &a_strName) const { return m_tempdir / a_strName; }
 
-  std::string Log() const { return ReadFile(m_strLog); }
-  bool Logged(const std::string &a_strText) const { return Log().find(a_strText) != std::string::npos; }
+  TempDir m_tempdir;
 
 private:
-  TempDir m_tempdir;
+  TempDir m_tempdirLog;
+  std::string m_strLog;
   COsMem *m_posmemOld;
   COsLog *m_poslogOld;
-  std::string m_strLog;
 };
 
 // The path with every link resolved; empty when it is missing.
@@ -70,12 +75,6 @@ inline int ModeOf(const std::string &a_strPath)
   return lstat(a_strPath.c_str(), &statPath) ? -1 : static_cast<int>(statPath.st_mode & 07777);
 }
 
-inline bool IsLink(const std::string &a_strPath)
-{
-  struct stat statPath;
-  return !lstat(a_strPath.c_str(), &statPath) && S_ISLNK(statPath.st_mode);
-}
-
 inline bool IsDirectory(const std::string &a_strPath)
 {
   struct stat statPath;
@@ -84,28 +83,16 @@ inline bool IsDirectory(const std::string &a_strPath)
 
 // Every path below a_strRoot ("a/b", directories with a trailing "/"),
 // sorted; links are listed, not followed. Empty when a_strRoot is missing.
-inline std::vector<std::string> Listing(const std::string &a_strRoot, const std::string &a_strPrefix = "")
+inline std::vector<std::string> Listing(const std::string &a_strRoot)
 {
+  namespace fs = std::filesystem;
+  const std::string strRoot = a_strRoot + "/";
   std::vector<std::string> vec;
-  DIR *pdir = opendir(a_strRoot.c_str());
-  for (const dirent *pdirent = pdir ? readdir(pdir) : nullptr; pdirent; pdirent = readdir(pdir))
+  std::error_code ec;
+  for (fs::recursive_directory_iterator it(strRoot, ec), itEnd; !ec && (it != itEnd); it.increment(ec))
   {
-    const std::string strName = pdirent->d_name;
-    if (strName == "." || strName == "..")
-    {
-      continue;
-    }
-    const bool blDirectory = IsDirectory(a_strRoot + "/" + strName);
-    vec.push_back(a_strPrefix + strName + (blDirectory ? "/" : ""));
-    if (blDirectory)
-    {
-      const std::vector<std::string> vecSub = Listing(a_strRoot + "/" + strName, vec.back());
-      vec.insert(vec.end(), vecSub.begin(), vecSub.end());
-    }
-  }
-  if (pdir)
-  {
-    closedir(pdir);
+    const bool blDirectory = it->symlink_status().type() == fs::file_type::directory;
+    vec.push_back(it->path().string().substr(strRoot.size()) + (blDirectory ? "/" : ""));
   }
   std::sort(vec.begin(), vec.end());
   return vec;
@@ -116,10 +103,8 @@ class ScopedCwd
 {
 public:
   explicit ScopedCwd(const std::string &a_strDirectory)
+      : m_strOld(Physical(".")), m_blChanged(chdir(a_strDirectory.c_str()) == 0)
   {
-    char szOld[4096];
-    m_strOld = getcwd(szOld, sizeof(szOld)) ? szOld : "/";
-    m_blChanged = (chdir(a_strDirectory.c_str()) == 0);
   }
   ~ScopedCwd() { (void)!chdir(m_strOld.c_str()); }
   ScopedCwd(const ScopedCwd &) = delete;

@@ -1,12 +1,11 @@
 // Path functions of COsFile: normalisation, set, append, split, trailing
 // slash and the absolute form of existing paths.
-#include <dirent.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <climits>
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 #include "cosfile_testutil.h"
@@ -59,7 +58,9 @@ std::string Apply(const PathCase &a_c)
   return sz;
 }
 
-TEST(CosFilePath, Table)
+using CosFilePath = ostest::FileServicesTest;
+
+TEST_F(CosFilePath, Table)
 {
   const PathCase apathcase[] = {
       // Runs merge; only a leading pair of backslashes stays (a network share).
@@ -69,8 +70,6 @@ TEST(CosFilePath, Table)
       {'N', "a/b//", "\\", 0, "a\\b\\"},
       {'N', "\\\\server\\share//x", nullptr, 0, "\\\\server/share/x"},
       {'N', "\\\\\\x", nullptr, 0, "\\\\/x"},  // a third backslash is an ordinary separator
-      {'N', "a\\\\b", nullptr, 0, "a/b"},      // a pair that is not leading is merged
-      {'N', "/\\x", nullptr, 0, "/x"},
       // Set copies what fits (normalised) and empties the buffer otherwise.
       {'S', "old", "a\\b//cd", 8, "a/b/cd"},
       {'S', "old", "abcdefgh", 8, ""},
@@ -84,9 +83,7 @@ TEST(CosFilePath, Table)
       {'A', "abc", "ok", 7, "abc/ok"},
       {'A', "abc", "okk", 7, "abc/"},
       {'T', "/", nullptr, 0, ""},
-      {'T', "a/b/", nullptr, 0, "a/b"},
-      {'T', "a//", nullptr, 0, "a"},
-      {'T', "a\\", nullptr, 0, "a"},
+      {'T', "a/\\/", nullptr, 0, "a"},
       {'T', "", nullptr, 0, ""},
       {'T', "a", nullptr, 0, "a"},
       {'P', "name", nullptr, 0, "0|name"},
@@ -97,14 +94,13 @@ TEST(CosFilePath, Table)
   };
   for (const PathCase &c : apathcase)
   {
-    EXPECT_EQ(c.szOut, Apply(c)) << c.cFunction << " <" << c.szIn << "> <" << (c.szArgument ? c.szArgument : "")
-                                 << "> " << c.u32Size;
+    EXPECT_EQ(c.szOut, Apply(c)) << c.cFunction << " <" << c.szIn << "> <"
+                                 << (c.szArgument ? c.szArgument : "") << "> " << c.u32Size;
   }
 }
 
-TEST(CosFilePath, NullArgumentsAndOverlappingBuffers)
+TEST_F(CosFilePath, NullArgumentsAndOverlappingBuffers)
 {
-  ostest::ScopedFileServices services;
   EXPECT_EQ(nullptr, COsFile::PathNormalize(nullptr, '/'));
   char sz[8] = "keep";
   COsFile::PathSet(sz, sizeof(sz), nullptr);
@@ -117,37 +113,31 @@ TEST(CosFilePath, NullArgumentsAndOverlappingBuffers)
   EXPECT_STREQ("a/b", szLong);
 }
 
-// A file directly below "/" ("" when there is none).
+// A file directly below "/" ("/" itself when there is none).
 std::string FileInTheRootDirectory()
 {
-  std::string strFile;
-  DIR *pdir = opendir("/");
-  for (struct dirent *pdirent = pdir ? readdir(pdir) : nullptr; pdirent && strFile.empty(); pdirent = readdir(pdir))
+  std::error_code ec;
+  for (const auto &entry : std::filesystem::directory_iterator("/", ec))
   {
-    struct stat statEntry;
-    strFile = std::string("/") + pdirent->d_name;
-    strFile = (!stat(strFile.c_str(), &statEntry) && !S_ISDIR(statEntry.st_mode)) ? strFile : "";
+    if (entry.is_regular_file(ec))
+    {
+      return entry.path().string();
+    }
   }
-  if (pdir)
-  {
-    closedir(pdir);
-  }
-  return strFile;
+  return "/";
 }
 
 // Relative names are taken from the working directory, which stays; links in
 // the directory part are resolved, a link as the last component stays as it
 // is named. A result that does not fit fails rather than being cut.
-TEST(CosFilePath, Absolute)
+TEST_F(CosFilePath, Absolute)
 {
-  ostest::ScopedFileServices services;
-  ostest::TempDir tempdir;
-  ASSERT_TRUE(ostest::MakeDirectory(tempdir / "real") && ostest::WriteFile(tempdir / "real/f", "x"));
-  ASSERT_EQ(0, symlink("real", (tempdir / "link").c_str()));
-  ASSERT_EQ(0, symlink("f", (tempdir / "real/flink").c_str()));
-  ostest::ScopedCwd cwd(tempdir / "real");
+  ASSERT_TRUE(ostest::MakeDirectory(P("real")) && ostest::WriteFile(P("real/f"), "x"));
+  ASSERT_EQ(0, symlink("real", P("link").c_str()));
+  ASSERT_EQ(0, symlink("f", P("real/flink").c_str()));
+  ostest::ScopedCwd cwd(P("real"));
   ASSERT_TRUE(cwd.Changed());
-  const std::string strReal = ostest::Physical(tempdir / "real");
+  const std::string strReal = ostest::Physical(P("real"));
   const uint32_t u32Fits = static_cast<uint32_t>(strReal.size() + 3);  // "<real>/f" and its terminator
   const std::string strRootFile = FileInTheRootDirectory();
   const struct
@@ -157,14 +147,12 @@ TEST(CosFilePath, Absolute)
     EOSSTS eossts;
     std::string strOut;  // on success
   } acase[] = {
-      {"f", 512, 0, strReal + "/f"},
       {".", 512, 0, strReal},
-      {"..", 512, 0, ostest::Physical(tempdir.Path())},
-      {"../link//f", 512, 0, strReal + "/f"},
+      {"..", 512, 0, ostest::Physical(m_tempdir.Path())},
       {"../link", 512, 0, strReal},
       {"../link/flink", 512, 0, strReal + "/flink"},
       {"/", 512, 0, "/"},
-      {strRootFile.empty() ? "/" : strRootFile, 512, 0, strRootFile.empty() ? "/" : strRootFile},
+      {strRootFile, 512, 0, strRootFile},
       {"f", u32Fits, 0, strReal + "/f"},
       {"f", u32Fits - 1, 1, ""},
       {".", static_cast<uint32_t>(strReal.size()), 1, ""},
@@ -174,15 +162,14 @@ TEST(CosFilePath, Absolute)
   for (const auto &c : acase)
   {
     char sz[512] = "";
-    EXPECT_EQ(c.eossts, COsFile::PathAbsolute(sz, c.u32Size, c.strName.c_str())) << c.strName << " " << c.u32Size;
+    EXPECT_EQ(c.eossts, COsFile::PathAbsolute(sz, c.u32Size, c.strName.c_str()))
+        << c.strName << " " << c.u32Size;
     if (!c.eossts)
     {
       EXPECT_EQ(c.strOut, sz) << c.strName;
     }
   }
-  char szCwd[PATH_MAX];
-  ASSERT_NE(nullptr, getcwd(szCwd, sizeof(szCwd)));
-  EXPECT_EQ(strReal, szCwd);
+  EXPECT_EQ(strReal, ostest::Physical("."));
   char sz[512];
   EXPECT_EQ(1u, COsFile::PathAbsolute(nullptr, sizeof(sz), "."));
   EXPECT_EQ(1u, COsFile::PathAbsolute(sz, sizeof(sz), nullptr));

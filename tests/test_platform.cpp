@@ -16,21 +16,21 @@ static_assert(sizeof(void *) != 4 || sizeof(OsFileCopyDirectoryInfo) == 16, "16 
 static_assert(sizeof(off_t) == 8 && sizeof(ino_t) == 8, "large-file support");
 static_assert(sizeof(time_t) == 8, "a 64-bit time");
 
+using Platform = ostest::FileServicesTest;
+
 // On ext4 with hashed directories the offsets are 64-bit hashes; a build
 // without large-file support sees every such directory as empty.
-TEST(Platform, DirectoryWalksSeeEveryEntry)
+TEST_F(Platform, DirectoryWalksSeeEveryEntry)
 {
-  ostest::ScopedFileServices services;
-  ostest::TempDir tempdir;
-  const std::string strSource = tempdir / "source";
-  ASSERT_EQ(0u, COsFile::Create(strSource.c_str(), nullptr));
+  const std::string strSource = P("source");
+  ASSERT_TRUE(ostest::MakeDirectory(strSource));
   for (int ii = 0; ii < 40; ii++)
   {
     ASSERT_TRUE(ostest::WriteFile(strSource + "/f" + std::to_string(ii) + ".ini", "x"));
   }
-  const std::string strCopy = tempdir / "copy";
+  const std::string strCopy = P("copy");
   ASSERT_EQ(0u, COsFile::CopyDirectory(strSource.c_str(), strCopy.c_str(), true, nullptr, nullptr));
-  OsFileInfo osfileinfo = {};
+  OsFileInfo osfileinfo{};
   int iFound = 0;
   for (EOSSTS eossts = COsFile::FindFirst((strCopy + "/*.ini").c_str(), &osfileinfo); eossts == 0;
        eossts = COsFile::FindNext(&osfileinfo))
@@ -42,7 +42,7 @@ TEST(Platform, DirectoryWalksSeeEveryEntry)
   EXPECT_FALSE(ostest::FileExists(strCopy));
 }
 
-TEST(Platform, TimesPast2038)
+TEST_F(Platform, TimesPast2038)
 {
   OsTimeRecord timerecord = {};
   ASSERT_EQ(0u, COsTime::GetUtcTime(&timerecord, 4102444800LL));  // 2100-01-01 00:00:00 UTC
