@@ -22,7 +22,7 @@ namespace
 
 std::unique_ptr<COsCfgImpl> UtilityImpl(const CfgHome &a_home)
 {
-  std::unique_ptr<COsCfgImpl> poscfgimpl(new COsCfgImpl("isis", EOSCFGENTITY_UTILITY));
+  std::unique_ptr<COsCfgImpl> poscfgimpl(new (std::nothrow) COsCfgImpl("isis", EOSCFGENTITY_UTILITY));
   poscfgimpl->SetProgramPath(a_home.Program().c_str());
   return poscfgimpl;
 }
