@@ -512,15 +512,10 @@ TEST_F(LogTest, PathsFromAtFormsAndTheLogDirectory)
                {true, "QRB_LOGDIR", "plain.log", "<T>/qrb_"},
                {false, "QRB_LOGDIR", "@MYLOGDIR@/scan.log", "<T>/qrb_"},
                {false, "QRB_LOGDIR", "<T>/test.log", "<T>/test.log"}};
-  auto fnExpand = [&](std::string a_str)
+  auto fnExpand = [&](const char *a_sz)
   {
-    for (const auto &pair : {std::make_pair("<T>", m_tempdir.Path()),
-                             std::make_pair("<P>", std::string(program_invocation_short_name))})
-    {
-      size_t sizeAt = a_str.find(pair.first);
-      a_str = sizeAt == std::string::npos ? a_str : a_str.replace(sizeAt, 3, pair.second);
-    }
-    return a_str;
+    const std::string str = std::regex_replace(a_sz, std::regex("<T>"), m_tempdir.Path());
+    return std::regex_replace(str, std::regex("<P>"), program_invocation_short_name);
   };
   ostest::ScopedEnv envLogDir("QRB_LOGDIR", nullptr);
   EnterWorkDirectory();  // where the relative paths lead

