@@ -67,7 +67,6 @@ TEST(ThreadIds, IdentifiersAndTheLivenessProbe)
   std::thread([&] { u64Other = COsThread::GetThreadId(); }).join();
   EXPECT_NE(0u, u64Other);
   EXPECT_NE(COsThread::GetThreadId(), u64Other);
-  EXPECT_TRUE(COsThread::IsThreadRunning(COsThread::GetProcessId()));
   // Only the low 32 bits name the process.
   EXPECT_TRUE(COsThread::IsThreadRunning((0xABCDull << 32) | COsThread::GetProcessId()));
   // 0 and -1 would name process groups.
