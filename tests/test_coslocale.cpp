@@ -3,7 +3,6 @@
 // leaving the table.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <set>
 #include <string>
 

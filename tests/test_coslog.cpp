@@ -686,7 +686,7 @@ TEST_F(LogTest, NewLogReplacesTheOldContentsWithTheBlock)
 
 // Setup starts a new block only for a new path, the counter restarting with
 // it; the level-2 switch keeps what the new file held.
-TEST_F(LogTest, SetupStartsANewBlockOnlyForANewPath)
+TEST_F(LogTest, SetupStartsANewBlockOnlyForANewPathAndLevel2KeepsTheOldLines)
 {
   const std::string strOther = m_tempdir / "other.log";
   ASSERT_TRUE(ostest::WriteFile(strOther, "old line\r\n"));
