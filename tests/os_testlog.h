@@ -4,6 +4,7 @@
 #ifndef OS_TESTLOG_H
 #define OS_TESTLOG_H
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -47,11 +48,11 @@ public:
     return vecMessages;
   }
 
-  // The last message, or "" when there is none.
-  std::string Last() const
+  // Whether one of the messages is exactly a_strMessage.
+  bool Logged(const std::string &a_strMessage) const
   {
     std::vector<std::string> vecMessages = Messages();
-    return vecMessages.empty() ? std::string() : vecMessages.back();
+    return std::find(vecMessages.begin(), vecMessages.end(), a_strMessage) != vecMessages.end();
   }
 
 private:
