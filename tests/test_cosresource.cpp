@@ -188,15 +188,19 @@ TEST_F(Resource, FullTableRefusesANewNameAndFallsBackToEntryZero)
   EXPECT_EQ(0u, vec.back().find("R0@0:"));
 }
 
-TEST_F(Resource, FileWithoutTableOrTooShort)
+TEST_F(Resource, FileWithoutUsableTableOrTooShort)
 {
-  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "A"));
-  EXPECT_TRUE(Walk(m_strFile, EOSSTS_NOTFOUND).empty());
+  // No table; a marker one character off; an empty entry 62, which ends the
+  // search before entry 61.
+  for (const std::string &strTable :
+       {std::string(), RawTable().Entry(63, "@!@qrb@!X", 0, 0).Entry(62, "A", 0, 4).Bytes(),
+        RawTable().Entry(61, "A", 0, 4).Bytes()})
+  {
+    ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + strTable));
+    EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "A"));
+    EXPECT_TRUE(Walk(m_strFile, EOSSTS_NOTFOUND).empty());
+  }
   EXPECT_TRUE(Walk(m_tempdir / "missing", EOSSTS_FAIL).empty());
-  // A marker one character off in entry 63, although entry 62 looks fine.
-  ASSERT_TRUE(ostest::WriteFile(
-      m_strFile, m_strImage + RawTable().Entry(63, "@!@qrb@!X", 0, 0).Entry(62, "A", 0, 4).Bytes()));
-  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "A"));
   // A table in a file shorter than two pages cannot be mapped.
   std::string strShort =
       Image(2 * s_sizetPage - OS_RESOURCE_TABLESIZE - 1) + RawTable().Entry(62, "A", 0, 4).Bytes();
@@ -212,9 +216,12 @@ TEST_F(Resource, FileWithoutTableOrTooShort)
   }
 }
 
-TEST_F(Resource, EntriesOutsideTheFileAreNotFound)
+// Entries outside the file are not found; a 32-character name has no
+// terminator in its field.
+TEST_F(Resource, EntriesOutsideTheFileAreNotFoundAndNamesMayFillTheirField)
 {
   const uint32_t u32End = static_cast<uint32_t>(m_strImage.size()) + OS_RESOURCE_TABLESIZE;
+  const std::string strName(32, 'W');
   RawTable rawtable;
   rawtable
       .Entry(62, "EXACT", u32End - 10, 10)   // ends at the end of the file
@@ -223,7 +230,8 @@ TEST_F(Resource, EntriesOutsideTheFileAreNotFound)
       .Entry(59, "HUGE", 4096, 0xFFFFFFFFu)  // size overflows
       .Entry(58, "WRAP", 0xFFFFFFF0u, 0x20)  // offset + size wraps 32 bits
       .Entry(57, "HIGH", 0, 4, 1)            // high half of the offset set
-      .Entry(56, "EMPTY", u32End, 0);        // empty block at the very end
+      .Entry(56, "EMPTY", u32End, 0)         // empty block at the very end
+      .Entry(55, strName, 0, 4);
   ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + rawtable.Bytes()));
   EXPECT_EQ(EOSSTS_OK, OpenStatus(m_strFile, "EXACT"));
   for (const char *szName : {"PAST", "FAROFF", "HUGE", "WRAP", "HIGH"})
@@ -231,23 +239,11 @@ TEST_F(Resource, EntriesOutsideTheFileAreNotFound)
     EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, szName)) << szName;
   }
   EXPECT_EQ("", Read(m_strFile, "EMPTY"));
+  EXPECT_EQ("abcd", Read(m_strFile, strName.c_str()));
   // The walk skips the bad entries and goes on.
   EXPECT_EQ((std::vector<std::string>{"EXACT@62:" + std::to_string(u32End - 10) + "+10",
-                                      "EMPTY@56:" + std::to_string(u32End) + "+0"}),
+                                      "EMPTY@56:" + std::to_string(u32End) + "+0", strName + "@55:0+4"}),
             Walk(m_strFile));
-}
-
-TEST_F(Resource, AnEmptyEntryEndsTheSearchAndNamesMayFillTheirField)
-{
-  // Entry 62 empty: entry 61 is never reached, by Open nor by the walk.
-  ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + RawTable().Entry(61, "A", 0, 4).Bytes()));
-  EXPECT_EQ(EOSSTS_NOTFOUND, OpenStatus(m_strFile, "A"));
-  EXPECT_TRUE(Walk(m_strFile, EOSSTS_NOTFOUND).empty());
-  // A 32-character name has no terminator in its field.
-  std::string strName(32, 'W');
-  ASSERT_TRUE(ostest::WriteFile(m_strFile, m_strImage + RawTable().Entry(62, strName, 0, 4).Bytes()));
-  EXPECT_EQ("abcd", Read(m_strFile, strName.c_str()));
-  EXPECT_EQ(std::vector<std::string>{strName + "@62:0+4"}, Walk(m_strFile));
 }
 
 TEST_F(Resource, GetVersionConvertsTheTextAndDumpPrintsIt)

@@ -225,16 +225,13 @@ TEST_F(PnpHelperE2E, AddMirrorsProfilesIniAndUsbLocksOnly)
   {
     m_home.UserFile(sz);
   }
-  m_home.UserFile("a.ini", "[scan]\nresolution=300\n");
   std::filesystem::create_directories(m_home.Mirror());
-  ostest::WriteFile(m_home.Mirror() + "/a.ini", "edited");
   ostest::WriteFile(m_home.Mirror() + "/stray.ini", "stray");
   EXPECT_EQ(0, m_home.Run({"action:add"}));
   EXPECT_EQ((std::vector<std::string>{".ini", "USB2.LOCK", "a.ini", "b.INI", "deep/", "deep/d.Ini", "nested/",
                                       "nested/Profiles/", "nested/Profiles/k.bin", "profiles/",
                                       "profiles/sub/", "profiles/sub/readme.txt", "usb.lock"}),
             ostest::Listing(m_home.Mirror()));
-  EXPECT_EQ("[scan]\nresolution=300\n", ostest::ReadFile(m_home.Mirror() + "/a.ini"));
 }
 
 // Without a writeable override both actions succeed and do nothing; a
@@ -343,7 +340,6 @@ TEST(PnpHelperResource, StatusAndLogLine)
     c.strResource.empty() ? home.UseTwin() : home.SetResource(c.strResource);
     EXPECT_EQ(c.iStatus, home.Run({"action:add"}));
     EXPECT_TRUE(home.LogHas(c.szLogLine)) << home.Log();
-    EXPECT_TRUE(home.LogHas("Action completed: " + std::to_string(c.iStatus)));
     EXPECT_EQ(c.iStatus == 0, ostest::FileExists(home.Mirror() + "/a.ini"));
   }
 }
