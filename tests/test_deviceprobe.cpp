@@ -6,7 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -42,7 +42,6 @@ protected:
   // standard error is left in m_strStderr.
   int Probe(const std::vector<std::string> &a_vecArgs, const std::string &a_strSysfs = "")
   {
-    m_strStderr.clear();
     std::string strCommand = "DEVICEPROBE_SYSFS='" + (a_strSysfs.empty() ? m_strSysfs : a_strSysfs) + "'";
     std::vector<std::string> vecCommand = ostest::ProgramCommand(DEVICEPROBE_BIN);
     vecCommand.insert(vecCommand.end(), a_vecArgs.begin(), a_vecArgs.end());
@@ -50,13 +49,8 @@ protected:
     {
       strCommand += " '" + str + "'";
     }
-    FILE *pfile = popen((strCommand + " 2>&1 >/dev/null").c_str(), "r");
-    char ach[256];
-    for (size_t sizet; pfile && (sizet = fread(ach, 1, sizeof(ach), pfile)) > 0;)
-    {
-      m_strStderr.append(ach, sizet);
-    }
-    const int iStatus = pfile ? pclose(pfile) : -1;
+    const int iStatus = std::system((strCommand + " >/dev/null 2>'" + m_tempdir / "stderr" + "'").c_str());
+    m_strStderr = ostest::ReadFile(m_tempdir / "stderr");
     return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : -1;
   }
 

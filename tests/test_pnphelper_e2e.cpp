@@ -17,6 +17,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "cosfile_testutil.h"
@@ -443,25 +444,25 @@ TEST(PnpHelperSafety, ProbeGetsItsQuotedPathAndTheParsedList)
 }
 
 // A writeable root that puts the mirror at or inside the user-root
-// directory is refused before anything is deleted or copied.
+// directory (given plainly or through a link) is refused by either action
+// before anything is deleted or copied.
 TEST(PnpHelperSafety, MirrorOverlappingTheUserRootIsRefused)
 {
-  for (const std::string &strWriteable : {std::string("/"), std::string("user/w"), std::string("toroot/.")})
+  for (const auto &[szWriteable, szAction, iStatus] :
+       {std::make_tuple("/", "action:add", 210), std::make_tuple("user/w", "action:remove", 250),
+        std::make_tuple("toroot/.", "action:add", 210)})
   {
-    for (const auto &c : {std::make_pair("action:add", 210), std::make_pair("action:remove", 250)})
-    {
-      SCOPED_TRACE(strWriteable + " " + c.first);
-      PnpHome home;
-      std::filesystem::create_directories(home.User() + "/w");
-      ASSERT_EQ(0, symlink("/", (home.Home() + "/toroot").c_str()));
-      home.UserFile("keep.txt");
-      home.WriteConstIni((strWriteable[0] == '/') ? strWriteable : home.Home() + "/" + strWriteable, 1);
-      EXPECT_EQ(c.second, home.Run({c.first}));
-      EXPECT_TRUE(home.ErrorLogged("Writeable mirror overlaps the user-root directory...<")) << home.Log();
-      EXPECT_TRUE(home.LogHas("<" + home.User() + ">"));
-      EXPECT_EQ((std::vector<std::string>{"a.ini", "keep.txt", "w/"}), ostest::Listing(home.User()));
-      EXPECT_TRUE(home.ProbeArgs().empty());
-    }
+    SCOPED_TRACE(szWriteable);
+    PnpHome home;
+    std::filesystem::create_directories(home.User() + "/w");
+    ASSERT_EQ(0, symlink("/", (home.Home() + "/toroot").c_str()));
+    home.UserFile("keep.txt");
+    home.WriteConstIni((szWriteable[0] == '/') ? szWriteable : home.Home() + "/" + szWriteable, 1);
+    EXPECT_EQ(iStatus, home.Run({szAction}));
+    EXPECT_TRUE(home.ErrorLogged("Writeable mirror overlaps the user-root directory...<")) << home.Log();
+    EXPECT_TRUE(home.LogHas("<" + home.User() + ">"));
+    EXPECT_EQ((std::vector<std::string>{"a.ini", "keep.txt", "w/"}), ostest::Listing(home.User()));
+    EXPECT_TRUE(home.ProbeArgs().empty());
   }
 }
 
