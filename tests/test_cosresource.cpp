@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "cosfile_testutil.h"
@@ -251,22 +252,16 @@ TEST_F(Resource, GetVersionConvertsTheTextAndDumpPrintsIt)
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "VERSION", "00020000"));
   ASSERT_EQ(EOSSTS_OK, Add(m_strFile, "VERSIONSIMPLE", "01020304"));
   // Four bytes of room: "000" is copied and converts to 0.0.
-  const struct
-  {
-    const char *szName;
-    uint32_t u32Size;
-    EOSSTS eossts;
-    const char *szVersion;
-  } acase[] = {{"VERSION", 64, EOSSTS_OK, "0.2"},
-               {"versionsimple", 64, EOSSTS_OK, "1.2.3.4"},
-               {"VERSION", 4, EOSSTS_OK, "0.0"},
-               {"NOVERSION", 64, EOSSTS_NOTFOUND, ""}};
   char szVersion[64];
-  for (const auto &c : acase)
+  for (const auto &[szName, u32Size, eossts, szExpected] :
+       {std::make_tuple("VERSION", 64u, EOSSTS_OK, "0.2"),
+        std::make_tuple("versionsimple", 64u, EOSSTS_OK, "1.2.3.4"),
+        std::make_tuple("VERSION", 4u, EOSSTS_OK, "0.0"),
+        std::make_tuple("NOVERSION", 64u, EOSSTS_NOTFOUND, "")})
   {
     memset(szVersion, 'x', sizeof(szVersion));
-    EXPECT_EQ(c.eossts, COsResource::GetVersion(m_strFile.c_str(), szVersion, c.u32Size, c.szName, true));
-    EXPECT_STREQ(c.szVersion, szVersion) << c.szName << " " << c.u32Size;
+    EXPECT_EQ(eossts, COsResource::GetVersion(m_strFile.c_str(), szVersion, u32Size, szName, true));
+    EXPECT_STREQ(szExpected, szVersion) << szName << " " << u32Size;
   }
   EXPECT_EQ(EOSSTS_BADARG, COsResource::GetVersion(m_strFile.c_str(), nullptr, 8, "VERSION", true));
   EXPECT_EQ(EOSSTS_BADARG, COsResource::GetVersion(m_strFile.c_str(), szVersion, 0, "VERSION", true));

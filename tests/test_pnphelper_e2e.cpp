@@ -272,26 +272,22 @@ TEST_F(PnpHelperE2E, RemoveFailureIs250AndCopyFailure210)
 // hold the lock for ever.
 TEST(PnpHelperProbe, RemoveFollowsTheProbesAnswer)
 {
-  const struct
+  // The probe's status (-1: no probe), whether the mirror stays, the log line.
+  for (const auto &[iProbe, blKept, szLogLine] :
+       {std::make_tuple(0, true, "DeviceConnected() Exit: 1"),
+        std::make_tuple(1, false, "DeviceConnected() Exit: 0"),
+        std::make_tuple(-1, true, "deviceprobe is missing: "),
+        std::make_tuple(kHang, false, "deviceprobe killed after 1 seconds...<")})
   {
-    int iProbe;  // -1: no probe
-    bool blKept;
-    const char *szLogLine;
-  } acase[] = {{0, true, "DeviceConnected() Exit: 1"},
-               {1, false, "DeviceConnected() Exit: 0"},
-               {-1, true, "deviceprobe is missing: "},
-               {kHang, false, "deviceprobe killed after 1 seconds...<"}};
-  for (const auto &c : acase)
-  {
-    SCOPED_TRACE(c.iProbe);
+    SCOPED_TRACE(iProbe);
     PnpHome home;
     ASSERT_EQ(0, home.Run({"action:add"}));
-    home.InstallProbe(c.iProbe);
+    home.InstallProbe(iProbe);
     EXPECT_EQ(0, home.Run({"Action:Remove"}, {"QRB_PNPHELPERWAIT=1"}));
-    EXPECT_EQ(c.blKept, ostest::FileExists(home.Mirror() + "/a.ini"));
+    EXPECT_EQ(blKept, ostest::FileExists(home.Mirror() + "/a.ini"));
     EXPECT_TRUE(ostest::IsDirectory(home.Writeable()));  // the root itself stays
-    EXPECT_TRUE(home.LogHas(c.szLogLine)) << home.Log();
-    EXPECT_EQ(c.iProbe < 0 ? 0u : 1u, home.ProbeArgs().size());
+    EXPECT_TRUE(home.LogHas(szLogLine)) << home.Log();
+    EXPECT_EQ(iProbe < 0 ? 0u : 1u, home.ProbeArgs().size());
   }
 }
 
