@@ -63,7 +63,6 @@ TEST_F(DeviceProbe, StatusPerListAndDevices)
 {
   EXPECT_EQ(1, Probe({"40a,6020"}));                         // nothing attached
   EXPECT_EQ(1, Probe({"40a,6020"}, m_tempdir / "nowhere"));  // no sysfs
-  Attach("1-1", "046d", "c52b");
   Attach("1-2", "040a", "6021");
   // Entries without usable identifiers are passed over.
   Attach("1-1:1.0", "", "");       // an interface
