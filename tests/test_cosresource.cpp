@@ -175,8 +175,7 @@ TEST_F(Resource, FullTableRefusesANewNameAndFallsBackToEntryZero)
 {
   for (int ii = 62; ii >= 0; ii--)
   {
-    std::string strName = "R" + std::to_string(ii);
-    ASSERT_EQ(EOSSTS_OK, Add(m_strFile, strName.c_str(), "data" + std::to_string(ii))) << ii;
+    ASSERT_EQ(EOSSTS_OK, Add(m_strFile, ("R" + std::to_string(ii)).c_str(), "data" + std::to_string(ii)));
   }
   EXPECT_EQ(EOSSTS_NOFIT, Add(m_strFile, "ONEMORE", "x"));
   // Replacing in a full table still works.

@@ -2,7 +2,6 @@
 // (DEVICEPROBE_SYSFS): exit 0 when a listed device is attached, 1 when
 // none is, 2 on a malformed list or a bad command line.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -30,7 +29,7 @@ protected:
   void Attach(const std::string &a_strName, const std::string &a_strVendor, const std::string &a_strProduct)
   {
     const std::string strDevice = m_strSysfs + "/devices/" + a_strName;
-    mkdir(strDevice.c_str(), 0777);
+    std::filesystem::create_directory(strDevice);
     if (!a_strVendor.empty())
       ostest::WriteFile(strDevice + "/idVendor", a_strVendor + "\n");
     if (!a_strProduct.empty())

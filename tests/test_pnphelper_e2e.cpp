@@ -347,7 +347,6 @@ TEST_F(PnpHelperE2E, ConcurrentAddAndRemoveRunsSerialise)
   {
     m_home.UserFile("profiles/p" + std::to_string(ii) + ".xml", std::string(4096, 'p'));
     m_home.UserFile("d" + std::to_string(ii) + "/s.ini", "[s]");
-    m_home.UserFile("d" + std::to_string(ii) + "/skip.txt");
   }
   m_home.WriteConstIni(m_home.Writeable(), 0);  // no trace lines at debug level 0
   for (int iRound = 0; iRound < 3; iRound++)
