@@ -133,6 +133,7 @@ TEST(StrWildCmp, QuestionMarksStarsAndBackTracking)
 // Only one prefix is skipped; an overflow keeps the low bits.
 TEST(StrToHex, PrefixDigitsStopAndOverflowKeepingTheLowBits)
 {
+  EXPECT_EQ(0u, COsString::StrToFastHex(nullptr));
   EXPECT_EQ(0x4e8u, COsString::StrToFastHex("04e8z"));
   EXPECT_EQ(0xABCDEFu, COsString::StrToFastHex("0XabCdEf"));
   EXPECT_EQ(0u, COsString::StrToFastHex("0x0x12"));
