@@ -252,11 +252,7 @@ TEST_F(CosFileCopyDirectory, CallbackVerdicts)
     EXPECT_EQ(c.sizetDirectories, recorder.sizetDirectories);
     EXPECT_FALSE(recorder.blBadRecord);
   }
-  EXPECT_EQ(0777, ostest::ModeOf(P("dst0/empty")));
-  // Without a callback an empty source still makes the destination; a
-  // missing source with a callback makes nothing.
-  EXPECT_EQ(0u, COsFile::CopyDirectory(Src("empty").c_str(), Dst().c_str(), true, nullptr, nullptr));
-  EXPECT_TRUE(ostest::IsDirectory(Dst()));
+  // A missing source with a callback makes nothing.
   Recorder recorder;
   EXPECT_EQ(0u, COsFile::CopyDirectory(Src("missing").c_str(), Dst("none").c_str(), true, RecordingCallback,
                                        &recorder));
@@ -278,7 +274,6 @@ TEST_F(CosFileCopyDirectory, LoopsAndFifosFailTheCopyNotTheWalk)
   Recorder recorder;
   EXPECT_EQ(1u, Run(true, &recorder, P("dst2")));
   EXPECT_EQ("d", ostest::ReadFile(P("dst2/sub/deeper/d.txt")));
-  EXPECT_EQ("a", ostest::ReadFile(P("dst2/a.ini")));
 }
 
 // More depth than the walk allows (status 1) and paths longer than its
@@ -303,7 +298,6 @@ TEST_F(CosFileCopyDirectory, TooDeepOrTooLongFails)
   ASSERT_EQ(0, rename(Src("deep").c_str(), P("aside").c_str()));
   EXPECT_EQ(2u, Run(true, nullptr, P("dst2")));
   EXPECT_EQ("f", ostest::ReadFile(P("dst2/" + strName + "/f.ini")));
-  EXPECT_EQ("a", ostest::ReadFile(P("dst2/a.ini")));
 }
 
 // --- Removal --------------------------------------------------------------------
