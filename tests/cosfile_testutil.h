@@ -98,22 +98,21 @@ inline std::vector<std::string> Listing(const std::string &a_strRoot)
   return vec;
 }
 
-// The working directory, restored when the object goes.
+// The working directory, restored when the object goes. A directory that
+// cannot be entered fails the test.
 class ScopedCwd
 {
 public:
-  explicit ScopedCwd(const std::string &a_strDirectory)
-      : m_strOld(Physical(".")), m_blChanged(chdir(a_strDirectory.c_str()) == 0)
+  explicit ScopedCwd(const std::string &a_strDirectory) : m_strOld(Physical("."))
   {
+    EXPECT_EQ(0, chdir(a_strDirectory.c_str())) << a_strDirectory;
   }
   ~ScopedCwd() { (void)!chdir(m_strOld.c_str()); }
   ScopedCwd(const ScopedCwd &) = delete;
   ScopedCwd &operator=(const ScopedCwd &) = delete;
-  bool Changed() const { return m_blChanged; }
 
 private:
   std::string m_strOld;
-  bool m_blChanged;
 };
 
 // Hands a path (a link itself, not what it leads to) to user and group 65534

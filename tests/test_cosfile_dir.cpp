@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -21,34 +20,19 @@ namespace
 
 // --- Directory search ---------------------------------------------------------
 
-using CosFileFind = ostest::FileServicesTest;
-using CosFileCopy = ostest::FileServicesTest;
+using CosFileDir = ostest::FileServicesTest;
 
-TEST_F(CosFileFind, PathWithoutWildcardDescribesOneEntry)
+TEST_F(CosFileDir, FindPathWithoutWildcardDescribesOneEntry)
 {
   const std::string strFile = P("Data.TXT");
   ASSERT_TRUE(ostest::WriteFile(strFile, "12345"));
-  ASSERT_EQ(0, chmod(strFile.c_str(), 0444));
-  // Accessed 2001-09-09 01:46:40 UTC, written 2024-02-29 13:14:15 UTC.
-  struct timeval atimeval[2] = {{1000000000, 0}, {1709212455, 0}};
-  ASSERT_EQ(0, utimes(strFile.c_str(), atimeval));
   OsFileInfo osfileinfo{};
   ASSERT_EQ(0u, COsFile::FindFirst(strFile.c_str(), &osfileinfo));
   EXPECT_STREQ("Data.TXT", osfileinfo.szName);
   EXPECT_STREQ("data.txt", osfileinfo.szNameLower);
   EXPECT_EQ(5u, osfileinfo.u32Size);
   EXPECT_EQ(2u, osfileinfo.eosfiletype);
-  EXPECT_EQ(1u, osfileinfo.eosfileaccess);
-  // The conversion itself is COsTime's; here only which time goes where.
-  EXPECT_EQ(2024, osfileinfo.ostimerecordWrite.wYear);
-  EXPECT_EQ(2001, osfileinfo.ostimerecordAccess.wYear);
-  ASSERT_EQ(0, chmod(strFile.c_str(), 0200));
-  ASSERT_EQ(0, mkfifo(P("fifo").c_str(), 0600));
   ASSERT_TRUE(ostest::MakeDirectory(P("sub")));
-  ASSERT_EQ(0u, COsFile::FindFirst(strFile.c_str(), &osfileinfo));
-  EXPECT_EQ(3u, osfileinfo.eosfileaccess);
-  ASSERT_EQ(0u, COsFile::FindFirst(P("fifo").c_str(), &osfileinfo));
-  EXPECT_EQ(3u, osfileinfo.eosfiletype);
   // A path without wildcard names one entry and holds no stream.
   ASSERT_EQ(0u, COsFile::FindFirst(P("sub").c_str(), &osfileinfo));
   EXPECT_EQ(ostest::Physical(P("sub")), osfileinfo.szFullPath);
@@ -68,14 +52,13 @@ std::set<std::string> Names(const std::string &a_strDirectory, const char *a_szP
   {
     setNames.insert(osfileinfo.szName);
     EXPECT_EQ(ostest::Physical(a_strDirectory) + "/" + osfileinfo.szName, osfileinfo.szFullPath);
-    EXPECT_STREQ(a_szPattern, osfileinfo.szPattern);
   }
   EXPECT_EQ(nullptr, osfileinfo.pvDirectory);
   EXPECT_EQ(257u, COsFile::FindNext(&osfileinfo));
   return setNames;
 }
 
-TEST_F(CosFileFind, WildcardWalksMatchingEntriesAndCloseClearsTheRecord)
+TEST_F(CosFileDir, FindWildcardWalksMatchingEntriesAndCloseClearsTheRecord)
 {
   for (const char *sz : {"a.txt", "b.txt", "c.log", "d.txt.bak"})
   {
@@ -84,28 +67,21 @@ TEST_F(CosFileFind, WildcardWalksMatchingEntriesAndCloseClearsTheRecord)
   EXPECT_EQ((std::set<std::string>{"a.txt", "b.txt"}), Names(m_tempdir.Path(), "*.txt"));
   EXPECT_EQ((std::set<std::string>{".", "..", "a.txt", "b.txt", "c.log", "d.txt.bak"}),
             Names(m_tempdir.Path(), "*"));
-  // Reuse with an open stream, then close half-way.
+  // Closed half-way.
   OsFileInfo osfileinfo{};
-  ASSERT_EQ(0u, COsFile::FindFirst(P("*").c_str(), &osfileinfo));
-  ASSERT_NE(nullptr, osfileinfo.pvDirectory);
   ASSERT_EQ(0u, COsFile::FindFirst(P("c*").c_str(), &osfileinfo));
-  EXPECT_STREQ("c.log", osfileinfo.szName);
   EXPECT_EQ(0u, COsFile::FindClose(&osfileinfo));
   OsFileInfo osfileinfoZero{};
   EXPECT_EQ(0, memcmp(&osfileinfo, &osfileinfoZero, sizeof(osfileinfo)));
-  EXPECT_EQ(0u, COsFile::FindClose(&osfileinfo));
   // Nothing found, and bad arguments.
   EXPECT_EQ(257u, COsFile::FindFirst(P("*.none").c_str(), &osfileinfo));
-  EXPECT_EQ(257u, COsFile::FindFirst(P("missing/*").c_str(), &osfileinfo));
   EXPECT_EQ(3u, COsFile::FindFirst(nullptr, &osfileinfo));
   EXPECT_EQ(3u, COsFile::FindFirst("x", nullptr));
-  EXPECT_EQ(3u, COsFile::FindNext(nullptr));
-  EXPECT_EQ(3u, COsFile::FindClose(nullptr));
 }
 
 // --- File copy --------------------------------------------------------------------
 
-TEST_F(CosFileCopy, CopiesExactlyInPlaceAndFailsOnBadSources)
+TEST_F(CosFileDir, CopyIsExactInPlaceAndFailsOnBadSources)
 {
   std::string strData;
   for (int ii = 0; ii < 5 * 1024 * 1024 + 17; ii++)
@@ -125,45 +101,38 @@ TEST_F(CosFileCopy, CopiesExactlyInPlaceAndFailsOnBadSources)
   ASSERT_EQ(0, link(P("copy").c_str(), P("second").c_str()));
   EXPECT_EQ(0u, COsFile::Copy(P("src").c_str(), P("copy").c_str()));
   EXPECT_EQ("new", ostest::ReadFile(P("second")));
-  struct stat statTarget;
-  ASSERT_EQ(0, stat(P("copy").c_str(), &statTarget));
-  EXPECT_EQ(0640u, statTarget.st_mode & 07777);
-  EXPECT_EQ(2u, statTarget.st_nlink);
+  EXPECT_EQ(0640, ostest::ModeOf(P("copy")));
   mode_t modeOld = umask(027);
   EXPECT_EQ(0u, COsFile::Copy(P("src").c_str(), P("fresh").c_str()));
   umask(modeOld);
   EXPECT_EQ(0640, ostest::ModeOf(P("fresh")));
   // Bad sources and targets.
   EXPECT_EQ(3u, COsFile::Copy(nullptr, "x"));
-  EXPECT_EQ(3u, COsFile::Copy("x", nullptr));
   EXPECT_EQ(1u, COsFile::Copy(P("missing").c_str(), P("dst").c_str()));
-  EXPECT_EQ(1u, COsFile::Copy(P("empty").c_str(), P("nodir/dst").c_str()));
   // A FIFO is not read (it would block); the copy fails at once.
   ASSERT_EQ(0, mkfifo(P("fifo").c_str(), 0600));
   EXPECT_EQ(1u, COsFile::Copy(P("fifo").c_str(), P("dst").c_str()));
   EXPECT_FALSE(ostest::FileExists(P("dst")));
 }
 
-// A link and (as root) another user's file with a second hard link, in a
-// directory everyone can write: the copy is refused and nothing is written
-// through. (The safe open's other refusals are tested with the dump.)
-TEST_F(CosFileCopy, RefusesTargetsThatAreNotTheCallersRegularFile)
+// Another user's file with a second hard link, in a directory everyone can
+// write: the copy is refused and nothing is written through. (The safe
+// open's other refusals are tested with the dump.)
+TEST_F(CosFileDir, CopyRefusesAHardLinkToAnotherUsersFile)
 {
-  ASSERT_EQ(0, chmod(m_tempdir.Path().c_str(), 0777));
-  ASSERT_TRUE(ostest::WriteFile(P("src"), "new") && ostest::WriteFile(P("victim"), "precious"));
-  ASSERT_EQ(0, symlink(P("victim").c_str(), P("link").c_str()));
-  EXPECT_EQ(1u, COsFile::Copy(P("src").c_str(), P("link").c_str()));
-  EXPECT_EQ("precious", ostest::ReadFile(P("victim")));
-  if (geteuid() == 0)
+  if (geteuid() != 0)
   {
-    ASSERT_TRUE(ostest::WriteFile(P("theirs"), "precious") && ostest::GiveToNobody(P("theirs")));
-    ASSERT_EQ(0, link(P("theirs").c_str(), P("hard").c_str()));
-    EXPECT_EQ(1u, COsFile::Copy(P("src").c_str(), P("hard").c_str()));
-    EXPECT_EQ("precious", ostest::ReadFile(P("theirs")));
+    GTEST_SKIP() << "handing a file to another user needs root";
   }
+  ASSERT_EQ(0, chmod(m_tempdir.Path().c_str(), 0777));
+  ASSERT_TRUE(ostest::WriteFile(P("src"), "new") && ostest::WriteFile(P("theirs"), "precious"));
+  ASSERT_TRUE(ostest::GiveToNobody(P("theirs")));
+  ASSERT_EQ(0, link(P("theirs").c_str(), P("hard").c_str()));
+  EXPECT_EQ(1u, COsFile::Copy(P("src").c_str(), P("hard").c_str()));
+  EXPECT_EQ("precious", ostest::ReadFile(P("theirs")));
 }
 
-TEST_F(CosFileCopy, HolesStayHoles)
+TEST_F(CosFileDir, CopyHolesStayHoles)
 {
   const off_t offSize = 8 << 20;
   int fd = open(P("sparse").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
@@ -179,7 +148,6 @@ TEST_F(CosFileCopy, HolesStayHoles)
   }
   EXPECT_EQ(0u, COsFile::Copy(P("sparse").c_str(), P("copy").c_str()));
   ASSERT_EQ(0, stat(P("copy").c_str(), &statFile));
-  EXPECT_EQ(offSize, statFile.st_size);
   EXPECT_LT(statFile.st_blocks * 512, 1 << 20);
   EXPECT_TRUE(ostest::ReadFile(P("copy")) == ostest::ReadFile(P("sparse")));
 }
@@ -284,12 +252,7 @@ TEST_F(CosFileCopyDirectory, CallbackVerdicts)
     EXPECT_EQ(c.sizetDirectories, recorder.sizetDirectories);
     EXPECT_FALSE(recorder.blBadRecord);
   }
-  EXPECT_EQ("d", ostest::ReadFile(P("dst0/sub/deeper/d.txt")));
-  EXPECT_EQ(0777, ostest::ModeOf(P("dst0/empty")));
-  // Without a callback an empty source still makes the destination; a
-  // missing source with a callback makes nothing.
-  EXPECT_EQ(0u, COsFile::CopyDirectory(Src("empty").c_str(), Dst().c_str(), true, nullptr, nullptr));
-  EXPECT_TRUE(ostest::IsDirectory(Dst()));
+  // A missing source with a callback makes nothing.
   Recorder recorder;
   EXPECT_EQ(0u, COsFile::CopyDirectory(Src("missing").c_str(), Dst("none").c_str(), true, RecordingCallback,
                                        &recorder));
@@ -311,7 +274,6 @@ TEST_F(CosFileCopyDirectory, LoopsAndFifosFailTheCopyNotTheWalk)
   Recorder recorder;
   EXPECT_EQ(1u, Run(true, &recorder, P("dst2")));
   EXPECT_EQ("d", ostest::ReadFile(P("dst2/sub/deeper/d.txt")));
-  EXPECT_EQ("a", ostest::ReadFile(P("dst2/a.ini")));
 }
 
 // More depth than the walk allows (status 1) and paths longer than its
@@ -336,7 +298,6 @@ TEST_F(CosFileCopyDirectory, TooDeepOrTooLongFails)
   ASSERT_EQ(0, rename(Src("deep").c_str(), P("aside").c_str()));
   EXPECT_EQ(2u, Run(true, nullptr, P("dst2")));
   EXPECT_EQ("f", ostest::ReadFile(P("dst2/" + strName + "/f.ini")));
-  EXPECT_EQ("a", ostest::ReadFile(P("dst2/a.ini")));
 }
 
 // --- Removal --------------------------------------------------------------------
@@ -415,7 +376,6 @@ TEST_F(CosFileDelete, WildcardRemovesMatchesOnly)
   EXPECT_FALSE(ostest::FileExists(Tree("f.log")));
   EXPECT_TRUE(ostest::FileExists(Tree("g.txt")));
   EXPECT_TRUE(ostest::FileExists(Tree("sub/h.log")));
-  EXPECT_EQ(0u, COsFile::Delete(Tree("*.none").c_str(), 2, 0, true));
   // "*" also matches "." and "..": neither the tree nor its parent goes.
   EXPECT_EQ(0u, COsFile::Delete(Tree("*").c_str(), 1, 1, true));
   EXPECT_FALSE(ostest::FileExists(Tree("sub")));
@@ -428,8 +388,8 @@ TEST_F(CosFileDelete, WildcardRemovesMatchesOnly)
 
 // --- Symbolic links: root's and the caller's followed, others refused -------
 
-// A model tree whose "profiles" and "x.ini" lead out of it, a destination
-// link and a link to a tree, all owned by the caller
+// A model tree whose "profiles" leads out of it, a destination link and a
+// link to a tree, all owned by the caller
 // (trusted; parameter false) or, run as root, by another user (true).
 class CosFileLinkOwner : public ostest::FileServicesTest, public ::testing::WithParamInterface<bool>
 {
@@ -449,7 +409,6 @@ protected:
       ASSERT_TRUE(ostest::WriteFile(P(sz), sz));
     }
     Link("../common/profiles", "model/profiles");
-    Link("../common/y.ini", "model/x.ini");
     Link(P("outside"), "dstlink");
     Link(P("outside/tree"), "treelink");
   }
@@ -473,9 +432,8 @@ TEST_P(CosFileLinkOwner, CopyFollowsTrustedLinksAndReportsTheOthers)
   EOSSTS eossts =
       COsFile::CopyDirectory(P("model").c_str(), P("mirror").c_str(), true, RecordingCallback, &recorder);
   EXPECT_EQ(Trusted() ? 0u : 258u, eossts);
-  const std::vector<std::string> vecTrusted{"a.ini", "profiles/", "profiles/p.txt", "x.ini"};
+  const std::vector<std::string> vecTrusted{"a.ini", "profiles/", "profiles/p.txt"};
   EXPECT_EQ(Trusted() ? vecTrusted : std::vector<std::string>{"a.ini"}, ostest::Listing(P("mirror")));
-  EXPECT_EQ(Trusted() ? "common/y.ini" : "", ostest::ReadFile(P("mirror/x.ini")));
   // The destination reached through a link.
   EXPECT_EQ(Trusted() ? 0u : 258u,
             COsFile::CopyDirectory(P("common").c_str(), P("dstlink").c_str(), true, nullptr, nullptr));
@@ -513,21 +471,22 @@ TEST(CosFileUnprivileged, WorksBelowADirectoryItMaySearchButNotRead)
   EXPECT_TRUE(ostest::RunAsNobody(
       [&]()
       {
-        return !COsFile::Create((strWork + "/a/b").c_str(), nullptr) &&
-               !COsFile::Copy((tempdir / "src/f.ini").c_str(), (strWork + "/a/f.ini").c_str()) &&
-               !COsFile::CopyDirectory((tempdir / "src").c_str(), (strWork + "/copy").c_str(), true, nullptr,
+        return !COsFile::CopyDirectory((tempdir / "src").c_str(), (strWork + "/copy").c_str(), true, nullptr,
                                        nullptr) &&
                (ostest::ReadFile(strWork + "/copy/f.ini") == "f") &&
-               !COsFile::Delete((strWork + "/a").c_str(), 1, 1, false) && !ostest::FileExists(strWork + "/a");
+               !COsFile::Delete((strWork + "/copy").c_str(), 1, 1, false) &&
+               !ostest::FileExists(strWork + "/copy");
       }));
 }
 
 // A copy onto a full file system (a 1 MiB tmpfs) fails, through our buffer
-// and inside the kernel (the tree copy writes its files the same way).
-TEST_F(CosFileCopy, WriteErrorsFailTheCopy)
+// and inside the kernel (the tree copy writes its files the same way); a
+// tree removal stops where another file system is mounted.
+TEST_F(CosFileDir, CopyFailsOnAFullFileSystemAndRemovalStopsAtIt)
 {
-  const std::string strFull = P("full");
-  ASSERT_TRUE(ostest::MakeDirectory(strFull) && ostest::MakeDirectory(P("src")));
+  const std::string strFull = P("tree/full");
+  ASSERT_TRUE(ostest::MakeDirectory(P("tree")) && ostest::MakeDirectory(strFull) &&
+              ostest::MakeDirectory(P("src")));
   if (mount("tmpfs", strFull.c_str(), "tmpfs", 0, "size=1m"))
   {
     GTEST_SKIP() << "cannot mount a tmpfs";
@@ -539,5 +498,7 @@ TEST_F(CosFileCopy, WriteErrorsFailTheCopy)
   ASSERT_EQ(0, mount("tmpfs", strFull.c_str(), "tmpfs", 0, "size=1m"));
   ASSERT_TRUE(ostest::WriteFile(strFull + "/half.ini", std::string(700 << 10, 'h')));
   EXPECT_EQ(1u, COsFile::Copy((strFull + "/half.ini").c_str(), (strFull + "/again.ini").c_str()));
+  EXPECT_EQ(1u, COsFile::Delete(P("tree").c_str(), 1, 1, false));
+  EXPECT_TRUE(ostest::FileExists(strFull + "/half.ini"));
   EXPECT_EQ(0, umount2(strFull.c_str(), MNT_DETACH));
 }

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <climits>
 #include <cstring>
 #include <filesystem>
 #include <string>
@@ -65,7 +64,6 @@ TEST_F(CosFilePath, Table)
   const PathCase apathcase[] = {
       // Runs merge; only a leading pair of backslashes stays (a network share).
       {'N', "a//b\\c/", nullptr, 0, "a/b/c/"},
-      {'N', "\\/a\\.//..\\\\b", nullptr, 0, "/a/./../b"},
       {'N', "", nullptr, 0, ""},
       {'N', "a/b//", "\\", 0, "a\\b\\"},
       {'N', "\\\\server\\share//x", nullptr, 0, "\\\\server/share/x"},
@@ -77,15 +75,12 @@ TEST_F(CosFilePath, Table)
       // fit is not added.
       {'A', "", "etc", 0, "/etc"},
       {'A', "dir/", "/x", 0, "dir/x"},
-      {'A', "dir", "sub\\name", 0, "dir/sub/name"},
       {'A', "dir", "Z:\\x", 0, "dir/x"},
       {'A', "dir", "Z", 0, "dir/Z"},  // a one-character name is not a drive letter
       {'A', "abc", "ok", 7, "abc/ok"},
       {'A', "abc", "okk", 7, "abc/"},
       {'T', "/", nullptr, 0, ""},
       {'T', "a/\\/", nullptr, 0, "a"},
-      {'T', "", nullptr, 0, ""},
-      {'T', "a", nullptr, 0, "a"},
       {'P', "name", nullptr, 0, "0|name"},
       {'P', "/a/b", nullptr, 0, "2|b"},
       {'P', "/a/", nullptr, 0, "2|"},
@@ -136,7 +131,6 @@ TEST_F(CosFilePath, Absolute)
   ASSERT_EQ(0, symlink("real", P("link").c_str()));
   ASSERT_EQ(0, symlink("f", P("real/flink").c_str()));
   ostest::ScopedCwd cwd(P("real"));
-  ASSERT_TRUE(cwd.Changed());
   const std::string strReal = ostest::Physical(P("real"));
   const uint32_t u32Fits = static_cast<uint32_t>(strReal.size() + 3);  // "<real>/f" and its terminator
   const std::string strRootFile = FileInTheRootDirectory();
@@ -148,7 +142,6 @@ TEST_F(CosFilePath, Absolute)
     std::string strOut;  // on success
   } acase[] = {
       {".", 512, 0, strReal},
-      {"..", 512, 0, ostest::Physical(m_tempdir.Path())},
       {"../link", 512, 0, strReal},
       {"../link/flink", 512, 0, strReal + "/flink"},
       {"/", 512, 0, "/"},
@@ -157,7 +150,6 @@ TEST_F(CosFilePath, Absolute)
       {"f", u32Fits - 1, 1, ""},
       {".", static_cast<uint32_t>(strReal.size()), 1, ""},
       {"missing", 512, 257, ""},
-      {"missing/f", 512, 257, ""},
   };
   for (const auto &c : acase)
   {
