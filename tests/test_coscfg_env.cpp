@@ -55,8 +55,6 @@ TEST(CfgSetEnv, SetReplaceRemove)
   EXPECT_EQ(EOSSTS_OK, COsCfg::SetEnv(s_szVar, "two"));
   EXPECT_STREQ("two", getenv(s_szVar));
   EXPECT_EQ(EOSSTS_OK, COsCfg::ExistEnv(s_szVar));
-  EXPECT_EQ(EOSSTS_OK, COsCfg::SetEnvUtf8ToUnicode(s_szVar, "\xc3\xa9"));
-  EXPECT_STREQ("\xc3\xa9", getenv(s_szVar));
   EXPECT_EQ(EOSSTS_OK, COsCfg::SetEnv(s_szVar, nullptr));
   EXPECT_EQ(nullptr, getenv(s_szVar));
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::SetEnv(nullptr, "x"));
