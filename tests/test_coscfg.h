@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdio>
 #include <memory>
 #include <string>
 
@@ -23,19 +22,6 @@ struct CfgWant
   std::string strValue;
   uint32_t u32Section = OS_CFGSECTION_MAIN;
 };
-
-// The arguments block that hands a caller's dynamic area to the configuration.
-inline std::string CfgDynamicArguments(const OsCfgLookup *a_poscfglookupSection,
-                                       const OsCfgLookup *a_poscfglookupTag, const char **a_apszData)
-{
-  char szArguments[512];
-  snprintf(szArguments, sizeof(szArguments),
-           "<arguments>\n\t<cfgsectionptr>%p</cfgsectionptr>\n\t<cfgtagptr>%p</cfgtagptr>\n\t<cfgdataptr>%p"
-           "</cfgdataptr>\n</arguments>",
-           static_cast<const void *>(a_poscfglookupSection), static_cast<const void *>(a_poscfglookupTag),
-           static_cast<const void *>(a_apszData));
-  return szArguments;
-}
 
 class CfgHome
 {

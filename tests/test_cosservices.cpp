@@ -1,5 +1,5 @@
 // test_cosservices.cpp: services start-up and shut-down run end to end in a
-// temporary root (QRB_SHGETFOLDERPATH), for every entity, and the services
+// temporary root (QRB_SHGETFOLDERPATH), by entity, and the services
 // arguments block: its composition, its publication in the environment, its
 // inheritance and its withdrawal at stop. The log directory is <root>/log and
 // the program's home name is the directory name of the test executable.
@@ -181,7 +181,6 @@ TEST_F(ServicesTest, DriverFillsItsBlockWithoutPublishingAndStopWithdrawsEveryth
   SetEnv("QRB_OSSERVICESARGUMENT", "kept");
   SetEnv("QRB_OVERRIDEINI", Path("none.ini").c_str());
   Start("svcdriver", "driver");
-  EXPECT_FALSE(std::filesystem::is_directory(Path("parentlogs")));
   EXPECT_EQ(ParentBlock(), Env(s_szArgs));  // neither taken nor replaced
   ExpectUnset({ProcessThreadName(), s_szUnicode});
   EXPECT_FALSE(ostest::FileExists(LogDirectory() + "/qrboscfg.txt"));  // no dump at level 0
@@ -193,19 +192,18 @@ TEST_F(ServicesTest, DriverFillsItsBlockWithoutPublishingAndStopWithdrawsEveryth
                "qrb_osservicesarguments", s_szDisabled});
   EXPECT_EQ("kept", Env("QRB_OSSERVICESARGUMENT"));
   EXPECT_EQ(Path("none.ini"), Env("QRB_OVERRIDEINI"));
-  EXPECT_FALSE(OsServicesIsTopMostInvocation());
   EXPECT_FALSE(std::filesystem::is_directory(LogDirectory()));  // the top-most owner removes it when empty
 }
 
-// Drivers, applications and libraries are top-most whatever they inherit
-// and compose their own block, which only a driver's names the model in;
-// start and stop work the same any number of times.
+// Drivers and libraries are top-most whatever they inherit and compose
+// their own block, which only a driver's names the model in; start and
+// stop work the same any number of times.
 TEST_F(ServicesTest, TopMostEntitiesComposeTheirOwnBlockAndStartAgain)
 {
   OsServicesStop();  // without a start: harmless
   EXPECT_EQ(0, LiveServices());
   const std::pair<const char *, const char *> apair[] = {
-      {"svcdriver", "driver"}, {"svcapp", "application"}, {"svcdll", "dll"}, {"svcdriver", "driver"}};
+      {"svcdriver", "driver"}, {"svcdll", "dll"}, {"svcdriver", "driver"}};
   for (const auto &pair : apair)
   {
     SCOPED_TRACE(pair.second);
@@ -225,7 +223,6 @@ TEST_F(ServicesTest, AppUtilityInheritsTheParentsBlock)
   Start("svcapputil", "apputility");
   EXPECT_FALSE(OsServicesIsTopMostInvocation());
   EXPECT_STREQ("parentapp", OsServicesGetUniqueNameCaller());
-  EXPECT_STREQ("/srv/writeable", OsServicesGetWriteableRootPath());
   // The log goes below the parent's log path, in a directory of its own.
   EXPECT_TRUE(std::filesystem::is_directory(Path("parentlogs/svcapputil")));
   // The parent's level applies while the own one is 0; bit 2 is the log's
@@ -235,23 +232,6 @@ TEST_F(ServicesTest, AppUtilityInheritsTheParentsBlock)
   EXPECT_EQ(ParentBlock(), Env(s_szArgs));  // not published again
   OsServicesStop();
   EXPECT_TRUE(std::filesystem::is_directory(LogDirectory()));  // not the owner: it stays
-  ExpectUnset({s_szArgs});
-  EXPECT_STREQ("", OsServicesGetUniqueNameCaller());
-  EXPECT_STREQ("", OsServicesGetWriteableRootPath());
-}
-
-TEST_F(ServicesTest, DisabledSwitchDropsTheInheritedBlockBeforeReading)
-{
-  SetParent();
-  SetEnv(s_szDisabled, "1");
-  Start("svcapputil", "apputility");
-  EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  ExpectUnset({s_szDisabled});
-  // Without a parent the utility is top-most and publishes its own block,
-  // composed before the configuration existed: the arguments themselves.
-  EXPECT_EQ(Block("", LogDirectory() + "/" + HomeName() + "/isis/log", HomeName(), 0, "svcapputil", false,
-                  false, "(null oscfg)"),
-            Env(s_szArgs));
 }
 
 TEST_F(ServicesTest, UnknownEntityStartsTheServicesButPublishesNothing)
@@ -267,19 +247,11 @@ TEST_F(ServicesTest, UnknownEntityStartsTheServicesButPublishesNothing)
   EXPECT_EQ(17, g_poslog->GetDebugLevel());
 }
 
-TEST_F(ServicesTest, StarredUniqueNameAndVersionFields)
+// A starred unique name stands for the program's own name.
+TEST_F(ServicesTest, StarredUniqueNameTakesTheProgramsName)
 {
   Start("*", "driver");
   EXPECT_EQ(LogDirectory() + "/test_cosservices.log", CfgGet(OS_CFGTAG_QRB_LOG));
-  OsServicesStop();
-  // The version fields count only with the version tag.
-  Start("svcver", "application", "<version></version><major>8</major><minor>13</minor><year>24</year>");
-  EXPECT_EQ("08.13.00.0024", CfgGet(OS_CFGTAG_VERSION_MAJORNUM) + "." + CfgGet(OS_CFGTAG_VERSION_MINORNUM) +
-                                 "." + CfgGet(OS_CFGTAG_VERSION_PATCHNUM) + "." +
-                                 CfgGet(OS_CFGTAG_VERSION_YEAR));
-  OsServicesStop();
-  Start("svcver", "application", "<major>8</major>");
-  EXPECT_EQ("00.0000", CfgGet(OS_CFGTAG_VERSION_MAJORNUM) + "." + CfgGet(OS_CFGTAG_VERSION_YEAR));
 }
 
 // --- Debug word, dump and the general information block ----------------------
@@ -347,27 +319,16 @@ TEST_F(ServicesTest, ForceThreadAffinityPinsTheThread)
 
 TEST_F(ServicesTest, ArgumentsGetTakesTheFirstCompleteBlock)
 {
-  // The process-thread variable, then the plain one, then the wide one.
+  // The process-thread variable, then the plain one, then the wide one;
+  // a block without both markers does not count.
   char szBlock[64];
   SetEnv(s_szUnicode, "<arguments>wide</arguments>");
   SetEnv(ProcessThreadName(), "<arguments>no end");
   SetEnv(s_szArgs, "no start</arguments>");
   EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
   EXPECT_STREQ("<arguments>wide</arguments>", szBlock);
-  SetEnv(s_szArgs, "<arguments>plain</arguments>");
-  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
-  EXPECT_STREQ("<arguments>plain</arguments>", szBlock);
-  SetEnv(ProcessThreadName(), "<arguments>own</arguments>");
-  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
-  EXPECT_STREQ("<arguments>own</arguments>", szBlock);
   EXPECT_EQ(EOSSTS_BADARG, COsCfg::OsCfgServicesArgumentsGet(szBlock, 1));
-  // A block longer than the buffer is cut, loses its end marker and is not taken.
-  char szSmall[20] = "stale";
-  EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szSmall, sizeof(szSmall)));
-  EXPECT_STREQ("", szSmall);
-  // "0" leaves the blocks; a value that begins with "1" removes them all.
-  SetEnv(s_szDisabled, "0");
-  EXPECT_EQ(EOSSTS_OK, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
+  // A disabled switch that begins with "1" removes them all.
   SetEnv(s_szDisabled, "1yes");
   EXPECT_EQ(EOSSTS_FILENOTFOUND, COsCfg::OsCfgServicesArgumentsGet(szBlock, sizeof(szBlock)));
   EXPECT_STREQ("", szBlock);
@@ -375,21 +336,6 @@ TEST_F(ServicesTest, ArgumentsGetTakesTheFirstCompleteBlock)
 }
 
 // --- OsServicesSetArguments ----------------------------------------------------
-
-TEST_F(ServicesTest, SetArgumentsWithoutConfigurationUsesTheArguments)
-{
-  OsServicesSetArguments("/l", "model", "7", nullptr, "/r", true, true);
-  EXPECT_EQ(Block("/r", "/l", "model", 7, "", true, true, "(null oscfg)"), Published());
-  OsServicesSetArguments(nullptr, "", nullptr, nullptr, nullptr, false, false);
-  EXPECT_EQ(Block("", "", "", 0, "", false, false, "(null oscfg)"), Published());
-  OsServicesSetArguments(nullptr, nullptr, nullptr, "<arguments>first</arguments>", nullptr, false, false);
-  EXPECT_EQ("<arguments>first</arguments>", Published());
-  // With inheritance off nothing changes.
-  g_szOsXml = "<arguments><inherit>false</inherit></arguments>";
-  OsServicesSetArguments("/l", "model", "7", nullptr, "/r", true, true);
-  OsServicesSetArguments(nullptr, nullptr, nullptr, "<arguments>second</arguments>", nullptr, false, false);
-  EXPECT_EQ("<arguments>first</arguments>", Published());
-}
 
 TEST_F(ServicesTest, SetArgumentsAppliesAGivenBlockOrTheSwitches)
 {
@@ -400,23 +346,14 @@ TEST_F(ServicesTest, SetArgumentsAppliesAGivenBlockOrTheSwitches)
   // Null switches: the block is only taken over.
   OsServicesSetArguments(nullptr, nullptr, nullptr, strBlock.c_str(), nullptr, false, false);
   EXPECT_EQ(LogDirectory(), CfgGet(OS_CFGTAG_LOGDIRECTORY));
-  EXPECT_EQ(0, g_poslog->GetDebugLevel());
   EXPECT_EQ(strBlock, Published());
   OsServicesSetArguments("", "", "", strBlock.c_str(), nullptr, false, false);
   EXPECT_EQ(Path("x.log") + "|scanmodel",
             CfgGet(OS_CFGTAG_LOGDIRECTORY) + "|" + CfgGet(OS_CFGTAG_MODELDIRECTORY));
   EXPECT_EQ(5, g_poslog->GetDebugLevel());
-  // "NULL" in any case, and "0", mean no value.
-  OsServicesSetArguments("", "", "",
-                         "<arguments><logfile>_T(\"nUlL\")</logfile><loglevel>0</loglevel></arguments>",
-                         nullptr, false, false);
-  EXPECT_EQ("|", CfgGet(OS_CFGTAG_LOGDIRECTORY) + "|" + CfgGet(OS_CFGTAG_MODELDIRECTORY));
-  EXPECT_EQ(0, g_poslog->GetDebugLevel());
-  // Plain switches are stored as copies; the configuration, not the root
-  // argument, gives the root path.
-  std::string strLogPath = Path("scans");
-  OsServicesSetArguments(strLogPath.c_str(), "flatbed", "0x3", nullptr, "/ignored", false, true);
-  strLogPath.back() = 'X';
+  // Plain switches: the configuration, not the root argument, gives the
+  // root path.
+  OsServicesSetArguments(Path("scans").c_str(), "flatbed", "0x3", nullptr, "/ignored", false, true);
   EXPECT_EQ(Path("scans") + "|flatbed",
             CfgGet(OS_CFGTAG_LOGDIRECTORY) + "|" + CfgGet(OS_CFGTAG_MODELDIRECTORY));
   EXPECT_EQ(3, g_poslog->GetDebugLevel());
@@ -426,90 +363,25 @@ TEST_F(ServicesTest, SetArgumentsAppliesAGivenBlockOrTheSwitches)
 
 // --- Interface open ------------------------------------------------------------
 
-class InterfaceOpenTest : public ServicesTest
+// Text without the marker is ignored; with it, a caller without a
+// configuration gets a log in <log directory>/<company>/<home name>/<caller>
+// and the block names it, time-stamped, in both variables.
+TEST_F(ServicesTest, InterfaceOpenGivesTheCallerALogBesideIt)
 {
-protected:
-  // The caller's directory: <log directory>/<company>/<home name>/<caller>.
-  std::string CallerDirectory(const std::string &a_strCaller) const
-  {
-    return LogDirectory() + "/qrb/" + HomeName() + "/" + a_strCaller;
-  }
-  // The published block's log path, with its time stamp checked and cut.
-  std::string PublishedLogPath()
-  {
-    std::smatch match;
-    const std::string strBlock = Env(s_szArgs);
-    EXPECT_TRUE(std::regex_search(strBlock, match, std::regex("<logpath>(.*)/log\\.[0-9]{17}</logpath>")))
-        << strBlock;
-    return match[1];
-  }
-  // Opens with a fresh environment and returns the published level.
-  int LevelAfterOpen(const char *a_szText)
-  {
-    unsetenv(s_szArgs);  // else the last open's block counts as inherited
-    OsServicesProcessInterfaceOpen(a_szText);
-    std::smatch match;
-    const std::string strBlock = Env(s_szArgs);
-    return std::regex_search(strBlock, match, std::regex("<loglevel>([0-9]+)<")) ? std::stoi(match[1]) : -1;
-  }
-};
-
-TEST_F(InterfaceOpenTest, CallerWithoutConfigurationGetsALogBesideIt)
-{
-  // Text without the marker is ignored.
-  EXPECT_EQ(-1, LevelAfterOpen("<callername>scanapp</callername><logging>on</logging>"));
-  EXPECT_EQ(-1, LevelAfterOpen(nullptr));
-  EXPECT_FALSE(OsServicesIsTopMostInvocation());
-
-  EXPECT_EQ(1, LevelAfterOpen("<interfaceopen><callername>scanapp</callername><logging>on</logging>"));
-  EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
-  const std::string strBlock = Env(s_szArgs);
-  EXPECT_EQ(0u, strBlock.find("<arguments>\n\t<rootpath>" + Root() + "</rootpath>\n\t<logpath>"));
-  EXPECT_TRUE(Has(strBlock, "<callersuniquename>scanapp</callersuniquename>\n\t<frominterfaceopen>true<"));
-  EXPECT_EQ(strBlock, Env(ProcessThreadName()));
-
-  // A utility started for that caller works under its name and publishes
-  // nothing new; its own block names the parent of the log directory.
-  Start("svcutil", "utility");
-  EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
-  const std::string strOwn = Published();
-  EXPECT_TRUE(Has(strOwn, "<logpath>" + Root() + "</logpath>\n\t<logmodel>"));
-  EXPECT_TRUE(Has(strOwn, "<callersuniquename>scanapp</callersuniquename>\n\t<frominterfaceopen>true<"));
-}
-
-TEST_F(InterfaceOpenTest, LevelFromTheLoggingTagsAndTheCallersConstIni)
-{
-  EXPECT_EQ(0, LevelAfterOpen("<interfaceopen><logging>off</logging><logginglevel>9</logginglevel>"));
-  EXPECT_EQ(CallerDirectory("isis"), PublishedLogPath());  // an unnamed caller
-  EXPECT_EQ(9, LevelAfterOpen("<interfaceopen><logging>on</logging><logginglevel>9</logginglevel>"));
-  EXPECT_EQ(4, LevelAfterOpen(
-                   "<interfaceopen><logginglevel>4</logginglevel><forcesetaccess>true</forcesetaccess>"));
-  EXPECT_TRUE(Has(Env(s_szArgs), "<forcesetaccess>true</forcesetaccess>"));
-  ASSERT_EQ(0, system(("mkdir -p '" + CallerDirectory("scanapp") + "'").c_str()));
-  ASSERT_TRUE(ostest::WriteFile(CallerDirectory("scanapp") + "/const.ini", "[dsIdentity]\r\nDEBUG=6\r\n"));
-  EXPECT_EQ(6, LevelAfterOpen("<interfaceopen><callername>scanapp</callername><logging>off</logging>"));
-}
-
-TEST_F(InterfaceOpenTest, DriverLeavesTheEnvironmentToALaterOpen)
-{
-  // The driver's own block is not published, so the open does not take it
-  // for an inherited one: it takes over and publishes the caller's.
-  Start("svcdriver", "driver");
+  OsServicesProcessInterfaceOpen("<callername>scanapp</callername><logging>on</logging>");
   ExpectUnset({s_szArgs});
-  OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername>");
-  EXPECT_EQ(CallerDirectory("scanapp"), PublishedLogPath());
-}
 
-TEST_F(InterfaceOpenTest, InheritedBlockStaysUnlessInheritanceIsOff)
-{
-  SetParent();
-  OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><inherit>no</inherit>");
-  EXPECT_EQ(ParentBlock(), Env(s_szArgs));
-  EXPECT_FALSE(OsServicesIsTopMostInvocation());
-  OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><inherit>FALSE</inherit>");
+  OsServicesProcessInterfaceOpen("<interfaceopen><callername>scanapp</callername><logging>on</logging>");
   EXPECT_TRUE(OsServicesIsTopMostInvocation());
-  EXPECT_TRUE(Has(Env(s_szArgs), "<callersuniquename>scanapp<"));
+  const std::string strBlock = Env(s_szArgs);
+  std::smatch match;
+  ASSERT_TRUE(std::regex_search(strBlock, match, std::regex("<logpath>(.*)/log\\.[0-9]{17}</logpath>")));
+  EXPECT_EQ(LogDirectory() + "/qrb/" + HomeName() + "/scanapp", match[1]);
+  EXPECT_TRUE(Has(strBlock, "<rootpath>" + Root() + "</rootpath>"));
+  EXPECT_TRUE(Has(strBlock,
+                  "<loglevel>1</loglevel>\n\t<callersuniquename>scanapp</callersuniquename>\n\t"
+                  "<frominterfaceopen>true<"));
+  EXPECT_EQ(strBlock, Env(ProcessThreadName()));
 }
 
 }  // namespace
