@@ -83,7 +83,7 @@ std::vector<std::string> ProgramCommand(const std::string &a_strProgram)
 }
 
 pid_t StartProgram(const std::vector<std::string> &a_vecArgs, const std::vector<std::string> &a_vecEnv,
-                   int a_fdStderr)
+                   const std::string &a_strStderr)
 {
   std::vector<std::string> vecCommand = ProgramCommand(a_vecArgs[0]);
   vecCommand.insert(vecCommand.end(), a_vecArgs.begin() + 1, a_vecArgs.end());
@@ -110,9 +110,9 @@ pid_t StartProgram(const std::vector<std::string> &a_vecArgs, const std::vector<
       vecArgv.push_back(str.data());
     }
     vecArgv.push_back(nullptr);
-    if (a_fdStderr >= 0)
+    if (!a_strStderr.empty())
     {
-      dup2(a_fdStderr, STDERR_FILENO);
+      dup2(open(a_strStderr.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDERR_FILENO);
     }
     execv(vecArgv[0], vecArgv.data());
     _exit(127);
@@ -128,18 +128,6 @@ int WaitProgram(pid_t a_pid)
     return -1;
   }
   return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 1000 + WTERMSIG(iStatus);
-}
-
-ProgramRun RunProgram(const std::vector<std::string> &a_vecArgs, const std::vector<std::string> &a_vecEnv)
-{
-  // A file rather than a pipe: a child the program leaves behind holding its
-  // standard error cannot make the read wait.
-  TempDir tempdir;
-  const int fd = open((tempdir / "stderr").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-  ProgramRun programrun{WaitProgram(StartProgram(a_vecArgs, a_vecEnv, fd)), ""};
-  close(fd);
-  programrun.strStderr = ReadFile(tempdir / "stderr");
-  return programrun;
 }
 
 bool RunAsNobody(const std::function<bool()> &a_fn)

@@ -47,20 +47,13 @@ std::vector<std::string> ProgramCommand(const std::string &a_strProgram);
 // ProgramCommand does) in the current environment without the variables
 // the programs read (QRB_*, DEVICEPROBE_SYSFS), plus a_vecEnv ("NAME=value";
 // a later one replaces an earlier one of the same name). Its standard error
-// goes to a_fdStderr unless that is -1. Returns the child's id.
+// goes to the file a_strStderr (made or emptied) unless that is "". Returns
+// the child's id.
 pid_t StartProgram(const std::vector<std::string> &a_vecArgs, const std::vector<std::string> &a_vecEnv = {},
-                   int a_fdStderr = -1);
+                   const std::string &a_strStderr = "");
 // The exit status of a started program, 1000 + the signal that ended it, or
 // -1 when it cannot be waited for.
 int WaitProgram(pid_t a_pid);
-// Runs a program as StartProgram does, to its end.
-struct ProgramRun
-{
-  int iStatus;
-  std::string strStderr;
-};
-ProgramRun RunProgram(const std::vector<std::string> &a_vecArgs,
-                      const std::vector<std::string> &a_vecEnv = {});
 
 // Runs a_fn in a forked child that has given up the superuser for user and
 // group 65534 ("nobody"); true when the child could drop its rights and a_fn

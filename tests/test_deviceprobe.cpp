@@ -30,19 +30,22 @@ protected:
     ASSERT_EQ(0, symlink(strDevice.c_str(), (m_strSysfs + "/bus/usb/devices/" + a_strName).c_str()));
   }
 
-  ostest::ProgramRun Probe(std::vector<std::string> a_vecArgs)
+  // The exit status with a_vecArgs; the standard error goes to m_strStderr.
+  int Probe(std::vector<std::string> a_vecArgs)
   {
     a_vecArgs.insert(a_vecArgs.begin(), DEVICEPROBE_BIN);
-    return ostest::RunProgram(a_vecArgs, {"DEVICEPROBE_SYSFS=" + m_strSysfs});
+    return ostest::WaitProgram(
+        ostest::StartProgram(a_vecArgs, {"DEVICEPROBE_SYSFS=" + m_strSysfs}, m_strStderr));
   }
 
   ostest::TempDir m_tempdir;
   const std::string m_strSysfs = m_tempdir / "sys";
+  const std::string m_strStderr = m_tempdir / "stderr";
 };
 
 TEST_F(DeviceProbe, StatusPerListAndDevices)
 {
-  EXPECT_EQ(1, Probe({"40a,6020"}).iStatus);  // no sysfs
+  EXPECT_EQ(1, Probe({"40a,6020"}));  // no sysfs
   Attach("1-2", "040a", "6021");
   // Entries without usable identifiers are passed over.
   Attach("1-3", "040a", "");       // half a device
@@ -56,17 +59,16 @@ TEST_F(DeviceProbe, StatusPerListAndDevices)
   {
     for (const char *szList : avecList[iStatus])
     {
-      EXPECT_EQ(iStatus, Probe({szList}).iStatus) << szList;
+      EXPECT_EQ(iStatus, Probe({szList})) << szList;
     }
   }
-  EXPECT_NE(std::string::npos, Probe({"40a,"}).strStderr.find("malformed"));
+  EXPECT_NE(std::string::npos, ostest::ReadFile(m_strStderr).find("malformed"));  // of the last list
   Attach("1-6", "040a", "6020");
-  EXPECT_EQ(0, Probe({"40a,6020"}).iStatus);
+  EXPECT_EQ(0, Probe({"40a,6020"}));
   // Anything but one argument is a usage error.
-  const ostest::ProgramRun programrun = Probe({});
-  EXPECT_EQ(2, programrun.iStatus);
-  EXPECT_EQ(0u, programrun.strStderr.find("usage"));
-  EXPECT_EQ(2, Probe({"40a,6020", "40a,6021"}).iStatus);
+  EXPECT_EQ(2, Probe({}));
+  EXPECT_EQ(0u, ostest::ReadFile(m_strStderr).find("usage"));
+  EXPECT_EQ(2, Probe({"40a,6020", "40a,6021"}));
 }
 
 }  // namespace
