@@ -1,15 +1,19 @@
 // os_testutil.cpp: helpers shared by the tests (see os_testutil.h).
 #include "os_testutil.h"
 
+#include <fcntl.h>
 #include <ftw.h>
 #include <grp.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <sstream>
+
+extern char **environ;
 
 namespace ostest
 {
@@ -76,6 +80,54 @@ std::vector<std::string> ProgramCommand(const std::string &a_strProgram)
     return {a_strProgram};
   }
   return {strEmulator, a_strProgram};
+}
+
+pid_t StartProgram(const std::vector<std::string> &a_vecArgs, const std::vector<std::string> &a_vecEnv,
+                   const std::string &a_strStderr)
+{
+  std::vector<std::string> vecCommand = ProgramCommand(a_vecArgs[0]);
+  vecCommand.insert(vecCommand.end(), a_vecArgs.begin() + 1, a_vecArgs.end());
+  std::vector<std::string> vecEnv;
+  for (char **psz = environ; *psz; psz++)
+  {
+    if (strncmp(*psz, "QRB_", 4) != 0 && strncmp(*psz, "DEVICEPROBE_SYSFS=", 18) != 0)
+    {
+      vecEnv.emplace_back(*psz);
+    }
+  }
+  vecEnv.insert(vecEnv.end(), a_vecEnv.begin(), a_vecEnv.end());
+  const pid_t pid = fork();
+  if (pid == 0)  // the test process has one thread: the environment may change here
+  {
+    clearenv();
+    for (std::string &str : vecEnv)
+    {
+      putenv(str.data());
+    }
+    std::vector<char *> vecArgv;
+    for (std::string &str : vecCommand)
+    {
+      vecArgv.push_back(str.data());
+    }
+    vecArgv.push_back(nullptr);
+    if (!a_strStderr.empty())
+    {
+      dup2(open(a_strStderr.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDERR_FILENO);
+    }
+    execv(vecArgv[0], vecArgv.data());
+    _exit(127);
+  }
+  return pid;
+}
+
+int WaitProgram(pid_t a_pid)
+{
+  int iStatus = 0;
+  if (a_pid <= 0 || waitpid(a_pid, &iStatus, 0) != a_pid)
+  {
+    return -1;
+  }
+  return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 1000 + WTERMSIG(iStatus);
 }
 
 bool RunAsNobody(const std::function<bool()> &a_fn)

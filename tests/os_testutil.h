@@ -1,8 +1,11 @@
 // os_testutil.h: small helpers shared by the tests: a temporary directory
 // removed with everything in it, whole-file reads and writes, and a scoped
-// environment variable. None of them uses the services under test.
+// environment variable, a built program run with its own environment.
+// None of them uses the services under test.
 #ifndef OS_TESTUTIL_H
 #define OS_TESTUTIL_H
+
+#include <sys/types.h>
 
 #include <functional>
 #include <string>
@@ -39,6 +42,18 @@ std::vector<std::string> SplitLines(const std::string &a_strText);
 // the emulator and the program when the build's programs run under one (a
 // 32-bit build on a kernel without 32-bit support).
 std::vector<std::string> ProgramCommand(const std::string &a_strProgram);
+
+// Starts a program this build made (a_vecArgs[0], put behind the emulator as
+// ProgramCommand does) in the current environment without the variables
+// the programs read (QRB_*, DEVICEPROBE_SYSFS), plus a_vecEnv ("NAME=value";
+// a later one replaces an earlier one of the same name). Its standard error
+// goes to the file a_strStderr (made or emptied) unless that is "". Returns
+// the child's id.
+pid_t StartProgram(const std::vector<std::string> &a_vecArgs, const std::vector<std::string> &a_vecEnv = {},
+                   const std::string &a_strStderr = "");
+// The exit status of a started program, 1000 + the signal that ended it, or
+// -1 when it cannot be waited for.
+int WaitProgram(pid_t a_pid);
 
 // Runs a_fn in a forked child that has given up the superuser for user and
 // group 65534 ("nobody"); true when the child could drop its rights and a_fn
