@@ -95,7 +95,6 @@ TEST(GetDifference, MillisecondsWithinADayWholeSecondsAcrossMidnight)
     long long llExpected;
   } acase[] = {// Within one day, to the millisecond.
                {Record(2024, 1, 31, 10, 0, 0, 500), Record(2024, 1, 31, 9, 59, 59, 900), 600},
-               {Record(2024, 1, 31, 23, 59, 59, 999), Record(2024, 1, 31, 0, 0, 0, 0), 86399999},
                // Across midnight only whole seconds count.
                {Record(2024, 2, 1, 0, 0, 0, 100), Record(2024, 1, 31, 23, 59, 59, 900), 1000},
                {Record(2024, 3, 1, 0, 0, 0, 0), Record(2024, 2, 28, 0, 0, 0, 0), 2LL * 86400 * 1000},
@@ -125,7 +124,6 @@ TEST(GetStringTime, NineteenBytesIsTheMinimumAndTheWholeSizeIsCleared)
   EXPECT_EQ(std::string("09990203040506070") + std::string(7, '\0') + "x", std::string(sz, 25));
   EXPECT_EQ(3u, COsTime::GetStringTime(nullptr, sz, 32));
   EXPECT_EQ(1u, COsTime::GetStringTime(&timerecord, nullptr, 32));
-  EXPECT_STREQ("09990203040506070", sz);
 }
 
 TEST(Sleep, WaitsAtLeastTheGivenTimeAndNotForNegativeTimes)
@@ -133,7 +131,6 @@ TEST(Sleep, WaitsAtLeastTheGivenTimeAndNotForNegativeTimes)
   auto start = std::chrono::steady_clock::now();
   COsTime::Sleep(30);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
-  COsTime::Sleep(0);
   // Taken as a length, INT_MIN would sleep for weeks.
   start = std::chrono::steady_clock::now();
   COsTime::Sleep(INT_MIN);
