@@ -134,6 +134,5 @@ TEST(Sleep, WaitsAtLeastTheGivenTimeAndNotForNegativeTimes)
   // Taken as a length, INT_MIN would sleep for weeks.
   start = std::chrono::steady_clock::now();
   COsTime::Sleep(INT_MIN);
-  COsTime::Sleep(-5);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
