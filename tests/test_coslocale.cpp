@@ -55,7 +55,6 @@ TEST_F(LocaleTest, SetLanguageByValueNameAndTwainCodeButNeverOutsideTheTable)
 TEST(LanguageFind, SearchesByColumn)
 {
   EXPECT_EQ(1u, COsLocale::FindLanguageId("AUTO"));
-  EXPECT_EQ(0u, COsLocale::FindLanguageId(nullptr));
   EXPECT_STREQ("English_UK", COsLocale::FindLanguageDocumentation(53));
   EXPECT_STREQ("", COsLocale::FindLanguageDocumentation(OS_LANGUAGE_COUNT));
 }

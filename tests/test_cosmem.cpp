@@ -222,7 +222,6 @@ TEST_F(MemTest, NotOwningObjectAndUnknownMethod)
 {
   OSTEST_LEAK_ALLOWED();
   COsMem *posmem = new COsMem(OS_MEM_METHOD_MALLOC, 0);
-  EXPECT_EQ(posmem, g_posmem);
   void *pv = posmem->Alloc(5, "c.cpp", 1, EOSLOGFLAG_MEM, true, "kept");
   delete posmem;
   EXPECT_EQ(nullptr, g_posmem);
