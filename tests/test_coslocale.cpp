@@ -31,13 +31,12 @@ TEST(LanguageTable, RowsAreConsistent)
   EXPECT_STREQ("", s_oslanguagelookup[OS_LANGUAGE_LAST].szLexicon);
 }
 
-// A new object starts in US English and publishes itself for good; the
+// A new object starts in US English and publishes itself; the
 // language changes only to a row of the table.
 TEST_F(LocaleTest, SetLanguageByValueNameAndTwainCodeButNeverOutsideTheTable)
 {
-  COsLocale *poslocale = new COsLocale;
-  EXPECT_EQ(poslocale, g_poslocale);
-  COsLocale &oslocale = *poslocale;
+  COsLocale oslocale;
+  EXPECT_EQ(&oslocale, g_poslocale);
   EXPECT_EQ(EOSSTS_BADARG, oslocale.SetLanguage(OS_LANGUAGE_AUTO));
   EXPECT_EQ(EOSSTS_BADARG, oslocale.SetLanguage(OS_LANGUAGE_LAST));
   EXPECT_EQ(EOSSTS_BADARG, oslocale.SetLanguage("xx_xxx"));
@@ -49,7 +48,6 @@ TEST_F(LocaleTest, SetLanguageByValueNameAndTwainCodeButNeverOutsideTheTable)
   EXPECT_EQ(78u, oslocale.GetCurrentLanguage());
   EXPECT_EQ(EOSSTS_OK, oslocale.SetLanguageTwain(52));
   EXPECT_STREQ("en_gbr", oslocale.GetLanguageName());
-  delete poslocale;
 }
 
 TEST(LanguageFind, SearchesByColumn)
