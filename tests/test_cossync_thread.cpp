@@ -75,8 +75,7 @@ TEST(ThreadIds, IdentifiersAndTheLivenessProbe)
   {
     _exit(0);
   }
-  int iStatus = 0;
-  ASSERT_EQ(pid, waitpid(pid, &iStatus, 0));
+  ASSERT_EQ(pid, waitpid(pid, nullptr, 0));
   EXPECT_FALSE(COsThread::IsThreadRunning(static_cast<unsigned long long>(pid)));  // reaped
 }
 
