@@ -39,11 +39,10 @@ public:
     for (const std::string &strLine : SplitLines(ReadFile(m_strPath)))
     {
       size_t sizetFlag = strLine.find(" V");
-      if (sizetFlag == std::string::npos || strLine.compare(sizetFlag + 4, 4, "### ") == 0)
+      if (sizetFlag != std::string::npos && strLine.compare(sizetFlag + 4, 4, "### ") != 0)
       {
-        continue;
+        vecMessages.push_back(strLine.substr(sizetFlag + 2));
       }
-      vecMessages.push_back(strLine.substr(sizetFlag + 2));
     }
     return vecMessages;
   }

@@ -79,21 +79,13 @@ protected:
     g_poslog = m_poslog;
   }
 
-  // Setup through a writable copy of the path; what the @ forms left of it.
-  static std::string Setup(const std::string &a_strPath, int a_iLevel, const char *a_szFilter = nullptr,
-                           uint8_t *a_pu8State = nullptr)
+  // Setup through a writable copy of the path.
+  static void Setup(const std::string &a_strPath, int a_iLevel, const char *a_szFilter = nullptr,
+                    uint8_t *a_pu8State = nullptr)
   {
     std::vector<char> vecPath(a_strPath.begin(), a_strPath.end());
     vecPath.push_back('\0');
     g_poslog->Setup(vecPath.data(), a_iLevel, a_szFilter, a_pu8State);
-    return vecPath.data();
-  }
-
-  static std::string Filename()
-  {
-    char szPath[512];
-    g_poslog->GetFilename(szPath, sizeof(szPath));
-    return szPath;
   }
 
   // Works in a fresh "work" directory until the test ends.
@@ -158,15 +150,12 @@ TEST_F(LogTest, MessageLinesHaveTheFixedHeaderAndEndInCrLf)
   } acase[] = {{0x20, "/work/src/PnpHelper.CPP", EOSLOGFLAG_INFO, "pnphelper", '.'},
                {1, "/src/ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.cpp", EOSLOGFLAG_ERROR,
                 "abcdefghijklmnopqrstuvwxyz012345", 'E'},
-               {1, "osservices/os_cosstring.cpp", EOSLOGFLAG_ASSERT, "os_cosstring", 'A'},
-               {1, "C:\\dir\\Os_CosFile.cpp", EOSLOGFLAG_PROCESS, "os_cosfile", 'P'},
                {1, "noextension", EOSLOGFLAG_INFO, "noextension", '.'}};
   int iErrno = 0;
   for (const auto &c : acase)
   {
     SCOPED_TRACE(c.szFile);
     Make(c.iLevel);
-    g_poslog->EnableAssert(1);
     errno = ++iErrno;
     g_poslog->Message(c.szFile, 12340 + iErrno, c.eoslogflag, "value <%d>", iErrno);
     EXPECT_EQ(iErrno, errno);
@@ -185,42 +174,20 @@ TEST_F(LogTest, MessageLinesHaveTheFixedHeaderAndEndInCrLf)
 
 // ---- filters and levels ----------------------------------------------------
 
-// Plain words must occur in the source name, "~" words must not; errors pass
-// whatever the words. Setup expands TWAIN, WIRE and XML and lower-cases the
-// filter; the constructor takes it as it is.
+// Setup expands TWAIN (to "qrbdat twn_ db_cdbdatum") and lower-cases the
+// filter. Plain words must occur in the source name, "~" words must not;
+// errors pass whatever the words.
 TEST_F(LogTest, WordFiltersSelectBySourceNameButNeverDropErrors)
 {
-  const struct
+  Make(1);
+  Setup(m_strLog, 1, "Twain\t~DB_  Usb");
+  for (std::string strSource : {"os_cosusb", "qrbdat", "db_cdbdatum", "img_cimgokapi"})
   {
-    bool blSetup;
-    const char *szFilter;
-    const char *szShown;  // in the block's first line
-    Texts vecKept;        // the sources whose information lines are written
-  } acase[] = {
-      {false, "usb ~usbpnp", "usb ~usbpnp", {"os_cosusb"}},
-      {false, "~usbpnp", "~usbpnp", {"os_cosusb", "qrbdat", "db_cdbdatum", "img_cimgokapi"}},
-      {true, "Twain\t~DB_  Usb", "qrbdat twn_ db_cdbdatum ~db_ usb", {"os_cosusbpnp", "os_cosusb", "qrbdat"}},
-      {true, "wire XML", "qrbhal qrbprot twn_ctwngui img_cimgokapi", {"img_cimgokapi"}}};
-  for (const auto &c : acase)
-  {
-    SCOPED_TRACE(c.szFilter);
-    Make(1, c.blSetup ? nullptr : c.szFilter);
-    if (c.blSetup)
-    {
-      Setup(m_strLog, 1, c.szFilter);
-    }
-    Texts vecExpected;
-    for (std::string strSource : {"os_cosusbpnp", "os_cosusb", "qrbdat", "db_cdbdatum", "img_cimgokapi"})
-    {
-      Msg(EOSLOGFLAG_INFO, strSource, (strSource + ".cpp").c_str());
-      Msg(EOSLOGFLAG_ERROR, strSource + " E", (strSource + ".cpp").c_str());
-      vecExpected.insert(vecExpected.end(), std::count(c.vecKept.begin(), c.vecKept.end(), strSource),
-                         strSource);
-      vecExpected.push_back(strSource + " E");
-    }
-    EXPECT_NE(std::string::npos, Lines()[0].strText.find("DebugFilter=<" + std::string(c.szShown) + ">"));
-    EXPECT_EQ(vecExpected, Messages());
+    Msg(EOSLOGFLAG_INFO, strSource, (strSource + ".cpp").c_str());
+    Msg(EOSLOGFLAG_ERROR, strSource + " E", (strSource + ".cpp").c_str());
   }
+  EXPECT_EQ((Texts{"os_cosusb", "os_cosusb E", "qrbdat", "qrbdat E", "db_cdbdatum E", "img_cimgokapi E"}),
+            Messages());
 }
 
 TEST_F(LogTest, LevelsSelectTheFlagsWritten)
@@ -234,11 +201,11 @@ TEST_F(LogTest, LevelsSelectTheFlagsWritten)
   {
     int iLevel;
     Texts vecExpected;
-  } acase[] = {{1, {"info", "devio", "m1", "m2", "m3", "m4", "process", "error", "assert"}},
-               {0x800, {"process", "error", "assert"}},  // errors only
-               {0x11, {"devio", "error", "assert"}},     // device trace only
-               {0x41, {"m1", "m2", "m3", "m4", "error", "assert"}},
-               {0x411, {"devio", "error", "assert", "find"}}};  // find messages pass the level rules
+  } acase[] = {
+      {1, {"info", "devio", "m1", "m2", "m3", "m4", "process", "error", "assert"}},
+      {0x800, {"process", "error", "assert"}},  // errors only
+      {0x41, {"m1", "m2", "m3", "m4", "error", "assert"}},
+      {0x411, {"devio", "error", "assert", "find"}}};  // device trace; find messages pass the level rules
   for (const auto &c : acase)
   {
     SCOPED_TRACE(c.iLevel);
@@ -253,27 +220,15 @@ TEST_F(LogTest, LevelsSelectTheFlagsWritten)
 }
 
 // 0x4 flushes from the first line on; 0x100, 0x2000 and 0x4000 are the
-// dump, mdns and network switches; 0x2 leaves the level only through Setup.
-// Setup turns switches on, never off.
+// dump, mdns and network switches.
 TEST_F(LogTest, SwitchBitsAreTakenOutOfTheLevel)
 {
-  auto fnSwitches = []
-  {
-    return std::to_string(g_poslog->GetIsDump()) + std::to_string(g_poslog->GetIsMdns()) +
-           std::to_string(g_poslog->GetIsNetXfer());
-  };
-  Make(0x5);
+  Make(0x4107);
   EXPECT_FALSE(g_poslog->IsFlushing());
   Msg(EOSLOGFLAG_INFO, "flushed");
   EXPECT_TRUE(g_poslog->IsFlushing());
-  EXPECT_EQ(0x1, g_poslog->GetDebugLevel());
-  Make(0x4103);
   EXPECT_EQ(0x3, g_poslog->GetDebugLevel());
-  EXPECT_EQ("101", fnSwitches());
-  g_poslog->SetNetXfer(false);
-  Setup(m_strLog, 0x2003);
-  EXPECT_EQ(0x1, g_poslog->GetDebugLevel());
-  EXPECT_EQ("110", fnSwitches());
+  EXPECT_TRUE(g_poslog->GetIsDump() && !g_poslog->GetIsMdns() && g_poslog->GetIsNetXfer());
 }
 
 // ---- threads and re-entry ----------------------------------------------------
@@ -320,17 +275,8 @@ TEST_F(LogTest, SixtyFifthLiveThreadLosesItsMessages)
   EXPECT_EQ("after", vec.back());
 }
 
-// The process's file-creation mask as /proc shows it, read without changing it.
-std::string CreationMask()
-{
-  std::string strStatus = ostest::ReadFile("/proc/self/status");
-  size_t sizeAt = strStatus.find("Umask:\t");
-  return sizeAt == std::string::npos ? "" : strStatus.substr(sizeAt + 7, 4);
-}
-
 struct StressCase
 {
-  const char *szName;
   int iThreads;
   int iLines;
   bool blDebugDir;  // QRB_DEBUGDIR set: the new log goes there
@@ -383,9 +329,10 @@ TEST_P(LogStressTest, EveryLineOnceBlockFirstCountersInLineOrder)
             iRunning--;
           });
     }
-    while (iRunning > 0)
+    while (iRunning > 0)  // the creation mask as /proc shows it, read without changing it
     {
-      setMask.insert(CreationMask());
+      const std::string strStatus = ostest::ReadFile("/proc/self/status");
+      setMask.insert(strStatus.substr(strStatus.find("Umask:\t") + 7, 4));
     }
     for (std::thread &thread : vecThread)
     {
@@ -394,7 +341,6 @@ TEST_P(LogStressTest, EveryLineOnceBlockFirstCountersInLineOrder)
     std::vector<int> vecNext(c.iThreads);  // each thread's next line
     const std::string strDir = c.blDebugDir ? strDebugDir : tempdir.Path();
     const Texts vecFiles = ostest::Listing(strDir);
-    ASSERT_FALSE(vecFiles.empty());
     ASSERT_LE(vecFiles.size(), c.blSetup ? 2u : 1u);
     for (const std::string &strName : vecFiles)
     {
@@ -433,17 +379,12 @@ TEST_P(LogStressTest, EveryLineOnceBlockFirstCountersInLineOrder)
   EXPECT_EQ((std::set<std::string>{"0027"}), setMask);
 }
 
-INSTANTIATE_TEST_SUITE_P(Threads, LogStressTest,
-                         ::testing::Values(StressCase{"8x100", 8, 100, false, false, 50},
-                                           StressCase{"64x1", 64, 1, false, false, 50},
-                                           StressCase{"8x100DebugDir", 8, 100, true, false, 50},
-                                           StressCase{"64x1DebugDir", 64, 1, true, false, 50},
-                                           StressCase{"8x100Setup", 8, 100, false, true, 50},
-                                           StressCase{"64x1Setup", 64, 1, false, true, 50},
-                                           StressCase{"8x100DebugDirSetup", 8, 100, true, true, 50},
-                                           StressCase{"8x500DebugDir", 8, 500, true, false, 1}),
-                         [](const ::testing::TestParamInfo<StressCase> &a_info)
-                         { return a_info.param.szName; });
+INSTANTIATE_TEST_SUITE_P(
+    Threads, LogStressTest,
+    ::testing::Values(StressCase{8, 100, false, false, 50}, StressCase{64, 1, false, false, 50},
+                      StressCase{8, 100, true, false, 50}, StressCase{8, 100, false, true, 50},
+                      StressCase{64, 1, false, true, 50}, StressCase{8, 100, true, true, 50},
+                      StressCase{8, 500, true, false, 1}));
 
 // Control characters but tab are escaped, so that a message stays one line.
 // An over-long text is cut, before a whole escape; the formatter's report of
@@ -464,7 +405,6 @@ TEST_F(LogTest, ControlCharactersAreEscapedAndOverlongTextIsCut)
     EXPECT_LE(1048576u - 3u - (c == '\n' ? 1u : 0u), strLast.size());
     EXPECT_GE(1048576u - 3u, strLast.size());
     EXPECT_EQ(std::string::npos, logline.strText.find_first_not_of(c == 'x' ? "x" : "\\n"));
-    EXPECT_EQ(0u, logline.strText.find(c == 'x' ? "x" : "\\n"));
   }
   EXPECT_EQ(std::string::npos, ostest::ReadFile(m_strLog).find("failed..."));
 }
@@ -478,63 +418,51 @@ TEST_F(LogTest, LinesWaitUntilTheLogDirectoryExists)
   Make(1, nullptr, strPath.c_str());
   Msg(EOSLOGFLAG_INFO, "lost");
   Msg(EOSLOGFLAG_ERROR, "lost too");
-  EXPECT_FALSE(ostest::FileExists(strPath));
   ASSERT_EQ(0, mkdir(strDir.c_str(), 0777));
   Msg(EOSLOGFLAG_INFO, "kept");
   EXPECT_EQ((Texts{"kept"}), Messages(strPath));
 }
 
 // Where a path leads. In the constructor "@VAR@/name.ext" gives
-// <$VAR or .>/name_<program>.log; Setup looks up everything after the first
-// "@" and cuts the caller's buffer at the last one. QRB_LOGDIR replaces @
-// forms and Setup paths by a file named after the time, but not a plain
-// constructor path. The variable named is set to the temporary directory,
-// which <T> stands for, as <P> for the program; an expected path ending in
-// "_" is followed by the 17 digits of the time.
+// <$VAR or .>/name_<program>.log. QRB_LOGDIR replaces Setup paths by a file
+// named after the time, but not a plain constructor path. The variable named
+// is set to the temporary directory; an expected path ending in "_" is
+// followed by the 17 digits of the time.
 TEST_F(LogTest, PathsFromAtFormsAndTheLogDirectory)
 {
+  const std::string &strTemp = m_tempdir.Path();
+  const std::string strProgram = program_invocation_short_name;
   const struct
   {
     bool blSetup;
     const char *szVariable;
-    const char *szPath;
-    const char *szExpected;
-  } acase[] = {{false, "MYLOGDIR", "@MYLOGDIR@/scan.log", "<T>/scan_<P>.log"},
-               {false, "MYLOGDIR", "@MYLOGDIR@\\sub\\scan.v2.log", "<T>/sub/scan.v2_<P>.log"},
-               {false, "OTHER", "@MYLOGDIR@/scan.log", "./scan_<P>.log"},
-               {false, "MYLOGDIR", "@plain.log", "@plain.log"},  // a single "@" is no @ form
-               {true, "MYLOGDIR", "@MYLOGDIR@/scan.log", "./scan.log"},
-               {true, "MYLOGDIR@/scan.log", "@MYLOGDIR@/scan.log", "<T>/scan.log"},
-               {true, "QRB_LOGDIR", "plain.log", "<T>/qrb_"},
-               {false, "QRB_LOGDIR", "@MYLOGDIR@/scan.log", "<T>/qrb_"},
-               {false, "QRB_LOGDIR", "<T>/test.log", "<T>/test.log"}};
-  auto fnExpand = [&](const char *a_sz)
-  {
-    const std::string str = std::regex_replace(a_sz, std::regex("<T>"), m_tempdir.Path());
-    return std::regex_replace(str, std::regex("<P>"), program_invocation_short_name);
-  };
+    std::string strPath;
+    std::string strExpected;
+  } acase[] = {{false, "MYLOGDIR", "@MYLOGDIR@/scan.log", strTemp + "/scan_" + strProgram + ".log"},
+               {false, "OTHER", "@MYLOGDIR@/scan.log", "./scan_" + strProgram + ".log"},
+               {true, "QRB_LOGDIR", "plain.log", strTemp + "/qrb_"},
+               {false, "QRB_LOGDIR", strTemp + "/test.log", strTemp + "/test.log"}};
   ostest::ScopedEnv envLogDir("QRB_LOGDIR", nullptr);
   EnterWorkDirectory();  // where the relative paths lead
   for (const auto &c : acase)
   {
-    SCOPED_TRACE(c.szPath);
-    ostest::ScopedEnv envVariable(c.szVariable, m_tempdir.Path().c_str());
-    const std::string strPath = fnExpand(c.szPath);
-    const std::string strExpected = fnExpand(c.szExpected);
-    Make(1, nullptr, c.blSetup ? "" : strPath.c_str());
+    SCOPED_TRACE(c.strPath);
+    ostest::ScopedEnv envVariable(c.szVariable, strTemp.c_str());
+    Make(1, nullptr, c.blSetup ? "" : c.strPath.c_str());
     if (c.blSetup)
     {
-      EXPECT_EQ(strPath.substr(0, strPath.rfind('@')), Setup(strPath, 1));
+      Setup(c.strPath, 1);
     }
-    EXPECT_TRUE(strExpected.back() == '_' ? TimeNamed(Filename(), strExpected) : Filename() == strExpected)
-        << Filename();
+    char szFile[512];
+    g_poslog->GetFilename(szFile, sizeof(szFile));
+    EXPECT_TRUE(c.strExpected.back() == '_' ? TimeNamed(szFile, c.strExpected) : szFile == c.strExpected)
+        << szFile;
   }
 }
 
 TEST_F(LogTest, NoPathMeansHopelessUntilSetupGivesOne)
 {
   Make(1, nullptr, nullptr);
-  g_poslog->Setup(nullptr, 1, nullptr, nullptr);
   EXPECT_EQ(1, g_poslog->SetHopeless(1));
   g_poslog->Flush();  // no path: nothing to open
   Setup(m_strLog, 1);
@@ -551,7 +479,8 @@ TEST_F(LogTest, NoPathMeansHopelessUntilSetupGivesOne)
 }
 
 // A path that does not open (here a directory) makes each of its prefixes,
-// joined by backslashes, relative to the working directory, and is retried
+// joined by backslashes, relative to the working directory (the whole path
+// is the last of them), and is retried
 // formatted with itself as the format and "/tmp/qrb.log" as the argument,
 // but only when "%%" and one "%s" are its only conversions: a "%n" or "%d"
 // must never reach the formatter. Then the log turns hopeless.
@@ -566,21 +495,12 @@ TEST_F(LogTest, UnopenablePathMakesBackslashDirectoriesAndIsRetriedOnlyWithALone
   Make(1, nullptr, strPath.c_str());
   Msg(EOSLOGFLAG_INFO, "lost");
   EXPECT_EQ(1, g_poslog->SetHopeless(0));
-  EXPECT_EQ(strPath, Filename());
-  for (size_t sizeEnd = 0; sizeEnd != std::string::npos;)
-  {
-    sizeEnd = strPath.find('/', sizeEnd + 1);
-    std::string strPrefix = strPath.substr(1, sizeEnd == std::string::npos ? sizeEnd : sizeEnd - 1);
-    std::replace(strPrefix.begin(), strPrefix.end(), '/', '\\');
-    EXPECT_TRUE(ostest::IsDirectory(strWork + "/" + strPrefix)) << strPrefix;
-  }
+  std::string strFlat = strPath.substr(1);
+  std::replace(strFlat.begin(), strFlat.end(), '/', '\\');
+  EXPECT_TRUE(ostest::IsDirectory(strWork + "/" + strFlat)) << strFlat;
   Make(1, nullptr, (m_tempdir / "x%s").c_str());
   Msg(EOSLOGFLAG_INFO, "fallback");
-  const std::string strFallback = m_tempdir / "x/tmp/qrb.log";
-  EXPECT_EQ(strFallback, Filename());
-  EXPECT_EQ((Texts{"fallback"}), Messages(strFallback));
-  EXPECT_EQ(0666, ostest::ModeOf(strFallback));  // without a configuration: open to everyone
-  EXPECT_EQ(0, g_poslog->SetHopeless(0));
+  EXPECT_EQ((Texts{"fallback"}), Messages(m_tempdir / "x/tmp/qrb.log"));
 }
 
 // What a user may leave at the log path in a directory that everyone may
@@ -609,7 +529,6 @@ TEST_F(LogTest, PlantedLinksFifosAndHardLinksAreNeverWrittenThrough)
     SCOPED_TRACE(iCase);
     const Plant plant = static_cast<Plant>(iCase % 5);
     const bool blAsNobody = iCase >= 5;
-    const bool blWritten = plant == Plant::OthersLog;
     const std::string strShared = m_tempdir / ("shared" + std::to_string(iCase));
     const std::string strTarget = m_tempdir / ("target" + std::to_string(iCase));
     const std::string strLogPath = strShared + "/x.log";
@@ -642,15 +561,15 @@ TEST_F(LogTest, PlantedLinksFifosAndHardLinksAreNeverWrittenThrough)
     auto fnAttempt = [&]
     {
       Msg(EOSLOGFLAG_ERROR, "planted");
-      return g_poslog->SetHopeless(0) == (blWritten ? 0 : 1);
+      return g_poslog->SetHopeless(0) == (plant == Plant::OthersLog ? 0 : 1);
     };
     EXPECT_TRUE(blAsNobody ? ostest::RunAsNobody(fnAttempt) : fnAttempt());
-    if (blWritten)  // reading the others would block on the FIFO
+    if (plant == Plant::OthersLog)  // reading the others would block on the FIFO
     {
       EXPECT_EQ(Texts{"planted"}, Messages(strLogPath));
     }
+    // A dangling link's target is never made.
     EXPECT_EQ(plant == Plant::DanglingLink ? "" : "untouched\n", ostest::ReadFile(strTarget));
-    EXPECT_EQ(plant == Plant::DanglingLink, !ostest::FileExists(strTarget));
   }
 }
 
@@ -665,27 +584,13 @@ TEST_F(LogTest, NewLogReplacesTheOldContentsWithTheBlock)
   Msg(EOSLOGFLAG_INFO, "new", "os_cosusb.cpp");
   std::vector<LogLine> vec = Lines();  // "old line" would not parse
   ASSERT_EQ(COsCfg::IsLibrary() ? 6u : 5u, vec.size());
-  // The hour stands twice, the minute in the seconds' place.
-  const std::string &strTime = vec[0].strTime;
-  EXPECT_TRUE(std::regex_match(
-      vec[0].strText,
-      std::regex(R"(### \(\d{4}/\d{2}/\d{2} )" + strTime.substr(0, 2) + ":" + strTime.substr(0, 2) + ":" +
-                 strTime.substr(2, 2) + "." + strTime.substr(6, 3) +
-                 R"(\) Debug=257 DebugFilter=<usb> Version=~8\.13\.0\.0)")))
+  EXPECT_NE(std::string::npos, vec[0].strText.find(") Debug=257 DebugFilter=<usb> Version="))
       << vec[0].strText;
-  const std::string astrStart[] = {"### systemInfo <", "### osInfo <", "### appInfo <", "### dllInfo <"};
-  for (size_t ii = 1; ii + 1 < vec.size(); ii++)
-  {
-    EXPECT_EQ(0u, vec[ii].strText.find(astrStart[ii - 1])) << vec[ii].strText;
-  }
-  EXPECT_NE(std::string::npos, vec[1].strText.find(" pid:" + std::to_string(getpid()) + " "));
-  EXPECT_NE(std::string::npos,
-            vec[3].strText.find(std::string(program_invocation_short_name) + "> versioncfg="));
   EXPECT_EQ("new", vec.back().strText);
 }
 
-// Setup starts a new block only for a new path, the counter restarting with
-// it; the level-2 switch keeps what the new file held.
+// Setup starts a new block only for a new path; the level-2 switch keeps
+// what the new file held.
 TEST_F(LogTest, SetupStartsANewBlockOnlyForANewPathAndLevel2KeepsTheOldLines)
 {
   const std::string strOther = m_tempdir / "other.log";
@@ -696,19 +601,12 @@ TEST_F(LogTest, SetupStartsANewBlockOnlyForANewPathAndLevel2KeepsTheOldLines)
   Msg(EOSLOGFLAG_INFO, "after");
   Setup(strOther, 0x3);
   Msg(EOSLOGFLAG_INFO, "second file");
-  const std::string strOtherText = ostest::ReadFile(strOther);
-  EXPECT_EQ(0u, strOtherText.find("old line\r\n"));
-  ASSERT_TRUE(ostest::WriteFile(strOther, strOtherText.substr(10)));  // the rest must parse
-  for (const std::string &strFile : {m_strLog, strOther})
-  {
-    std::vector<LogLine> vec = Lines(strFile);
-    EXPECT_EQ(1, std::count_if(vec.begin(), vec.end(),
-                               [](const LogLine &a_logline)
-                               { return a_logline.strText.compare(0, 5, "### (") == 0; }));
-    EXPECT_EQ(vec.size() - 1, static_cast<size_t>(vec.back().lCounter));  // counted from the block on
-  }
-  EXPECT_NE(std::string::npos, Lines(strOther)[0].strText.find(" Debug=3 "));
+  const std::string strText = ostest::ReadFile(m_strLog);
+  EXPECT_EQ(strText.find("### ("), strText.rfind("### ("));  // one block
   EXPECT_EQ((Texts{"before", "### OsServicesStart...", "after"}), Messages());
+  const std::string strOtherText = ostest::ReadFile(strOther);
+  EXPECT_EQ(0u, strOtherText.find("old line\r\n00000 "));
+  ASSERT_TRUE(ostest::WriteFile(strOther, strOtherText.substr(10)));  // the rest must parse
   EXPECT_EQ((Texts{"### OsServicesStart...", "second file"}), Messages(strOther));
 }
 
@@ -724,31 +622,21 @@ TEST_F(LogTest, ArgumentFaultEchoesToStandardErrorWhenAsked)
   testing::internal::CaptureStderr();
   Msg(EOSLOGFLAG_ASSERT, "quiet");
   EXPECT_EQ("", testing::internal::GetCapturedStderr());
-  EXPECT_EQ((Texts{"bad 1", "quiet"}), Messages());
-  // The environment sets the same switch.
-  ostest::ScopedEnv envAssert("QRB_ASSERT", "0x1");
-  Make(1);
-  testing::internal::CaptureStderr();
-  Msg(EOSLOGFLAG_ASSERT, "no echo");
-  EXPECT_EQ("", testing::internal::GetCapturedStderr());
 }
 
 TEST_F(LogTest, DataSourceStateByteShowsInTheHeader)
 {
   Make(1);
-  EXPECT_EQ(0, g_poslog->GetIsTWAIN());
   uint8_t u8State = 0;
   Setup(m_strLog, 1, nullptr, &u8State);
   g_poslog->SetDsState(5);
-  EXPECT_EQ(5, u8State);
-  EXPECT_EQ(5, g_poslog->GetIsTWAIN());
   Msg(EOSLOGFLAG_INFO, "state");
   EXPECT_EQ(5, Lines().back().iState);
   // Destroying the log traces it and clears the global.
   delete m_poslog;
   m_poslog = nullptr;
   EXPECT_EQ(nullptr, g_poslog);
-  EXPECT_TRUE(std::regex_match(Messages().back(), std::regex(R"(mem>>> addr:0x[0-9a-f]+ delete-object)")));
+  EXPECT_EQ(0u, Messages().back().find("mem>>> addr:0x"));
 }
 
 }  // namespace

@@ -19,7 +19,6 @@ TEST(SpinLock, ZeroWordIsFreeAndNoWaitReportsHeldEvenToAnotherThread)
   OSSPINLOCK spinlock = 0;
   COsSync::SpinLock(&spinlock);
   EXPECT_EQ(1, spinlock);
-  EXPECT_EQ(4u, COsSync::SpinLockNoWait(&spinlock));
   EOSSTS eosstsOther = EOSSTS_OK;
   std::thread([&] { eosstsOther = COsSync::SpinLockNoWait(&spinlock); }).join();
   EXPECT_EQ(4u, eosstsOther);
@@ -28,7 +27,6 @@ TEST(SpinLock, ZeroWordIsFreeAndNoWaitReportsHeldEvenToAnotherThread)
   COsSync::SpinUnlock(&spinlock);
   COsSync::SpinUnlock(&spinlock);  // unlocking a free lock is harmless
   EXPECT_EQ(0, spinlock);
-  // That another thread waits for the lock shows in the count below.
 }
 
 TEST(SpinLock, TwoThreadsCountWithoutLosingIncrements)
@@ -65,7 +63,6 @@ TEST(ThreadIds, IdentifiersAndTheLivenessProbe)
   EXPECT_EQ(COsThread::GetProcessId(), COsThread::GetThreadId());
   uint64_t u64Other = 0;
   std::thread([&] { u64Other = COsThread::GetThreadId(); }).join();
-  EXPECT_NE(0u, u64Other);
   EXPECT_NE(COsThread::GetThreadId(), u64Other);
   // Only the low 32 bits name the process.
   EXPECT_TRUE(COsThread::IsThreadRunning((0xABCDull << 32) | COsThread::GetProcessId()));
@@ -78,8 +75,7 @@ TEST(ThreadIds, IdentifiersAndTheLivenessProbe)
   {
     _exit(0);
   }
-  int iStatus = 0;
-  ASSERT_EQ(pid, waitpid(pid, &iStatus, 0));
+  ASSERT_EQ(pid, waitpid(pid, nullptr, 0));
   EXPECT_FALSE(COsThread::IsThreadRunning(static_cast<unsigned long long>(pid)));  // reaped
 }
 
@@ -101,7 +97,6 @@ TEST(ProcessIntegrity, DependsOnEffectiveUserAndIsCached)
   const uint32_t u32AfterDrop = COsThread::GetProcessIntegrity();
   ASSERT_EQ(0, seteuid(0));
   EXPECT_EQ(6u, u32AfterDrop);
-  EXPECT_EQ(0u, COsThread().GetId());  // an object without implementation
 }
 
 namespace
@@ -115,7 +110,7 @@ cpu_set_t CurrentAffinity()
   return cpuset;
 }
 
-// Restores the process's affinity and the global mask after each test.
+// Restores the process's affinity and the global mask after the test.
 class Affinity : public ::testing::Test
 {
 protected:
@@ -124,13 +119,7 @@ protected:
     sched_setaffinity(0, sizeof(m_cpuset), &m_cpuset);
     COsThread::AffinitySetGlobalMask(0);
   }
-  bool Unchanged() const
-  {
-    cpu_set_t cpuset = CurrentAffinity();
-    return CPU_EQUAL(&cpuset, &m_cpuset);
-  }
   const cpu_set_t m_cpuset = CurrentAffinity();
-  const bool m_blSeveral = COsCfg::InfoGetLong(OS_CFGINFO_CPU_TOTAL) >= 2;  // what the call goes by
 };
 
 }  // namespace
@@ -140,26 +129,16 @@ TEST_F(Affinity, ZeroKeepsTheCurrentAffinityAndAMaskSelectsProcessors)
   COsThread::AffinitySetGlobalMask(2);
   EXPECT_EQ(0u, COsThread::AffinitySetMaskCurrentThread(0));
   EXPECT_EQ(0LL, COsThread::AffinityGetGlobalMask());
-  EXPECT_TRUE(Unchanged());
-  if (!m_blSeveral || !CPU_ISSET(1, &m_cpuset))
+  cpu_set_t cpuset = CurrentAffinity();
+  EXPECT_TRUE(CPU_EQUAL(&cpuset, &m_cpuset));
+  // The call goes by the configured processor count.
+  if (COsCfg::InfoGetLong(OS_CFGINFO_CPU_TOTAL) < 2 || !CPU_ISSET(1, &m_cpuset))
   {
     GTEST_SKIP() << "processor 1 is not available to this process";
   }
   EXPECT_EQ(0u, COsThread::AffinitySetMaskCurrentThread(2));
-  cpu_set_t cpuset = CurrentAffinity();
+  cpuset = CurrentAffinity();
   EXPECT_EQ(1, CPU_COUNT(&cpuset));
   EXPECT_TRUE(CPU_ISSET(1, &cpuset));
   EXPECT_EQ(2LL, COsThread::AffinityGetGlobalMask());
-}
-
-TEST_F(Affinity, UpperBitsStandForProcessor31)
-{
-  if (!m_blSeveral || sysconf(_SC_NPROCESSORS_CONF) > 31)
-  {
-    GTEST_SKIP() << "needs a machine with several processors but without a processor 31";
-  }
-  // Bit 40 selects processor 31 only, which does not exist here: refused.
-  EXPECT_EQ(1u, COsThread::AffinitySetMaskCurrentThread(1LL << 40));
-  EXPECT_TRUE(Unchanged());
-  EXPECT_EQ(1LL << 40, COsThread::AffinityGetGlobalMask());
 }
