@@ -3,12 +3,12 @@
 // static record per process, gathered by the first load and read through the
 // COsCfg information accessors.
 #include <dirent.h>
-#include <pwd.h>
 #include <sched.h>
 #include <strings.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -289,20 +289,63 @@ void LoadVirtualInfo()
       u64Used < s_oscfgsysteminfo.u64TotalVirtual ? s_oscfgsysteminfo.u64TotalVirtual - u64Used : 0;
 }
 
+// The name field of a line of /etc/passwd ("name:password:uid:...") when
+// its user number is a_uid; false otherwise.
+bool PasswdLineName(char *a_szLine, uid_t a_uid, const char **a_pszName)
+{
+  char *szPassword = strchr(a_szLine, ':');
+  char *szUid = szPassword ? strchr(szPassword + 1, ':') : nullptr;
+  if (!szUid || (szPassword == a_szLine) || !isdigit(static_cast<unsigned char>(szUid[1])))
+  {
+    return false;
+  }
+  char *szEnd = nullptr;
+  const unsigned long ulUid = strtoul(szUid + 1, &szEnd, 10);
+  if ((*szEnd != ':') || (ulUid != static_cast<unsigned long>(a_uid)))
+  {
+    return false;
+  }
+  *szPassword = '\0';
+  *a_pszName = a_szLine;
+  return true;
+}
+
+// The effective user's name from /etc/passwd, read directly instead of
+// through the name service: the hot-plug program is linked statically and
+// must not load name-service modules at run time. A user that only a
+// network directory knows falls back to $USER. Follows links.
+void LoadUserName()
+{
+  FILE *pfile = OsFileFopenRead("/etc/passwd");
+  char szLine[1024];
+  const char *szName = nullptr;
+  bool blLineStart = true;  // a line longer than the buffer is read in pieces
+  while (!szName && pfile && fgets(szLine, sizeof(szLine), pfile))
+  {
+    const bool blAtLineStart = blLineStart;
+    blLineStart = strchr(szLine, '\n') != nullptr;
+    if (blAtLineStart)
+    {
+      (void)PasswdLineName(szLine, geteuid(), &szName);
+    }
+  }
+  if (pfile)
+  {
+    fclose(pfile);
+  }
+  if (!szName)
+  {
+    szName = getenv("USER");
+  }
+  if (szName)
+  {
+    COsCfgImpl::CopyCut(s_oscfgsysteminfo.szUserName, sizeof(s_oscfgsysteminfo.szUserName), szName);
+  }
+}
+
 void LoadUserAndHost()
 {
-  struct passwd passwdEntry;
-  struct passwd *ppasswd = nullptr;
-  char szBuffer[4096];
-  if (getpwuid_r(geteuid(), &passwdEntry, szBuffer, sizeof(szBuffer), &ppasswd) == 0 && ppasswd &&
-      ppasswd->pw_name)
-  {
-    COsCfgImpl::CopyCut(s_oscfgsysteminfo.szUserName, sizeof(s_oscfgsysteminfo.szUserName), ppasswd->pw_name);
-  }
-  else if (getenv("USER"))
-  {
-    COsCfgImpl::CopyCut(s_oscfgsysteminfo.szUserName, sizeof(s_oscfgsysteminfo.szUserName), getenv("USER"));
-  }
+  LoadUserName();
   if (gethostname(s_oscfgsysteminfo.szHostName, sizeof(s_oscfgsysteminfo.szHostName) - 1) != 0)
   {
     s_oscfgsysteminfo.szHostName[0] = 0;

@@ -4,8 +4,8 @@ if(TARGET test_pnphelper_e2e AND TARGET pnphelper)
   # Preloaded to make the helper object's allocation fail.
   add_library(pnphelper_failnew SHARED ${CMAKE_CURRENT_SOURCE_DIR}/package/failnew.cpp)
   target_include_directories(pnphelper_failnew PRIVATE ${PROJECT_SOURCE_DIR}/pnphelper ${PROJECT_SOURCE_DIR}/osservices)
-  # The program links the C++ runtime statically, where a preloaded operator
-  # new cannot reach; this twin of it links the runtime as a shared library.
+  # The program is linked statically, where a preloaded operator new cannot
+  # reach; this twin of it links the C++ runtime as a shared library.
   add_executable(pnphelper_sharedcxx ${PROJECT_SOURCE_DIR}/pnphelper/pnphelper.cpp ${PROJECT_SOURCE_DIR}/pnphelper/oslinux.cpp)
   target_link_libraries(pnphelper_sharedcxx PRIVATE osservices)
   target_compile_definitions(test_pnphelper_e2e PRIVATE

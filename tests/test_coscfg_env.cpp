@@ -4,6 +4,7 @@
 // the running machine.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -227,6 +228,10 @@ TEST(CfgSystemInfo, RunningMachine)
 #endif
   EXPECT_EQ(sysconf(_SC_PAGESIZE), COsCfg::InfoGetLong(OS_CFGINFO_CPU_PAGESIZE));
   EXPECT_STREQ("", COsCfg::InfoGetString(OS_CFGINFO_COUNT));
+  // The user name is read from /etc/passwd itself, not through the name service.
+  const struct passwd *ppasswd = getpwuid(geteuid());
+  ASSERT_NE(nullptr, ppasswd);
+  EXPECT_STREQ(ppasswd->pw_name, COsCfg::InfoGetString(OS_CFGINFO_OS_USERNAME));
 }
 
 TEST(CfgSystemInfo, ForceCpuInfoTooSmallLeavesClocksAtZero)
