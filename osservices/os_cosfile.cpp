@@ -105,7 +105,7 @@ int OpenForReading(const char *a_szFilename)
     errno = ENOENT;
     return -1;
   }
-  (void)fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+  (void)fcntl(fd, F_SETFL, O_RDONLY);  // back to blocking mode
   return fd;  // the walk's descriptor is handed over
 }
 

@@ -109,7 +109,9 @@ int OsFileOpenWriteAt(int a_fdDirectory, const char *a_szName, int a_iFlags, mod
     errno = iErrno;
     return -1;
   }
-  (void)fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+  // Back to blocking mode. F_SETFL sets the status flags, and O_APPEND is
+  // the only one a caller asks for, so nothing needs reading first.
+  (void)fcntl(fd, F_SETFL, a_iFlags & O_APPEND);
   return fd;
 }
 
@@ -158,7 +160,7 @@ int OsFileOpenRead(const char *a_szPath)
     errno = ENOENT;
     return -1;
   }
-  (void)fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+  (void)fcntl(fd, F_SETFL, O_RDONLY);  // back to blocking mode
   return fd;
 }
 

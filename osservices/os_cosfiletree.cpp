@@ -468,6 +468,20 @@ int EnsureDestination(CopyWalk &a_walk, CopyLevel &a_level)
 
 void CopyLevelRun(CopyWalk &a_walk, CopyLevel &a_level, bool a_blRecursive);
 
+// Opens a file entry of a level for reading without blocking: an entry that
+// is no link at once, a link under the link rule. -1 when it cannot be
+// opened.
+int OpenEntryForReading(const CopyLevel &a_level, const char *a_szName)
+{
+  const int fd = openat(a_level.walkSource.fd, a_szName, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC);
+  if ((fd >= 0) || (errno != ELOOP))
+  {
+    return fd;
+  }
+  OsFileWalk walkLink;
+  return OsFileWalkPath(walkLink, &a_level.walkSource, a_szName, OS_WALK_FOLLOW | OS_WALK_READ) ? -1 : walkLink.fd;
+}
+
 // Copies one file entry: 0, or 1 when it could not be copied.
 EOSSTS CopyFileEntry(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_entry)
 {
@@ -476,14 +490,14 @@ EOSSTS CopyFileEntry(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_en
   {
     return EOSSTS_FAIL;
   }
-  OsFileWalk walkFile;
-  if (OsFileWalkPath(walkFile, &a_level.walkSource, a_entry.szName, OS_WALK_FOLLOW | OS_WALK_READ))
+  const int fdSource = OpenEntryForReading(a_level, a_entry.szName);
+  if (fdSource < 0)
   {
     return EOSSTS_FAIL;
   }
-  EOSSTS eosstsResult = CopyToTarget(walkFile.fd, fdDestination, a_entry.szName, a_entry.szTarget,
-                                     a_walk.modeNew, &a_walk.pchBuffer);
-  OsFileWalkClose(walkFile);
+  EOSSTS eosstsResult =
+      CopyToTarget(fdSource, fdDestination, a_entry.szName, a_entry.szTarget, a_walk.modeNew, &a_walk.pchBuffer);
+  close(fdSource);
   return eosstsResult;
 }
 
@@ -607,47 +621,57 @@ void VisitDirectory(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_ent
   }
 }
 
-// Examines an entry as stat would. An entry that is no link is examined in
-// place, without opening it (most entries of a tree are skipped by name and
-// never opened); a link is walked under the link rule. False, after the
-// refusal is reported, when the entry cannot be examined. Whatever is there
-// when the entry is copied or entered is walked again then.
-bool ExamineEntry(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_entry, struct stat *a_pstat)
+// Whether an entry is a directory, as stat would tell. The type the
+// directory listing gives (a_uchType) is taken for a plain file or
+// directory, and an entry that is no link is examined in place, without
+// opening it: most entries of a tree are skipped by name and never opened. A
+// link is walked under the link rule. False, after the refusal is reported,
+// when the entry cannot be examined. Whatever is there when the entry is
+// copied or entered is opened again then, without following a link.
+bool ExamineEntry(CopyWalk &a_walk, CopyLevel &a_level, const CopyEntry &a_entry, unsigned char a_uchType,
+                  bool *a_pblDirectory)
 {
-  if (!fstatat(a_level.walkSource.fd, a_entry.szName, a_pstat, AT_SYMLINK_NOFOLLOW) &&
-      !S_ISLNK(a_pstat->st_mode))
+  if ((a_uchType == DT_REG) || (a_uchType == DT_DIR))
   {
+    *a_pblDirectory = (a_uchType == DT_DIR);
+    return true;
+  }
+  struct stat statEntry;
+  if (!fstatat(a_level.walkSource.fd, a_entry.szName, &statEntry, AT_SYMLINK_NOFOLLOW) &&
+      !S_ISLNK(statEntry.st_mode))
+  {
+    *a_pblDirectory = S_ISDIR(statEntry.st_mode);
     return true;
   }
   OsFileWalk walkEntry;
   const bool blExamined = !OsFileWalkPath(walkEntry, &a_level.walkSource, a_entry.szName, OS_WALK_FOLLOW) &&
-                          !fstat(walkEntry.fd, a_pstat);
+                          !fstat(walkEntry.fd, &statEntry);
   if (!blExamined)
   {
     SourceNotReached(a_walk, walkEntry, a_entry.szSource);
   }
   OsFileWalkClose(walkEntry);
+  *a_pblDirectory = blExamined && S_ISDIR(statEntry.st_mode);
   return blExamined;
 }
 
 // One entry of a level: examined as stat would (trusted links followed, an
 // untrusted one refused), then handed on as a file or a directory. An entry
 // that cannot be examined (a dangling link) is passed over.
-void VisitEntry(CopyWalk &a_walk, CopyLevel &a_level, const char *a_szName, bool a_blRecursive)
+void VisitEntry(CopyWalk &a_walk, CopyLevel &a_level, const struct dirent &a_dirent, bool a_blRecursive)
 {
   CopyEntry entry;
-  entry.szName = a_szName;
-  if (!JoinPath(a_walk, entry.szSource, a_level.szSource, a_szName))
+  entry.szName = a_dirent.d_name;
+  if (!JoinPath(a_walk, entry.szSource, a_level.szSource, entry.szName))
   {
     return;
   }
-  struct stat statEntry;
-  if (!ExamineEntry(a_walk, a_level, entry, &statEntry))
+  bool blDirectory = false;
+  if (!ExamineEntry(a_walk, a_level, entry, a_dirent.d_type, &blDirectory))
   {
     return;
   }
-  bool blDirectory = S_ISDIR(statEntry.st_mode);
-  if ((blDirectory && !a_blRecursive) || !JoinPath(a_walk, entry.szTarget, a_level.szDestination, a_szName))
+  if ((blDirectory && !a_blRecursive) || !JoinPath(a_walk, entry.szTarget, a_level.szDestination, entry.szName))
   {
     return;
   }
@@ -681,7 +705,7 @@ void CopyLevelRun(CopyWalk &a_walk, CopyLevel &a_level, bool a_blRecursive)
   {
     if (!IsDotOrDotDot(pdirent->d_name))
     {
-      VisitEntry(a_walk, a_level, pdirent->d_name, a_blRecursive);
+      VisitEntry(a_walk, a_level, *pdirent, a_blRecursive);
     }
   }
   if (pdir)
@@ -757,23 +781,28 @@ EOSSTS RemoveDirectory(DeleteWalk &a_walk, int a_fdParent, const char *a_szName,
                        const struct stat &a_stat, bool a_blRecursive, int a_iDepth);
 
 // Removes one entry found inside a tree, whatever it is; a link is unlinked.
-EOSSTS RemoveEntry(DeleteWalk &a_walk, int a_fdDirectory, const char *a_szName, int a_iDepth)
+// An entry that the directory listing gives as neither a directory nor of
+// unknown type is unlinked without a look first, since unlinking never
+// follows a link.
+EOSSTS RemoveEntry(DeleteWalk &a_walk, int a_fdDirectory, const struct dirent &a_dirent, int a_iDepth)
 {
+  const char *szName = a_dirent.d_name;
+  const bool blListedFile = (a_dirent.d_type != DT_DIR) && (a_dirent.d_type != DT_UNKNOWN);
   struct stat statEntry;
-  if (fstatat(a_fdDirectory, a_szName, &statEntry, AT_SYMLINK_NOFOLLOW))
+  if (!blListedFile && fstatat(a_fdDirectory, szName, &statEntry, AT_SYMLINK_NOFOLLOW))
   {
     return (errno == ENOENT) ? EOSSTS_OK : EOSSTS_FAIL;
   }
-  size_t sizetOld = PushName(a_walk, a_szName);
-  bool blDirectory = S_ISDIR(statEntry.st_mode);
+  size_t sizetOld = PushName(a_walk, szName);
+  const bool blDirectory = !blListedFile && S_ISDIR(statEntry.st_mode);
   OSLOGDBG("Delete: <%s> %d %d", a_walk.szPath, blDirectory ? 1 : 2, 1);
   // A directory is entered without following: a link swapped in is not passed.
   EOSSTS eosstsResult =
       blDirectory
-          ? RemoveDirectory(a_walk, a_fdDirectory, a_szName,
-                            openat(a_fdDirectory, a_szName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC),
+          ? RemoveDirectory(a_walk, a_fdDirectory, szName,
+                            openat(a_fdDirectory, szName, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC),
                             statEntry, true, a_iDepth)
-          : UnlinkEntry(a_walk, a_fdDirectory, a_szName);
+          : UnlinkEntry(a_walk, a_fdDirectory, szName);
   PopName(a_walk, sizetOld);
   return eosstsResult;
 }
@@ -799,7 +828,7 @@ EOSSTS RemoveContents(DeleteWalk &a_walk, int a_fdDirectory, int a_iDepth)
     {
       if (!IsDotOrDotDot(pdirent->d_name))
       {
-        eosstsResult = RemoveEntry(a_walk, dirfd(pdir), pdirent->d_name, a_iDepth);
+        eosstsResult = RemoveEntry(a_walk, dirfd(pdir), *pdirent, a_iDepth);
         blRemoved = true;
       }
     }
