@@ -398,8 +398,9 @@ private:
                    size_t a_sizeHeader) const;
   void WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, const char *a_szFormat,
                     va_list a_valist);
-  void WriteInfoLine(OsLogSlot *a_poslogslot, const char *a_szText);
-  void WriteLine(OsLogSlot *a_poslogslot, size_t a_sizeHeader, size_t a_sizeText);
+  void WriteInfoLine(OsLogSlot *a_poslogslot, const char *a_szText, bool a_blReplaceOld = false);
+  void WriteLine(OsLogSlot *a_poslogslot, size_t a_sizeHeader, size_t a_sizeText, bool a_blReplaceOld = false);
+  void ReplaceContents(int a_iFd, const char *a_szLine, size_t a_sizeLine) const;
   void ForceToDisk(int a_iFd) const;
   void SystemInfoLine(char *a_szLine);
   void OsInfoLine(char *a_szLine);
@@ -915,15 +916,39 @@ void COsLogImpl::WriteMessage(OsLogSlot *a_poslogslot, EOSLOGFLAG a_eoslogflag, 
 }
 
 // Writes the line in the static buffer (header, then text) with one write:
-// the text's control characters escaped, CR LF appended. The caller holds
-// the write lock.
-void COsLogImpl::WriteLine(OsLogSlot *a_poslogslot, size_t a_sizeHeader, size_t a_sizeText)
+// the text's control characters escaped, CR LF appended; with a_blReplaceOld
+// the line replaces the file's old contents. The caller holds the write lock.
+void COsLogImpl::WriteLine(OsLogSlot *a_poslogslot, size_t a_sizeHeader, size_t a_sizeText, bool a_blReplaceOld)
 {
   size_t sizeRoom = OSLOG_BUFFERSIZE - a_sizeHeader - 3;
   size_t sizeLine = a_sizeHeader + LogEscapeControls(s_szLogBuffer + a_sizeHeader, a_sizeText, sizeRoom);
   s_szLogBuffer[sizeLine++] = '\r';
   s_szLogBuffer[sizeLine++] = '\n';
-  LogWriteAll(a_poslogslot->iFd, s_szLogBuffer, sizeLine);
+  if (a_blReplaceOld)
+  {
+    ReplaceContents(a_poslogslot->iFd, s_szLogBuffer, sizeLine);
+  }
+  else
+  {
+    LogWriteAll(a_poslogslot->iFd, s_szLogBuffer, sizeLine);
+  }
+}
+
+// The file a_iFd (opened for appending) afterwards holds just the line: the
+// same as truncating it to length 0 and appending the line, which is what a
+// new log does, but the line is written over the start of the file and the
+// file cut after it. The file thus keeps its first block; emptying a file
+// that was written a moment ago makes the file system write it out and give
+// its blocks back first, which took 0.5 ms of every program start.
+void COsLogImpl::ReplaceContents(int a_iFd, const char *a_szLine, size_t a_sizeLine) const
+{
+  const bool blPositioned = (fcntl(a_iFd, F_SETFL, 0) == 0);  // pwrite ignores the offset when appending
+  const ssize_t sszDone = blPositioned ? pwrite(a_iFd, a_szLine, a_sizeLine, 0) : -1;
+  if (ftruncate(a_iFd, (sszDone > 0) ? sszDone : 0) != 0)
+  {
+    fprintf(stderr, "ftruncate failed...<%s>\n", m_szLogFile);
+  }
+  (void)fcntl(a_iFd, F_SETFL, O_APPEND);
 }
 
 // ---- the log file ------------------------------------------------------------
@@ -1131,7 +1156,7 @@ void COsLogImpl::LogSStrCat(char *a_szDst, uint32_t a_u32Size, const char *a_szS
 
 // One line of the block: header with the next counter, the text without its
 // CR LF, one write. Called under the write lock.
-void COsLogImpl::WriteInfoLine(OsLogSlot *a_poslogslot, const char *a_szText)
+void COsLogImpl::WriteInfoLine(OsLogSlot *a_poslogslot, const char *a_szText, bool a_blReplaceOld)
 {
   int iHeader = FormatHeader(a_poslogslot, ++m_i32Counter, s_szLogBuffer, OSLOG_BUFFERSIZE);
   size_t sizeText = strlen(a_szText);
@@ -1140,7 +1165,7 @@ void COsLogImpl::WriteInfoLine(OsLogSlot *a_poslogslot, const char *a_szText)
     sizeText -= 2;
   }
   memcpy(s_szLogBuffer + iHeader, a_szText, sizeText);
-  WriteLine(a_poslogslot, static_cast<size_t>(iHeader), sizeText);
+  WriteLine(a_poslogslot, static_cast<size_t>(iHeader), sizeText, a_blReplaceOld);
   if (m_iFlushing)
   {
     ForceToDisk(a_poslogslot->iFd);
@@ -1278,13 +1303,6 @@ void COsLogImpl::GeneralInfo(OsLogSlot *a_poslogslot)
 {
   m_iGeneralInfoPending = 0;
   m_i32Counter = -1;
-  if (!m_blKeepOld)
-  {
-    if (ftruncate(a_poslogslot->iFd, 0) != 0)
-    {
-      fprintf(stderr, "ftruncate failed...<%s>\n", m_szLogFile);
-    }
-  }
   char szLine[OSLOG_LINESIZE];
   const OsTimeRecord &ostimerecord = a_poslogslot->ostimerecord;
   // The hour is printed twice and the minute stands in the seconds' place:
@@ -1294,7 +1312,7 @@ void COsLogImpl::GeneralInfo(OsLogSlot *a_poslogslot)
                 ostimerecord.wYear, ostimerecord.wMonth, ostimerecord.wDay, ostimerecord.wHour,
                 ostimerecord.wHour, ostimerecord.wMinute, ostimerecord.wMilliseconds,
                 static_cast<long>(m_iLevelGiven), m_szFilterExpanded, OSLOG_SERVICESVERSION);
-  WriteInfoLine(a_poslogslot, szLine);
+  WriteInfoLine(a_poslogslot, szLine, !m_blKeepOld);  // a new log replaces the old contents
   void (COsLogImpl::*apfnLine[])(char *) = {&COsLogImpl::SystemInfoLine, &COsLogImpl::OsInfoLine,
                                             &COsLogImpl::AppInfoLine, &COsLogImpl::DllInfoLine};
   for (auto pfnLine : apfnLine)
