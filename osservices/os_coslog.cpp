@@ -724,14 +724,22 @@ bool COsLogImpl::Admitted(EOSLOGFLAG a_eoslogflag) const
 
 // The calling thread's slot, claimed on its first message: a free slot or
 // one whose thread has gone. Null when 64 running threads hold them all.
+// Slots are claimed from the front and never freed, only taken over, so the
+// search for the caller's own slot ends at the first free one: a first
+// message does not touch the pages of all 64 slots.
 OsLogSlot *COsLogImpl::FindSlot()
 {
   uint64_t u64Id = LogThreadId();
   for (OsLogSlot &slot : m_aoslogslot)
   {
-    if (__atomic_load_n(&slot.u64ThreadId, __ATOMIC_ACQUIRE) == u64Id)
+    const uint64_t u64Owner = __atomic_load_n(&slot.u64ThreadId, __ATOMIC_ACQUIRE);
+    if (u64Owner == u64Id)
     {
       return &slot;
+    }
+    if (!u64Owner)
+    {
+      break;
     }
   }
   OsLogSlot *poslogslot = nullptr;
