@@ -579,10 +579,11 @@ TEST_F(LogTest, PlantedLinksFifosAndHardLinksAreNeverWrittenThrough)
 // functions, tested with them; here its shape and the log's own fields.
 TEST_F(LogTest, NewLogReplacesTheOldContentsWithTheBlock)
 {
-  ASSERT_TRUE(ostest::WriteFile(m_strLog, "old line\r\n"));
+  // Longer than the block's first line, which is written over the old start.
+  ASSERT_TRUE(ostest::WriteFile(m_strLog, std::string(5000, 'o') + "\r\n"));
   Make(0x101, "usb");
   Msg(EOSLOGFLAG_INFO, "new", "os_cosusb.cpp");
-  std::vector<LogLine> vec = Lines();  // "old line" would not parse
+  std::vector<LogLine> vec = Lines();  // an old line would not parse
   ASSERT_EQ(COsCfg::IsLibrary() ? 6u : 5u, vec.size());
   EXPECT_NE(std::string::npos, vec[0].strText.find(") Debug=257 DebugFilter=<usb> Version="))
       << vec[0].strText;
