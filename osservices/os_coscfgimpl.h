@@ -97,6 +97,7 @@ struct OsCfgSystemInfo
   uint32_t u32Processors;        // at least 1
   OsCfgProcessor *posprocessor;  // u32Processors + 1 records, kept for the process
   uint32_t u32PageSize;
+  bool blIdentityLoaded;  // the user, host and volume items below, gathered when first asked for
   char szUserName[OS_SIZE_LABEL];
   char szHostName[OS_SIZE_LINE];
   char szVolumeDeviceId[OS_SIZE_PATH];

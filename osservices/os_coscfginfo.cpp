@@ -23,6 +23,7 @@
 #include "os_cosfilesafe.h"
 #include "os_coslog.h"
 #include "os_cosstring.h"
+#include "os_cossync.h"
 
 namespace
 {
@@ -576,8 +577,6 @@ void COsCfgImpl::LoadSystemInfo()
   LoadProcessors();
   LoadMemoryInfo();
   LoadVirtualInfo();
-  LoadUserAndHost();
-  LoadVolume();
   const long lPageSize = sysconf(_SC_PAGESIZE);
   s_oscfgsysteminfo.u32PageSize = lPageSize > 0 ? static_cast<uint32_t>(lPageSize) : 4096;
 }
@@ -612,9 +611,41 @@ void COsCfgImpl::ResetSystemInfo()
 // COsCfg accessors
 // ---------------------------------------------------------------------------
 
+namespace
+{
+
+OSSPINLOCK s_lIdentityLock;
+
+// The system information with the user, host and volume items, which are
+// gathered when first asked for (they are shown only by the dump): a
+// program that never asks does not read /etc/passwd and /proc/mounts at
+// every start.
+const OsCfgSystemInfo *IdentityInfo()
+{
+  OsCfgSystemInfo *pinfo = COsCfgImpl::GetSystemInfo();
+  COsSync::SpinLock(&s_lIdentityLock);
+  if (!pinfo->blIdentityLoaded)
+  {
+    LoadUserAndHost();
+    LoadVolume();
+    pinfo->blIdentityLoaded = true;
+  }
+  COsSync::SpinUnlock(&s_lIdentityLock);
+  return pinfo;
+}
+
+bool IsIdentityItem(EOSCFGINFO a_eoscfginfo)
+{
+  return (a_eoscfginfo == OS_CFGINFO_OS_USERNAME) || (a_eoscfginfo == OS_CFGINFO_VOLUME_DEVICEID) ||
+         (a_eoscfginfo == OS_CFGINFO_VOLUME_SERIALNUMBER) || (a_eoscfginfo == OS_CFGINFO_NETWORK_HOSTNAME);
+}
+
+}  // namespace
+
 const char *COsCfg::InfoGetString(EOSCFGINFO a_eoscfginfo)
 {
-  const OsCfgSystemInfo *pinfo = COsCfgImpl::GetSystemInfo();
+  const OsCfgSystemInfo *pinfo =
+      IsIdentityItem(a_eoscfginfo) ? IdentityInfo() : COsCfgImpl::GetSystemInfo();
   switch (a_eoscfginfo)
   {
     case OS_CFGINFO_OS_BUILDSTRING:
