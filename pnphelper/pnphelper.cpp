@@ -174,10 +174,12 @@ void ResolvePath(const char *a_szPath, char *a_szResolved)
     }
     COsString::SStrCatf(a_szResolved, PATH_MAX, "%s%s", szSlash[1] ? "/" : "", szName);
     struct stat statEntry;
-    blFollow = blFollow && (lstat(a_szResolved, &statEntry) == 0) &&
-               (!S_ISLNK(statEntry.st_mode) || statEntry.st_uid == 0 || statEntry.st_uid == geteuid());
+    const bool blExists = (lstat(a_szResolved, &statEntry) == 0);
+    const bool blLink = blExists && S_ISLNK(statEntry.st_mode);
+    blFollow = blFollow && blExists && (!blLink || statEntry.st_uid == 0 || statEntry.st_uid == geteuid());
+    // What came before is resolved already, so only a link changes the path.
     char szReal[PATH_MAX];
-    if (blFollow && realpath(a_szResolved, szReal))
+    if (blFollow && blLink && realpath(a_szResolved, szReal))
     {
       COsString::SStrCpy(a_szResolved, PATH_MAX, szReal);
     }
