@@ -155,26 +155,7 @@ void ResolvePath(const char *a_szFile, char *a_szPath, uint32_t a_u32Size)
 }
 
 // Reads a_sizetBytes at a_u64Offset whole; false on an error or an early end.
-bool ReadAt(int a_iFd, void *a_pv, size_t a_sizetBytes, uint64_t a_u64Offset)
-{
-  uint8_t *pu8 = static_cast<uint8_t *>(a_pv);
-  while (a_sizetBytes)
-  {
-    ssize_t sRead = pread(a_iFd, pu8, a_sizetBytes, static_cast<off_t>(a_u64Offset));
-    if (sRead < 0 && errno == EINTR)
-    {
-      continue;
-    }
-    if (sRead <= 0)
-    {
-      return false;
-    }
-    pu8 += sRead;
-    a_sizetBytes -= static_cast<size_t>(sRead);
-    a_u64Offset += static_cast<uint64_t>(sRead);
-  }
-  return true;
-}
+bool ReadAt(int a_iFd, void *a_pv, size_t a_sizetBytes, uint64_t a_u64Offset);
 
 // Closes a descriptor the helpers opened, keeping the caller's errno.
 void CloseFd(int a_iFd)
@@ -459,6 +440,27 @@ namespace
 
 constexpr int s_iMaxEntries = s_iFirstEntry + 1;  // entries 62..0
 constexpr size_t s_sizetCopyChunk = 16384;
+
+bool ReadAt(int a_iFd, void *a_pv, size_t a_sizetBytes, uint64_t a_u64Offset)
+{
+  uint8_t *pu8 = static_cast<uint8_t *>(a_pv);
+  while (a_sizetBytes)
+  {
+    ssize_t sRead = pread(a_iFd, pu8, a_sizetBytes, static_cast<off_t>(a_u64Offset));
+    if (sRead < 0 && errno == EINTR)
+    {
+      continue;
+    }
+    if (sRead <= 0)
+    {
+      return false;
+    }
+    pu8 += sRead;
+    a_sizetBytes -= static_cast<size_t>(sRead);
+    a_u64Offset += static_cast<uint64_t>(sRead);
+  }
+  return true;
+}
 
 bool WriteAll(int a_iFd, const void *a_pv, size_t a_sizetBytes)
 {
