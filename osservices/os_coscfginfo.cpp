@@ -164,7 +164,10 @@ void LoadDistribution()
   free(szText);
 }
 
-// The first processor from the processor identification instruction.
+// The first processor from the processor identification instruction. Each
+// leaf is read once, after its range's highest leaf is known: __get_cpuid
+// would ask for that highest leaf again every time, and a virtual machine
+// may trap every execution of the instruction.
 void IdentifyProcessor(OsCfgProcessor *a_posprocessor)
 {
   a_posprocessor->u32MachineBits = static_cast<uint32_t>(sizeof(void *) * CHAR_BIT);
@@ -175,12 +178,14 @@ void IdentifyProcessor(OsCfgProcessor *a_posprocessor)
   {
     return;
   }
+  const unsigned int uMaxBasic = uEax;
   memcpy(a_posprocessor->szVendor, &uEbx, 4);
   memcpy(a_posprocessor->szVendor + 4, &uEdx, 4);
   memcpy(a_posprocessor->szVendor + 8, &uEcx, 4);
   a_posprocessor->szVendor[12] = 0;
-  if (__get_cpuid(1, &uEax, &uEbx, &uEcx, &uEdx))
+  if (uMaxBasic >= 1)
   {
+    __cpuid(1, uEax, uEbx, uEcx, uEdx);
     a_posprocessor->u32Stepping = uEax & 0xf;
     a_posprocessor->u32Model = (uEax >> 4) & 0xf;
     a_posprocessor->u32Family = (uEax >> 8) & 0xf;
@@ -199,7 +204,7 @@ void IdentifyProcessor(OsCfgProcessor *a_posprocessor)
   {
     return;
   }
-  __get_cpuid(0x80000001, &uEax, &uEbx, &uEcx, &uEdx);
+  __cpuid(0x80000001, uEax, uEbx, uEcx, uEdx);
   a_posprocessor->u83dNow = (uEdx >> 31) & 1;
   a_posprocessor->u8Sse4a = (uEcx >> 6) & 1;
   if (uMaxExtended >= 0x80000004)
@@ -207,7 +212,7 @@ void IdentifyProcessor(OsCfgProcessor *a_posprocessor)
     char szName[49] = {0};
     for (unsigned int uLeaf = 0; uLeaf < 3; uLeaf++)
     {
-      __get_cpuid(0x80000002 + uLeaf, &uEax, &uEbx, &uEcx, &uEdx);
+      __cpuid(0x80000002 + uLeaf, uEax, uEbx, uEcx, uEdx);
       memcpy(szName + uLeaf * 16, &uEax, 4);
       memcpy(szName + uLeaf * 16 + 4, &uEbx, 4);
       memcpy(szName + uLeaf * 16 + 8, &uEcx, 4);
@@ -218,7 +223,7 @@ void IdentifyProcessor(OsCfgProcessor *a_posprocessor)
   }
   if (uMaxExtended >= 0x80000006)
   {
-    __get_cpuid(0x80000006, &uEax, &uEbx, &uEcx, &uEdx);
+    __cpuid(0x80000006, uEax, uEbx, uEcx, uEdx);
     a_posprocessor->u32CacheSize = uEcx >> 16;
   }
 #endif

@@ -48,11 +48,12 @@ bool WriterAccepts(const struct stat &a_stat, EOSFILEWRITER a_ewriter)
 }
 
 // Opens without following a link or blocking; creates exclusively first, so
-// that a created file is known and gets its mode.
+// that a created file is known and gets its mode. An exclusive creation
+// makes a new regular file and cannot block, so it is opened in blocking
+// mode at once.
 int OpenNoFollow(int a_fdDirectory, const char *a_szName, int a_iFlags, mode_t a_mode, bool *a_pblCreated)
 {
-  const int iFlags =
-      (a_iFlags & ~(O_CREAT | O_EXCL | O_TRUNC)) | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const int iFlags = (a_iFlags & ~(O_CREAT | O_EXCL | O_TRUNC)) | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC;
   *a_pblCreated = false;
   if (a_iFlags & O_CREAT)
   {
@@ -68,7 +69,7 @@ int OpenNoFollow(int a_fdDirectory, const char *a_szName, int a_iFlags, mode_t a
       return -1;
     }
   }
-  int fd = openat(a_fdDirectory, a_szName, iFlags);
+  int fd = openat(a_fdDirectory, a_szName, iFlags | O_NONBLOCK);
   if ((fd < 0) && ((errno == ELOOP) || (errno == ENXIO)))
   {
     errno = EACCES;  // a symbolic link, or a FIFO without a reader
@@ -109,9 +110,13 @@ int OsFileOpenWriteAt(int a_fdDirectory, const char *a_szName, int a_iFlags, mod
     errno = iErrno;
     return -1;
   }
-  // Back to blocking mode. F_SETFL sets the status flags, and O_APPEND is
-  // the only one a caller asks for, so nothing needs reading first.
-  (void)fcntl(fd, F_SETFL, a_iFlags & O_APPEND);
+  // An existing file was opened without blocking: back to blocking mode.
+  // F_SETFL sets the status flags, and O_APPEND is the only one a caller
+  // asks for, so nothing needs reading first.
+  if (!blCreated)
+  {
+    (void)fcntl(fd, F_SETFL, a_iFlags & O_APPEND);
+  }
   return fd;
 }
 
